@@ -1,0 +1,148 @@
+#include <TessilUtils/Mesh.h>
+
+#include <TessilUtils/Logger.h>
+#include <TessilUtils/internal/FloatingPointState.h>
+#include <TessilUtils/internal/RayTree.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace TessilUtils {
+
+struct Mesh::Geometry {
+    Geometry(std::vector<Imath::V3f> points_, std::vector<unsigned int> triangles_,
+             std::vector<Imath::V3f> faceVertexNormals_)
+        : points(std::move(points_)),
+          triangles(std::move(triangles_)),
+          faceVertexNormals(std::move(faceVertexNormals_)) {}
+
+    // Built by the first ray, whichever thread casts it.
+    const internal::RayTree& tree() const {
+        const internal::RayTree* ready = readyTree.load(std::memory_order_acquire);
+        if (ready == nullptr) {
+            std::call_once(treeOnce, [this] {
+                ownedTree = std::make_unique<const internal::RayTree>(points, triangles);
+                readyTree.store(ownedTree.get(), std::memory_order_release);
+            });
+            ready = ownedTree.get();
+        }
+        return *ready;
+    }
+
+    const std::vector<Imath::V3f> points;
+    const std::vector<unsigned int> triangles;
+    const std::vector<Imath::V3f> faceVertexNormals;
+
+private:
+    mutable std::once_flag treeOnce;
+    mutable std::unique_ptr<const internal::RayTree> ownedTree;
+    mutable std::atomic<const internal::RayTree*> readyTree{nullptr};  // spares rays the once-flag
+};
+
+namespace {
+
+const std::vector<Imath::V3f> noVectors;
+const std::vector<unsigned int> noIndices;
+
+bool isConsistent(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles,
+                  const std::vector<Imath::V3f>& faceVertexNormals) {
+    if (triangles.size() % 3 != 0) {
+        Logger::error() << "Mesh has" << triangles.size() << "triangle indices, which is no multiple of three";
+        return false;
+    }
+    const auto largest = std::max_element(triangles.begin(), triangles.end());
+    if (largest != triangles.end() && *largest >= points.size()) {
+        Logger::error() << "Mesh has a triangle index" << *largest << "but only" << points.size() << "points";
+        return false;
+    }
+    if (!faceVertexNormals.empty() && faceVertexNormals.size() != triangles.size()) {
+        Logger::error() << "Mesh has" << faceVertexNormals.size() << "face vertex normals for" << triangles.size()
+                        << "triangle indices";
+        return false;
+    }
+    return true;
+}
+
+[[gnu::noinline]] std::vector<Imath::V3f> faceNormals(const std::vector<Imath::V3f>& points,
+                                                      const std::vector<unsigned int>& triangles) {
+    std::vector<Imath::V3f> normals(triangles.size());
+    for (std::size_t i = 0; i < triangles.size(); i += 3) {
+        const internal::Triangle triangle = internal::makeTriangle(points.data(), &triangles[i]);
+        Imath::V3f normal(0);
+        if (internal::isSound(triangle)) {
+            normal = Imath::V3f(triangle.normal / std::sqrt(triangle.normal.length2()));
+        }
+        normals[i] = normals[i + 1] = normals[i + 2] = normal;
+    }
+    return normals;
+}
+
+// u and v for a hit: rounding must not leave the third corner a weight below zero.
+void setWeights(const internal::Hit& hit, float& u, float& v) {
+    u = static_cast<float>(std::max(1 - hit.weight1 - hit.weight2, 0.0));
+    v = static_cast<float>(hit.weight1);
+    const double rest = 1 - static_cast<double>(u);
+    if (v > rest) {
+        v = static_cast<float>(rest);
+        if (v > rest) {
+            v = std::nextafter(v, 0.0f);
+        }
+    }
+}
+
+// Keeps what it computes out of the function that changes the floating point settings.
+[[gnu::noinline]] bool castRay(const internal::RayTree& tree, const Imath::V3f& origin, const Imath::V3f& direction,
+                               float& t, unsigned int& faceId, float& u, float& v, bool bothDirections) {
+    const internal::Hit hit = tree.nearestHit(origin, direction, bothDirections);
+    if (!hit.found) {
+        return false;
+    }
+    t = static_cast<float>(hit.t) + 0.0f;  // no negative zero
+    faceId = hit.faceId;
+    setWeights(hit, u, v);
+    return true;
+}
+
+}  // namespace
+
+Mesh::Mesh() = default;
+
+Mesh::Mesh(std::vector<Imath::V3f> points, std::vector<unsigned int> triangles,
+           std::vector<Imath::V3f> faceVertexNormals) {
+    if (!isConsistent(points, triangles, faceVertexNormals)) {
+        return;
+    }
+    if (faceVertexNormals.empty()) {
+        const internal::FloatingPointState standard;
+        faceVertexNormals = faceNormals(points, triangles);
+    }
+    geometry_ = std::make_shared<const Geometry>(std::move(points), std::move(triangles), std::move(faceVertexNormals));
+}
+
+const std::vector<Imath::V3f>& Mesh::points() const {
+    return geometry_ ? geometry_->points : noVectors;
+}
+
+const std::vector<unsigned int>& Mesh::triangles() const {
+    return geometry_ ? geometry_->triangles : noIndices;
+}
+
+const std::vector<Imath::V3f>& Mesh::faceVertexNormals() const {
+    return geometry_ ? geometry_->faceVertexNormals : noVectors;
+}
+
+bool Mesh::intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,
+                     float& v, bool bothDirections) const {
+    if (!geometry_) {
+        return false;
+    }
+    const internal::FloatingPointState standard;
+    return castRay(geometry_->tree(), origin, direction, t, faceId, u, v, bothDirections);
+}
+
+}  // namespace TessilUtils
