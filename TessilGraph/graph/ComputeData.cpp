@@ -1,0 +1,7 @@
+#include <TessilGraph/graph/ComputeData.h>
+
+namespace TessilGraph {
+
+ComputeData::~ComputeData() = default;
+
+}  // namespace TessilGraph

@@ -1,0 +1,148 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+#include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/NameTable.h>
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeSet.h>
+#include <TessilGraph/graph/StoredOrders.h>
+
+#include <string>
+#include <vector>
+
+namespace TessilGraph {
+
+/// What a network manager keeps of a node that it made, so that it can hand it out again.
+struct NodeCacheEntry {
+    bool inUse = false;    ///< The node is part of the network; false while it waits after a `reset`.
+    Node* node = nullptr;  ///< Null when the factory knew no such type.
+};
+
+/// A network of named nodes: builds it, wires it, evaluates it.
+///
+/// Names are unique within a network and compare byte by byte. Every list comes in ascending byte
+/// order of names.
+///
+/// Ownership: the manager owns the nodes of its network and the nodes that wait in its cache, and
+/// deletes them in `deleteNode`, `clearNodeCache`, `cleanNetwork` and its destructor. Nobody but
+/// the host owns a node that the manager has let go of: one that came in through `addNode` and was
+/// dropped by `reset`; one that waits in the cache while `createNode` makes a node of another type
+/// under its name, or while a node that was added under its name is deleted.
+///
+/// Threads: one manager is used by one thread at a time; different managers, with networks that
+/// don't touch, by different threads. Copying only reads the source, so that several threads may
+/// copy one manager at once.
+class TESSILGRAPH_API NetworkManager {
+public:
+    /// An empty network.
+    NetworkManager() = default;
+
+    /// A deep copy: clones of all nodes under the same names, wired alike, with the stored orders
+    /// translated to the clones. Nothing waits in the copy's cache. A node whose `clone` is null is
+    /// left out.
+    NetworkManager(const NetworkManager& other);
+
+    /// Empties this network, then copies. Assigning a manager to itself leaves it empty.
+    NetworkManager& operator=(const NetworkManager& other);
+
+    /// As `cleanNetwork`.
+    ~NetworkManager();
+
+    NetworkManager clone() const;
+
+    // Nodes and names
+
+    /// Takes a node into the network and owns it from then on. The name is made unique, not
+    /// validated, and given to the node. Null is refused, and that is logged.
+    void addNode(Node* node, const std::string& name);
+
+    /// A node of the type under the name, made unique: the waiting node of that name and type if
+    /// there is one, in the state in which `reset` left it, otherwise a new one from the factory.
+    /// The manager owns it. Null for an unknown type, which is not logged.
+    Node* createNode(const std::string& type, const std::string& name);
+
+    /// Unlinks and deletes a node. Stored orders lose it.
+    void deleteNode(const std::string& name);
+
+    /// Gives a node a new name, made unique while the node still has its old one: a node that is
+    /// renamed to its own name gets that name with a 1. False, with nothing changed, for an unknown
+    /// node and for a new name that is not made of ASCII letters, digits, '-' and '_'. Stored orders
+    /// stay under the old name.
+    bool renameNode(const std::string& oldName, const std::string& newName);
+
+    /// Null when no node has that name.
+    Node* getNode(const std::string& name);
+
+    /// The first node, in name order, whose type has that number; null when there is none.
+    Node* getNodeByType(unsigned int typeId);
+
+    std::vector<Node*> getAllNodes();
+    std::vector<std::string> getNodeNames();
+
+    // Connections
+
+    /// Links an output of one node to an input of another, both by name; see `Port::connectTo` for
+    /// what is refused. Unknown nodes and ports give false, which is not logged.
+    bool connectAttr(const std::string& srcNode, const std::string& srcPort, const std::string& dstNode,
+                     const std::string& dstPort);
+
+    /// Removes such a link; see `Port::disconnectFrom`.
+    bool disconnectAttr(const std::string& srcNode, const std::string& srcPort, const std::string& dstNode,
+                        const std::string& dstPort);
+
+    // Evaluation
+
+    /// Brings a node up to date: computes the dirty nodes upstream of it, each after all that feed
+    /// it, and then the node itself. Computed nodes are clean whatever `compute` returned.
+    ///
+    /// A clean node is up to date, whatever stands upstream of it. An unknown name does nothing.
+    /// What a node throws reaches the caller; that node and those not reached stay dirty. Where
+    /// links run in a circle, each node is computed at most once, and that is logged.
+    ///
+    /// @param data is handed to every `compute` as it is; may be null.
+    /// @param parallel computes level by level, the nodes of one level side by side. A node is then
+    /// computed once for each distance at which it feeds the named one, and clean nodes that feed
+    /// dirty ones are computed too.
+    /// @param useCache computes the dirty nodes of the order that is stored under the name, if there
+    /// is one, even if the named node itself is clean.
+    void computeNode(const std::string& name, const ComputeData* data = nullptr, bool parallel = false,
+                     bool useCache = false);
+
+    /// Marks every node of the network dirty.
+    void setAllNodeDirty();
+
+    // Stored evaluation orders
+
+    /// Stores the order in which the whole network upstream of a node is evaluated. It is not kept
+    /// up to date: whoever changes the wiring clears it or stores it anew.
+    void cacheNodeNetwork(const std::string& name);
+    void clearNodeNetworkCache(const std::string& name);
+    void clearNodeNetworkCaches();
+
+    // The network as a whole
+
+    /// Deletes the nodes that wait in the cache.
+    void clearNodeCache();
+
+    /// Empties the network and resets the nodes that `createNode` made; they wait in the cache.
+    /// Nodes that came in through `addNode` are let go of. Stored orders are dropped.
+    void reset();
+
+    /// Deletes all nodes, waiting ones too, and drops the stored orders.
+    void cleanNetwork();
+
+protected:
+    /// The name if it is free, otherwise with the least suffix 1, 2, 3, ... that makes it free.
+    std::string getUniqueName(const std::string& name);
+
+private:
+    void destroy(Node& node);
+    void setCacheEntry(const std::string& name, NodeCacheEntry entry);
+    void eraseCacheEntry(const std::string& name);
+
+    NodeSet nodes_;
+    StoredOrders networkCache_;
+    NameTable<NodeCacheEntry> nodeCache_;
+};
+
+}  // namespace TessilGraph

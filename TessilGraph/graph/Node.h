@@ -1,0 +1,131 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+#include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/Port.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace TessilGraph {
+
+/// A step of a network: ports, a name, a dirty flag, and a function from inputs to outputs.
+///
+/// A dirty node is to be computed before its outputs count; a new node is dirty. While a node is
+/// dirty, so is everything downstream of it. Node classes add typed ports in their constructor and
+/// override `compute`; `NodeShape.h` has the parts that they share.
+///
+/// A node owns the ports that it accepted and deletes them, without unlinking them first.
+///
+/// Threads: one at a time for a network. When the levels of a network run in parallel, `compute`
+/// of different nodes is called from several threads, and never of one node at the same time.
+class TESSILGRAPH_API Node {
+public:
+    Node();
+    Node(const Node&) = delete;
+    Node& operator=(const Node&) = delete;
+
+    /// The name of the node's type. The base has a definition, "Node", that overriders may call.
+    virtual std::string typeStr() const = 0;
+
+    /// The number of the node's type. Two types may share one.
+    virtual unsigned int typeId() const = 0;
+
+    virtual ~Node();
+
+    /// A new node of the same type, owned by the caller: same name, same values and links to
+    /// outside storage at the inputs that are not connected, no connections, dirty.
+    virtual Node* clone() = 0;
+
+    /// Reads the inputs, writes the outputs, returns whether that made sense; evaluation ignores
+    /// the answer. What it throws reaches whoever asked for the evaluation. The base does nothing.
+    virtual bool compute(const ComputeData* data);
+
+    /// Resets all ports, inputs first: links, values, links to outside storage. Only this node's
+    /// side of a link goes; the name, the dirty flag and the profile time stay.
+    virtual void reset();
+
+    /// For hosts that sort their node types into groups; 0 for all built-in ones.
+    virtual short baseNodeType() const;
+
+    std::string name() const { return name_; }
+
+    /// Gives the node a name, unchecked. A node that stands in a network is renamed through
+    /// `NetworkManager::renameNode`, which keeps the network's book in step.
+    void setName(const std::string& name);
+
+    /// Accepts a port as the last input and owns it from then on. Null, and a port whose name an
+    /// input already has, are refused with the reason logged; such a port stays the caller's.
+    void addInputPort(Port* port);
+
+    /// The same for outputs. An input and an output may share a name.
+    void addOutputPort(Port* port);
+
+    /// The first input of that name; null when there is none, which is not logged.
+    Port* getInputPort(const std::string& name);
+
+    /// The first output of that name; null when there is none, which is not logged.
+    Port* getOutputPort(const std::string& name);
+
+    std::vector<std::string> getInputPortNames() const;
+    std::vector<std::string> getOutputPortNames() const;
+
+    /// Gives the first input of that name back to the caller, who owns it from then on. Its links
+    /// and its owner's name stay as they were. An unknown name does nothing.
+    void removeInputPort(const std::string& name);
+
+    /// The same for outputs.
+    void removeOutputPort(const std::string& name);
+
+    std::uint64_t numInputPorts() const { return inputs_.size(); }
+    std::uint64_t numOutputPorts() const { return outputs_.size(); }
+
+    /// The ports in the order in which they were added.
+    std::vector<Port*>::iterator inputPortBegin() { return inputs_.begin(); }
+    std::vector<Port*>::iterator inputPortEnd() { return inputs_.end(); }
+    std::vector<Port*>::const_iterator inputPortCBegin() const { return inputs_.begin(); }
+    std::vector<Port*>::const_iterator inputPortCEnd() const { return inputs_.end(); }
+    std::vector<Port*>::iterator outputPortBegin() { return outputs_.begin(); }
+    std::vector<Port*>::iterator outputPortEnd() { return outputs_.end(); }
+    std::vector<Port*>::const_iterator outputPortCBegin() const { return outputs_.begin(); }
+    std::vector<Port*>::const_iterator outputPortCEnd() const { return outputs_.end(); }
+
+    bool isDirty() const { return dirty_.load(std::memory_order_relaxed); }
+
+    /// Marks this node and everything downstream of it dirty, or just this node clean. A node that
+    /// is in the wanted state already ends the matter, whatever stands downstream.
+    void setDirty(bool dirty);
+
+    /// Marks just this node dirty.
+    void setDirtyFlag() { dirty_.store(true, std::memory_order_relaxed); }
+
+    /// Set to 0 for every node that an evaluation passes, the level walk apart.
+    std::uint64_t profileTime() const { return profileTime_; }
+    void setProfileTime(std::uint64_t time) { profileTime_ = time; }
+
+private:
+    friend class Port;
+    friend struct internal::Access;
+
+    void addPort(std::vector<Port*>& ports, Port* port, bool asInput);
+
+    std::string name_;
+    std::vector<Port*> inputs_;
+    std::vector<Port*> outputs_;
+    std::uint64_t profileTime_ = 0;
+    std::atomic<bool> dirty_{true};
+
+    // What walks and network managers note at a node instead of keeping sets of nodes.
+    bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
+    bool inputsElsewhere_ = false;  ///< An input that was linked has been given back; outputs may still feed it.
+    std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
+    const void* home_ = nullptr;    ///< The node set in which the node stands under its own name.
+    std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.
+    std::uint64_t mark_ = 0;        ///< The last walk that has been here.
+    std::uint64_t secondMark_ = 0;  ///< For walks that tell two kinds of visit apart.
+    std::size_t place_ = 0;         ///< For walks that number what they find.
+};
+
+}  // namespace TessilGraph

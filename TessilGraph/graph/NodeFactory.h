@@ -1,0 +1,53 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+#include <TessilGraph/graph/Node.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace TessilGraph {
+
+/// Makes nodes by type string.
+///
+/// One factory serves the whole process. It keeps names and creators, no nodes: a node belongs to
+/// whoever asked for it. `instance` may be called from several threads at once, everything else
+/// from one thread at a time. Names count case: only a first letter in lower case is forgiven.
+class TESSILGRAPH_API NodeFactory {
+public:
+    /// Makes a node with `new`.
+    using Creator = Node* (*)();
+
+    static NodeFactory& instance();
+
+    NodeFactory(const NodeFactory&) = delete;
+    NodeFactory& operator=(const NodeFactory&) = delete;
+
+    /// Adds a node type. A name that is taken keeps its creator, and a null creator is refused;
+    /// either is logged.
+    void registerNode(const std::string& name, Creator creator);
+
+    /// Removes a node type. Its nodes live on. An unknown name is logged.
+    void deregisterNode(const std::string& name);
+
+    /// A new node, owned by the caller; null for an unknown type, which is not logged. A name that
+    /// is not found is tried again with its first letter in upper case.
+    Node* createNode(const std::string& name);
+
+    /// Whether `createNode` would find a creator.
+    bool isRegistered(const std::string& name);
+
+    /// All names, in ascending byte order.
+    std::vector<std::string> getRegisteredNodes();
+
+private:
+    NodeFactory() = default;
+    ~NodeFactory() = default;
+
+    Creator findCreator(const std::string& name) const;
+
+    std::map<std::string, Creator> creators_;
+};
+
+}  // namespace TessilGraph

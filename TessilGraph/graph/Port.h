@@ -1,0 +1,117 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace TessilGraph {
+
+class Node;
+
+namespace internal {
+struct Access;
+}
+
+/// The connection point of a node: a name, an owner, a direction and the ports it is wired to.
+///
+/// A link has two ends: each of two linked ports stands in the other's list. Links are made from
+/// one output to one input; an output feeds any number of inputs, an input has at most one source.
+/// Values live in `PortTemplate`.
+///
+/// A port belongs to the node that accepted it (`Node::addInputPort`, `Node::addOutputPort`), until
+/// then to whoever made it. Destroying a port does not unlink it: whoever destroys wired ports
+/// disconnects them first, or resets every node that still refers to them.
+///
+/// Threads: the ports of one network are wired and set from one thread at a time.
+class TESSILGRAPH_API Port {
+public:
+    /// A port without owner and links, an input until a node takes it as an output.
+    explicit Port(const std::string& name);
+
+    Port(const Port&) = delete;
+    Port& operator=(const Port&) = delete;
+
+    /// The name of the port's type. Ports can be linked when these names are equal.
+    virtual std::string typeStr() const;
+
+    virtual ~Port();
+
+    /// Takes over the value of `other`, a port of the same type. This base has no value.
+    virtual void copyValue(Port* other);
+
+    /// Empties this port's list of links; the peers go on listing this port.
+    virtual void reset();
+
+    std::string name() const { return name_; }
+
+    /// The owner; null until a node has accepted the port.
+    Node* node() const { return node_; }
+
+    /// Names the owner, unchecked. Nodes call it for the ports that they accept.
+    void setNode(Node* node);
+
+    bool isInput() const { return input_; }
+    bool isOutput() const { return !input_; }
+
+    /// The output that feeds this input; null for an output and while there is no link.
+    Port* input() const { return input_ && !connections_.empty() ? connections_.front() : nullptr; }
+
+    std::uint64_t numConnections() const { return connections_.size(); }
+
+    /// The ports at the other ends, in the order in which the links were made.
+    const std::vector<Port*>& getConnections() const { return connections_; }
+
+    /// The same list, open to editing.
+    ///
+    /// Edits take effect at once. Whoever edits keeps both ends of a link in step; where the ends
+    /// disagree, or links run in a circle, every operation still ends. The list is looked through
+    /// before the next link that this thread makes, so edit it before that or ask for it again.
+    /// Readers use the const overload, which costs nothing later.
+    std::vector<Port*>& getConnections();
+
+    std::vector<Port*>::iterator begin() { return getConnections().begin(); }
+    std::vector<Port*>::iterator end() { return getConnections().end(); }
+    std::vector<Port*>::const_iterator begin() const { return connections_.begin(); }
+    std::vector<Port*>::const_iterator end() const { return connections_.end(); }
+    std::vector<Port*>::const_iterator cbegin() const { return connections_.begin(); }
+    std::vector<Port*>::const_iterator cend() const { return connections_.end(); }
+
+    /// Links this port and `other`. It copies no value and marks nothing dirty.
+    ///
+    /// False, with the reason logged and nothing changed, when `other` is null, when both are
+    /// inputs, when both have the same owner, when their types differ, when they are linked already,
+    /// when the input has a source already, and when the link would close a cycle.
+    bool connectTo(Port* other);
+
+    /// Removes the link between this port and `other`. False, with the reason logged, when this
+    /// port does not list `other`.
+    bool disconnectFrom(Port* other);
+
+protected:
+    void setAsInput(bool input);
+
+private:
+    friend class Node;
+    friend struct internal::Access;
+
+    bool isLinkedWith(const Port& other) const;
+    void noteLinkTo(const Port& other);
+    void detachFromPeers();
+
+    std::vector<Port*> connections_;
+    std::string name_;
+    Node* node_ = nullptr;
+    bool input_ = true;
+
+    // What the cycle test knows of this port beyond its list; see internal/CycleCheck.h.
+    bool watched_ = false;     ///< Stands in the register of lists that are looked through before the next link.
+    bool lostMany_ = false;    ///< Outputs that this input does not list may list it, any number of them.
+    bool displaced_ = false;   ///< `setNode` took the port away from an owner that may still hold it.
+    bool removed_ = false;     ///< Its owner has given the port back; walks along its owner's ports miss it.
+    Port* lost_ = nullptr;     ///< The output that an input listed when it was reset. Never followed, only compared.
+    std::uint64_t stamp_ = 0;  ///< Input: when its link was made. Output: when its list was last emptied.
+};
+
+}  // namespace TessilGraph

@@ -1,0 +1,73 @@
+#include <TessilGraph/graph/StoredOrders.h>
+
+#include <TessilGraph/graph/internal/Access.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace TessilGraph {
+
+namespace {
+
+void removeDead(std::vector<Node*>& order, const std::unordered_set<const Node*>& dead) {
+    order.erase(std::remove_if(order.begin(), order.end(), [&dead](const Node* node) { return dead.count(node) != 0; }),
+                order.end());
+}
+
+}  // namespace
+
+const std::vector<Node*>* StoredOrders::find(const std::string& name) {
+    const auto found = orders_.find(name);
+    if (found == orders_.end()) {
+        return nullptr;
+    }
+    forgetTheDead();
+    return &found->second;
+}
+
+void StoredOrders::store(const std::string& name, std::vector<Node*> order) {
+    // First the dead: a new node may stand where one of them stood.
+    forgetTheDead();
+    for (Node* node : order) {
+        internal::Access::stored(*node) = true;
+    }
+    orders_[name] = std::move(order);
+}
+
+void StoredOrders::drop(const std::string& name) {
+    orders_.erase(name);
+    if (orders_.empty()) {
+        dead_.clear();
+    }
+}
+
+void StoredOrders::dropAll() {
+    orders_.clear();
+    dead_.clear();
+}
+
+void StoredOrders::nodeDies(Node& node) {
+    if (internal::Access::stored(node) && !orders_.empty()) {
+        dead_.insert(&node);
+    }
+}
+
+std::map<std::string, std::vector<Node*>> StoredOrders::living() const {
+    auto orders = orders_;
+    for (auto& [name, order] : orders) {
+        removeDead(order, dead_);
+    }
+    return orders;
+}
+
+void StoredOrders::forgetTheDead() {
+    if (dead_.empty()) {
+        return;
+    }
+    for (auto& [name, order] : orders_) {
+        removeDead(order, dead_);
+    }
+    dead_.clear();
+}
+
+}  // namespace TessilGraph

@@ -1,0 +1,241 @@
+#include <TessilGraph/graph/NetworkManager.h>
+
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/PortTemplate.h>
+
+#include <tests/support/CollectedLog.h>
+#include <tests/support/ProbeNode.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace TessilGraph {
+namespace {
+
+using tests::Messages;
+using tests::Pipe;
+using tests::takeComputed;
+using tests::takeDestroyed;
+using tests::takeLog;
+
+using Names = std::vector<std::string>;
+
+constexpr bool parallel = true;
+constexpr bool useCache = true;
+
+const Messages nullMessage = {"Error null pointer "};
+
+/// A node that has no copy.
+class Unique : public Pipe {
+public:
+    Node* clone() override { return nullptr; }
+};
+
+Node* makeNothing() {
+    return nullptr;
+}
+
+/// An output port that belongs to no node.
+class LooseOutput : public PortTemplate<double> {
+public:
+    LooseOutput() : PortTemplate<double>("loose") { setAsInput(false); }
+};
+
+TEST(BadInput, NullPortsCannotBeConnected) {
+    Pipe node;
+    EXPECT_FALSE(node.in()->connectTo(nullptr));
+    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_FALSE(node.out()->connectTo(nullptr));
+    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_FALSE(node.in()->disconnectFrom(nullptr));
+    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_FALSE(node.out()->disconnectFrom(nullptr));
+    EXPECT_EQ(takeLog(), nullMessage);
+}
+
+TEST(BadInput, PortsWithoutANodeArePassedOverByEveryWalk) {
+    NetworkManager network;
+    auto* a = new Pipe;
+    auto* b = new Pipe;
+    network.addNode(a, "a");
+    network.addNode(b, "b");
+    PortTemplate<double> sink("sink");
+    LooseOutput source;
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    ASSERT_TRUE(a->out()->connectTo(&sink));
+    ASSERT_TRUE(source.connectTo(a->in()));
+    ASSERT_TRUE(sink.isInput());
+
+    a->setDirty(false);
+    b->setDirty(false);
+    a->setDirty(true);
+    EXPECT_TRUE(b->isDirty());
+    auto* extra = new PortTemplate<double>("extra");
+    a->addInputPort(extra);
+    EXPECT_FALSE(b->out()->connectTo(extra));
+    EXPECT_EQ(takeLog(), Messages{"Cycle detected! the connection is not allowed! "});
+    takeComputed();
+    for (const bool way : {false, true}) {
+        network.setAllNodeDirty();
+        network.computeNode("b", nullptr, way);
+        EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+    }
+    network.cacheNodeNetwork("b");
+    network.setAllNodeDirty();
+    network.computeNode("b", nullptr, !parallel, useCache);
+    EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+    const NetworkManager copy = network.clone();
+    network.deleteNode("a");
+    EXPECT_EQ(sink.numConnections(), 0U);
+    EXPECT_EQ(source.numConnections(), 0U);
+}
+
+TEST(BadInput, NullEntriesInAListArePassedOver) {
+    NetworkManager network;
+    auto* a = new Pipe;
+    auto* b = new Pipe;
+    network.addNode(a, "a");
+    network.addNode(b, "b");
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    a->in()->getConnections().push_back(nullptr);
+    a->out()->getConnections().push_back(nullptr);
+    a->out()->getConnections().insert(a->out()->getConnections().begin(), nullptr);
+    EXPECT_EQ(a->in()->get(), 0.0);
+    a->setDirty(false);
+    b->setDirty(false);
+    a->setDirty(true);
+    EXPECT_TRUE(b->isDirty());
+    takeComputed();
+    for (const bool way : {false, true}) {
+        network.setAllNodeDirty();
+        network.computeNode("b", nullptr, way);
+        EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+    }
+    network.cacheNodeNetwork("b");
+    const NetworkManager copy = network.clone();
+    network.clearNodeNetworkCaches();
+    network.deleteNode("a");
+    EXPECT_EQ(b->in()->numConnections(), 0U);
+}
+
+TEST(BadInput, NullNodesAreNotAdded) {
+    NetworkManager network;
+    network.addNode(nullptr, "a");
+    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_TRUE(network.getAllNodes().empty());
+    network.setAllNodeDirty();
+    network.computeNode("a");
+    network.reset();
+}
+
+TEST(BadInput, NullCreatorsAreNotRegistered) {
+    NodeFactory::instance().registerNode("BadNothing", nullptr);
+    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_FALSE(NodeFactory::instance().isRegistered("BadNothing"));
+    NodeFactory::instance().registerNode("BadNothing", Pipe::creator);
+    NodeFactory::instance().deregisterNode("BadNothing");
+}
+
+TEST(BadInput, CreatorsThatReturnNullAreLikeUnknownTypes) {
+    NodeFactory::instance().registerNode("BadBarren", makeNothing);
+    NetworkManager network;
+    EXPECT_EQ(NodeFactory::instance().createNode("BadBarren"), nullptr);
+    EXPECT_EQ(network.createNode("BadBarren", "a"), nullptr);
+    EXPECT_EQ(network.getNode("a"), nullptr);
+    EXPECT_TRUE(network.getNodeNames().empty());
+    network.reset();
+    network.clearNodeCache();
+    EXPECT_EQ(network.createNode("BadBarren", "a"), nullptr);
+    NodeFactory::instance().deregisterNode("BadBarren");
+}
+
+TEST(BadInput, ClonesThatAreNullAreLeftOutOfACopy) {
+    NetworkManager network;
+    network.addNode(new Pipe, "a");
+    network.addNode(new Unique, "b");
+    network.addNode(new Pipe, "c");
+    network.addNode(new Pipe, "d");
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    ASSERT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+    ASSERT_TRUE(network.connectAttr("a", "out", "d", "in1"));
+    network.cacheNodeNetwork("c");
+    NetworkManager copy(network);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "c", "d"}));
+    EXPECT_EQ(copy.getNode("c")->getInputPort("in1")->numConnections(), 0U);
+    EXPECT_EQ(copy.getNode("a")->getOutputPort("out")->numConnections(), 1U);
+    EXPECT_NE(copy.getNode("d")->getInputPort("in1")->input(), nullptr);
+    takeComputed();
+    copy.computeNode("c", nullptr, !parallel, useCache);
+    EXPECT_EQ(takeComputed(), (Names{"a", "c"}));
+}
+
+TEST(BadInput, ClonesWithoutTheExtraPortsAreWiredAsFarAsTheyGo) {
+    NetworkManager network;
+    auto* a = new Pipe;
+    auto* b = new Pipe;
+    network.addNode(a, "a");
+    network.addNode(b, "b");
+    a->addOutputPort(new PortTemplate<double>("extra"));
+    b->addInputPort(new PortTemplate<double>("more"));
+    b->addInputPort(new PortTemplate<double>("most"));
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "more"));
+    ASSERT_TRUE(network.connectAttr("a", "extra", "b", "in1"));
+    ASSERT_TRUE(network.connectAttr("a", "extra", "b", "most"));
+    NetworkManager copy(network);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "b"}));
+    EXPECT_EQ(copy.getNode("b")->numInputPorts(), 1U);
+    EXPECT_EQ(copy.getNode("b")->getInputPort("in1")->numConnections(), 0U);
+    EXPECT_EQ(copy.getNode("a")->getOutputPort("out")->numConnections(), 0U);
+}
+
+TEST(BadInput, ExceptionsOfACreatorLeaveTheNetworkUsable) {
+    NodeFactory::instance().registerNode("BadThrowing", []() -> Node* { throw std::runtime_error("creator"); });
+    NetworkManager network;
+    network.createNode("ProbeNumber1", "a");
+    EXPECT_THROW(network.createNode("BadThrowing", "b"), std::runtime_error);
+    EXPECT_EQ(network.getNode("b"), nullptr);
+    EXPECT_NE(network.createNode("ProbeNumber1", "b"), nullptr);
+    EXPECT_EQ(network.getNodeNames(), (Names{"a", "b"}));
+    network.reset();
+    NodeFactory::instance().deregisterNode("BadThrowing");
+}
+
+TEST(BadInput, ExceptionsOfANodeReachTheCallerEachWay) {
+    NetworkManager network;
+    auto* a = new Pipe;
+    auto* b = new Pipe;
+    auto* c = new Pipe;
+    network.addNode(a, "a");
+    network.addNode(b, "b");
+    network.addNode(c, "c");
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    ASSERT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+    network.cacheNodeNetwork("c");
+    for (const bool withCache : {false, true}) {
+        for (const bool way : {false, true}) {
+            network.setAllNodeDirty();
+            b->onCompute = [] { throw std::runtime_error("b failed"); };
+            try {
+                network.computeNode("c", nullptr, way, withCache);
+                ADD_FAILURE() << "nothing was thrown";
+            } catch (const std::runtime_error& error) {
+                EXPECT_STREQ(error.what(), "b failed");
+            }
+            EXPECT_FALSE(a->isDirty());
+            EXPECT_TRUE(b->isDirty());
+            EXPECT_TRUE(c->isDirty());
+            b->onCompute = nullptr;
+            network.computeNode("c", nullptr, way, withCache);
+            EXPECT_FALSE(c->isDirty());
+            EXPECT_EQ(c->out()->get(), 3.0);
+        }
+    }
+    takeComputed();
+}
+
+}  // namespace
+}  // namespace TessilGraph

@@ -1,0 +1,464 @@
+#include <TessilGraph/graph/NetworkManager.h>
+
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/PortTemplate.h>
+
+#include <tests/support/CollectedLog.h>
+#include <tests/support/ProbeNode.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace TessilGraph {
+namespace {
+
+using tests::Source;
+using tests::takeComputed;
+using tests::takeDestroyed;
+
+using Names = std::vector<std::string>;
+using Ports = std::vector<Port*>;
+
+constexpr bool parallel = true;
+constexpr bool serial = false;
+constexpr bool useCache = true;
+
+const std::string source = "ProbeNumber0";
+const std::string pipe = "ProbeNumber1";
+const std::string sum = "ProbeNumber2";
+
+/// a to b to c, made by type.
+class NetworkCaches : public testing::Test {
+protected:
+    NetworkCaches() {
+        a = network.createNode(pipe, "a");
+        b = network.createNode(pipe, "b");
+        c = network.createNode(pipe, "c");
+        EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+        EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+        takeComputed();
+        takeDestroyed();
+    }
+
+    Names replayed(NetworkManager& from, const std::string& name) {
+        from.setAllNodeDirty();
+        from.computeNode(name, nullptr, serial, useCache);
+        return takeComputed();
+    }
+
+    NetworkManager network;
+    Node* a = nullptr;
+    Node* b = nullptr;
+    Node* c = nullptr;
+};
+
+double value(Node* node, const std::string& port) {
+    Port* found = node->getInputPort(port);
+    if (found == nullptr) {
+        found = node->getOutputPort(port);
+    }
+    return static_cast<PortTemplate<double>*>(found)->get();
+}
+
+TEST_F(NetworkCaches, StoreAnOrderThatIsReplayedThoughTheNamedNodeIsClean) {
+    network.cacheNodeNetwork("c");
+    c->setDirty(false);
+    network.computeNode("c", nullptr, serial, useCache);
+    EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+}
+
+TEST_F(NetworkCaches, StoreCleanNodesTooAndChangeNoFlag) {
+    a->setDirty(false);
+    b->setDirty(false);
+    network.cacheNodeNetwork("c");
+    EXPECT_EQ(takeComputed(), Names{});
+    EXPECT_FALSE(a->isDirty());
+    EXPECT_FALSE(b->isDirty());
+    EXPECT_TRUE(c->isDirty());
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+}
+
+TEST_F(NetworkCaches, StoreTheWholeUpstreamNetworkEachNodeBehindItsSources) {
+    network.createNode(source, "x");
+    network.createNode(sum, "s");
+    network.createNode(sum, "d");
+    ASSERT_TRUE(network.connectAttr("c", "out", "d", "in1"));
+    ASSERT_TRUE(network.connectAttr("x", "out", "s", "in1"));
+    ASSERT_TRUE(network.connectAttr("a", "out", "s", "in2"));
+    ASSERT_TRUE(network.connectAttr("s", "out", "d", "in2"));
+    network.cacheNodeNetwork("d");
+    EXPECT_EQ(replayed(network, "d"), (Names{"a", "x", "s", "b", "c", "d"}));
+}
+
+TEST_F(NetworkCaches, StoreOneOrderPerName) {
+    network.cacheNodeNetwork("b");
+    network.cacheNodeNetwork("c");
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "b"), (Names{"a", "b"}));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+    network.clearNodeNetworkCache("b");
+    EXPECT_EQ(replayed(network, "b"), Names{"b"});
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+}
+
+TEST_F(NetworkCaches, ReplaceAnOrderThatWasStoredBefore) {
+    network.cacheNodeNetwork("c");
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+    network.cacheNodeNetwork("c");
+    EXPECT_EQ(replayed(network, "c"), (Names{"b", "c"}));
+}
+
+TEST_F(NetworkCaches, IgnoreUnknownNames) {
+    network.cacheNodeNetwork("x");
+    network.createNode(pipe, "x");
+    EXPECT_EQ(replayed(network, "x"), Names{"x"});
+    network.cacheNodeNetwork("c");
+    network.clearNodeNetworkCache("X");
+    network.clearNodeNetworkCache("");
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+}
+
+TEST_F(NetworkCaches, DropAllOrdersAtOnce) {
+    network.cacheNodeNetwork("b");
+    network.cacheNodeNetwork("c");
+    network.clearNodeNetworkCaches();
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "b"), Names{"b"});
+    EXPECT_EQ(replayed(network, "c"), (Names{"b", "c"}));
+}
+
+TEST_F(NetworkCaches, KeepAnOrderUnderTheOldNameWhenANodeIsRenamed) {
+    network.cacheNodeNetwork("c");
+    ASSERT_TRUE(network.renameNode("c", "d"));
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "d"), (Names{"b", "d"}));
+    EXPECT_EQ(replayed(network, "c"), Names{});
+    network.createNode(pipe, "c");
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "d"}));
+}
+
+TEST_F(NetworkCaches, KeepAnOrderWhenTheNamedNodeIsDeleted) {
+    network.createNode(pipe, "d");
+    network.cacheNodeNetwork("c");
+    network.cacheNodeNetwork("b");
+    network.deleteNode("d");
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(replayed(network, "b"), (Names{"a", "b"}));
+    // An order that names no deleted node may be replayed under a name that another node took over.
+    ASSERT_TRUE(network.renameNode("b", "e"));
+    network.clearNodeNetworkCache("c");
+    network.deleteNode("c");
+    network.createNode(pipe, "b");
+    EXPECT_EQ(replayed(network, "b"), (Names{"a", "e"}));
+}
+
+TEST_F(NetworkCaches, DropOrdersOnResetAndOnCleaning) {
+    network.cacheNodeNetwork("c");
+    network.reset();
+    network.createNode(pipe, "c");
+    EXPECT_EQ(replayed(network, "c"), Names{"c"});
+    network.cacheNodeNetwork("c");
+    network.cleanNetwork();
+    network.createNode(pipe, "c");
+    network.createNode(pipe, "a");
+    ASSERT_TRUE(network.connectAttr("a", "out", "c", "in1"));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
+}
+
+TEST_F(NetworkCaches, HandTheSameNodeOutAgainAfterReset) {
+    network.reset();
+    EXPECT_TRUE(network.getNodeNames().empty());
+    EXPECT_EQ(network.getNode("a"), nullptr);
+    EXPECT_EQ(takeDestroyed(), Names{});
+    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    EXPECT_EQ(a->name(), "a");
+    EXPECT_EQ(network.getNode("a"), a);
+    EXPECT_EQ(network.getNodeNames(), Names{"a"});
+    EXPECT_EQ(network.createNode(pipe, "b"), b);
+}
+
+TEST_F(NetworkCaches, HandANodeOutOnlyOnce) {
+    network.reset();
+    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    Node* second = network.createNode(pipe, "a");
+    EXPECT_EQ(second->name(), "a1");
+    EXPECT_NE(second, a);
+    EXPECT_NE(second, b);
+    EXPECT_NE(second, c);
+}
+
+TEST_F(NetworkCaches, MakeANewNodeForAnotherTypeOrAnotherName) {
+    network.reset();
+    Node* made = network.createNode(sum, "a");
+    EXPECT_NE(made, a);
+    EXPECT_EQ(made->typeStr(), sum);
+    EXPECT_EQ(takeDestroyed(), Names{});
+    delete a;  // Its entry was taken by the new node, and with it the manager's claim.
+    EXPECT_EQ(network.createNode(pipe, "d")->numOutputPorts(), 1U);
+    EXPECT_NE(network.getNode("d"), b);
+}
+
+TEST_F(NetworkCaches, CompareTheTypeExactly) {
+    network.reset();
+    Node* made = network.createNode("probeNumber1", "a");
+    ASSERT_NE(made, nullptr);
+    EXPECT_NE(made, a);
+    EXPECT_EQ(made->typeStr(), pipe);
+    delete a;
+}
+
+TEST_F(NetworkCaches, ResetWhatTheyKeep) {
+    static_cast<PortTemplate<double>*>(a->getInputPort("in1"))->set(5.0);
+    network.computeNode("c");
+    a->setProfileTime(9);
+    network.reset();
+    for (Node* node : {a, b, c}) {
+        EXPECT_EQ(node->getInputPort("in1")->numConnections(), 0U);
+        EXPECT_EQ(node->getOutputPort("out")->numConnections(), 0U);
+        EXPECT_EQ(value(node, "in1"), 0.0);
+        EXPECT_EQ(value(node, "out"), 0.0);
+        EXPECT_FALSE(node->isDirty());
+    }
+    EXPECT_EQ(a->profileTime(), 9U);
+    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    EXPECT_FALSE(a->isDirty());
+}
+
+TEST_F(NetworkCaches, ResetTwiceLikeOnce) {
+    network.reset();
+    network.reset();
+    EXPECT_EQ(network.createNode(pipe, "b"), b);
+}
+
+TEST_F(NetworkCaches, FollowARenamedNode) {
+    ASSERT_TRUE(network.renameNode("a", "z"));
+    network.reset();
+    EXPECT_NE(network.createNode(pipe, "a"), a);
+    EXPECT_EQ(network.createNode(pipe, "z"), a);
+}
+
+TEST_F(NetworkCaches, ForgetADeletedNode) {
+    network.deleteNode("a");
+    EXPECT_EQ(takeDestroyed(), Names{"a"});
+    network.reset();
+    network.createNode(pipe, "a");
+    network.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), (Names{"b", "c"}));
+}
+
+TEST_F(NetworkCaches, PassOverAnEntryWithoutANode) {
+    EXPECT_EQ(network.createNode("NoSuchType", "n"), nullptr);
+    network.reset();
+    EXPECT_EQ(network.createNode("NoSuchType", "n"), nullptr);
+    network.reset();
+    network.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c"}));
+    EXPECT_EQ(network.createNode("NoSuchType", "n"), nullptr);
+    EXPECT_NE(network.createNode(pipe, "n"), nullptr);
+    network.cleanNetwork();
+    EXPECT_EQ(takeDestroyed(), Names{"n"});
+}
+
+TEST_F(NetworkCaches, AreClearedOfUnusedNodesOnly) {
+    network.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), Names{});
+    EXPECT_EQ(network.getNodeNames(), (Names{"a", "b", "c"}));
+    network.reset();
+    EXPECT_EQ(network.createNode(pipe, "b"), b);
+    network.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "c"}));
+    EXPECT_EQ(network.getNodeNames(), Names{"b"});
+    network.reset();
+    EXPECT_EQ(network.createNode(pipe, "b"), b);
+}
+
+/// The names of the nodes and of both ends of every connection, in the order of the inputs.
+Names wiring(NetworkManager& network) {
+    Names links;
+    for (Node* node : network.getAllNodes()) {
+        for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
+            if ((*port)->input() != nullptr) {
+                Port* from = (*port)->input();
+                links.push_back(from->node()->name() + "." + from->name() + " " + node->name() + "." + (*port)->name());
+            }
+        }
+    }
+    return links;
+}
+
+class NetworkCopy : public NetworkCaches {
+protected:
+    NetworkCopy() {
+        network.createNode(sum, "d");
+        EXPECT_TRUE(network.connectAttr("b", "out", "d", "in2"));
+        static_cast<PortTemplate<double>*>(network.getNode("d")->getInputPort("in1"))->set(4.0);
+        static_cast<PortTemplate<double>*>(a->getInputPort("in1"))->set(2.0);
+    }
+};
+
+TEST_F(NetworkCopy, HasTheSameNodesValuesAndConnections) {
+    static_assert(std::is_same_v<decltype(std::declval<const NetworkManager&>().clone()), NetworkManager>);
+    const NetworkManager& original = network;
+    NetworkManager copied(original);
+    NetworkManager assigned;
+    EXPECT_EQ(&(assigned = original), &assigned);
+    NetworkManager cloned = original.clone();
+    for (NetworkManager* copy : {&copied, &assigned, &cloned}) {
+        EXPECT_EQ(copy->getNodeNames(), (Names{"a", "b", "c", "d"}));
+        EXPECT_EQ(wiring(*copy), (Names{"a.out b.in1", "b.out c.in1", "b.out d.in2"}));
+        EXPECT_EQ(value(copy->getNode("a"), "in1"), 2.0);
+        EXPECT_EQ(value(copy->getNode("d"), "in1"), 4.0);
+        for (const char* name : {"a", "b", "c", "d"}) {
+            EXPECT_NE(copy->getNode(name), network.getNode(name));
+            EXPECT_EQ(copy->getNode(name)->name(), name);
+            EXPECT_TRUE(copy->getNode(name)->isDirty());
+        }
+        copy->computeNode("d");
+        EXPECT_EQ(value(copy->getNode("d"), "out"), 1.0 + 4.0 + 1.0 + 1.0 + 2.0);
+    }
+    EXPECT_EQ(wiring(network), (Names{"a.out b.in1", "b.out c.in1", "b.out d.in2"}));
+    EXPECT_TRUE(a->isDirty());
+}
+
+TEST_F(NetworkCopy, ListsTheInputsThatAnOutputFeedsInTheOrderOfTheirNames) {
+    ASSERT_TRUE(network.disconnectAttr("b", "out", "c", "in1"));
+    ASSERT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+    EXPECT_EQ(b->getOutputPort("out")->getConnections(),
+              (Ports{network.getNode("d")->getInputPort("in2"), c->getInputPort("in1")}));
+    NetworkManager copy(network);
+    EXPECT_EQ(copy.getNode("b")->getOutputPort("out")->getConnections(),
+              (Ports{copy.getNode("c")->getInputPort("in1"), copy.getNode("d")->getInputPort("in2")}));
+}
+
+TEST_F(NetworkCopy, LivesOnItsOwn) {
+    NetworkManager copy(network);
+    copy.deleteNode("b");
+    EXPECT_EQ(network.getNodeNames(), (Names{"a", "b", "c", "d"}));
+    EXPECT_EQ(wiring(network).size(), 3U);
+    EXPECT_EQ(wiring(copy), Names{});
+    network.cleanNetwork();
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "c", "d"}));
+    copy.computeNode("c");
+    EXPECT_FALSE(copy.getNode("c")->isDirty());
+}
+
+TEST_F(NetworkCopy, HasTheStoredOrdersOverItsOwnNodes) {
+    network.cacheNodeNetwork("c");
+    network.cacheNodeNetwork("d");
+    ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
+    NetworkManager copy(network);
+    EXPECT_EQ(replayed(copy, "c"), (Names{"a", "b", "c"}));
+    EXPECT_FALSE(copy.getNode("a")->isDirty());
+    EXPECT_TRUE(a->isDirty());
+    EXPECT_EQ(replayed(copy, "d"), (Names{"a", "b", "d"}));
+    copy.clearNodeNetworkCaches();
+    EXPECT_EQ(replayed(copy, "c"), (Names{"b", "c"}));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+}
+
+TEST_F(NetworkCopy, KeepsAnOrderUnderAKeyThatNamesNoNode) {
+    network.cacheNodeNetwork("c");
+    ASSERT_TRUE(network.renameNode("c", "e"));
+    NetworkManager copy(network);
+    copy.createNode(pipe, "c");
+    EXPECT_EQ(replayed(copy, "c"), (Names{"a", "b", "e"}));
+}
+
+TEST_F(NetworkCopy, LeavesNodesOfAStoredOrderOutThatHaveNoCopy) {
+    Source outside;
+    outside.setName("outside");
+    ASSERT_TRUE(outside.out()->connectTo(a->getInputPort("in1")));
+    network.cacheNodeNetwork("c");
+    EXPECT_EQ(replayed(network, "c"), (Names{"outside", "a", "b", "c"}));
+    NetworkManager copy(network);
+    outside.setDirtyFlag();
+    EXPECT_EQ(replayed(copy, "c"), (Names{"a", "b", "c"}));
+    EXPECT_TRUE(outside.isDirty());
+    EXPECT_EQ(copy.getNode("a")->getInputPort("in1")->numConnections(), 0U);
+    EXPECT_EQ(outside.out()->numConnections(), 1U);
+    network.cleanNetwork();
+}
+
+TEST_F(NetworkCopy, HasAnEmptyNodeCache) {
+    NetworkManager copy(network);
+    takeDestroyed();
+    const std::vector<Node*> nodes = copy.getAllNodes();
+    copy.reset();
+    EXPECT_EQ(takeDestroyed(), Names{});
+    Node* made = copy.createNode(pipe, "a");
+    EXPECT_NE(made, nodes[0]);
+    copy.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), Names{});
+    for (Node* node : nodes) {
+        delete node;  // `reset` gave them up: they came in without an entry in the node cache.
+    }
+}
+
+TEST_F(NetworkCopy, KeepsLinksToOutsideStorage) {
+    double outside = 50.0;
+    static_cast<PortTemplate<double>*>(a->getInputPort("in1"))->setLink(&outside);
+    NetworkManager copy(network);
+    EXPECT_EQ(value(copy.getNode("a"), "in1"), 50.0);
+    outside = 60.0;
+    EXPECT_EQ(value(copy.getNode("a"), "in1"), 60.0);
+}
+
+TEST_F(NetworkCopy, TakesTheNodesOwnNames) {
+    a->setName("own");
+    NetworkManager copy(network);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"b", "c", "d", "own"}));
+    EXPECT_EQ(wiring(copy), (Names{"own.out b.in1", "b.out c.in1", "b.out d.in2"}));
+    a->setName("a");
+}
+
+TEST_F(NetworkCopy, ReplacesWhatWasThere) {
+    NetworkManager target;
+    target.createNode(pipe, "old");
+    target.createNode(pipe, "a");
+    target.cacheNodeNetwork("a");
+    takeDestroyed();
+    target = network;
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "old"}));
+    EXPECT_EQ(target.getNodeNames(), (Names{"a", "b", "c", "d"}));
+    ASSERT_TRUE(target.disconnectAttr("b", "out", "c", "in1"));
+    EXPECT_EQ(replayed(target, "a"), Names{"a"});
+}
+
+TEST_F(NetworkCopy, OfItselfIsEmpty) {
+    network.cacheNodeNetwork("c");
+    NetworkManager& same = network;
+    network = same;
+    EXPECT_TRUE(network.getNodeNames().empty());
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c", "d"}));
+    EXPECT_NE(network.createNode(pipe, "a"), nullptr);
+}
+
+TEST_F(NetworkCopy, OfNothingIsEmpty) {
+    const NetworkManager empty;
+    network = empty;
+    EXPECT_TRUE(network.getNodeNames().empty());
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c", "d"}));
+}
+
+TEST_F(NetworkCopy, IsMadeFromBothSidesOfALinkThatOnlyTheInputLists) {
+    b->getOutputPort("out")->reset();
+    NetworkManager copy(network);
+    EXPECT_EQ(wiring(copy), (Names{"a.out b.in1", "b.out c.in1", "b.out d.in2"}));
+    EXPECT_EQ(copy.getNode("b")->getOutputPort("out")->numConnections(), 2U);
+}
+
+TEST_F(NetworkCopy, LeavesALinkOutThatOnlyTheOutputLists) {
+    c->getInputPort("in1")->reset();
+    NetworkManager copy(network);
+    EXPECT_EQ(wiring(copy), (Names{"a.out b.in1", "b.out d.in2"}));
+    EXPECT_EQ(copy.getNode("b")->getOutputPort("out")->numConnections(), 1U);
+}
+
+}  // namespace
+}  // namespace TessilGraph

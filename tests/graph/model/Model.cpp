@@ -1,0 +1,707 @@
+#include <tests/graph/model/Model.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <set>
+#include <utility>
+
+namespace model {
+
+const std::vector<NodeType>& nodeTypes() {
+    static const std::vector<NodeType> types = {
+        {"ModelSum", 8001, {{"a", "DoublePort"}, {"b", "DoublePort"}}, {{"o", "DoublePort"}}},
+        {"ModelText", 8002, {{"a", "StringPort"}, {"b", "StringPort"}}, {{"o", "StringPort"}}},
+        {"ModelMixed", 8003, {{"a", "DoublePort"}, {"t", "StringPort"}}, {{"o", "DoublePort"}, {"t", "StringPort"}}},
+        {"ModelSource", 8004, {}, {{"o", "DoublePort"}, {"t", "StringPort"}}},
+        {"ModelWide",
+         8005,
+         {{"a", "DoublePort"}, {"b", "DoublePort"}, {"c", "DoublePort"}, {"t", "StringPort"}},
+         {{"o", "DoublePort"}, {"p", "DoublePort"}}},
+    };
+    return types;
+}
+
+Value outcome(const std::vector<Value>& inputs, int computes, std::size_t output) {
+    Value result;
+    result.number = computes + 0.5 * static_cast<double>(output);
+    for (std::size_t index = 0; index < inputs.size(); ++index) {
+        result.number += static_cast<double>(index + 2) * inputs[index].number;
+        result.text += inputs[index].text;
+    }
+    result.number = std::fmod(result.number, 100003.0);
+    result.text += std::to_string(computes) + static_cast<char>('a' + static_cast<int>(output));
+    if (result.text.size() > 24) {
+        result.text = result.text.substr(result.text.size() - 24);
+    }
+    return result;
+}
+
+namespace {
+
+template <class T>
+bool contains(const std::vector<T>& list, const T& item) {
+    return std::find(list.begin(), list.end(), item) != list.end();
+}
+
+template <class T>
+void removeFirst(std::vector<T>& list, const T& item) {
+    const auto found = std::find(list.begin(), list.end(), item);
+    if (found != list.end()) {
+        list.erase(found);
+    }
+}
+
+bool isPlainName(const std::string& name) {
+    const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
+    return !name.empty() && name.find_first_not_of(allowed) == std::string::npos;
+}
+
+}  // namespace
+
+void World::beginStep() {
+    log.clear();
+    destroyed.clear();
+    ran.clear();
+    threw = false;
+    ambiguous = false;
+}
+
+void World::error(const std::vector<std::string>& pieces) {
+    std::string message;
+    for (const std::string& piece : pieces) {
+        message += piece + " ";
+    }
+    log.push_back(message);
+}
+
+int World::newPort(const std::string& name, const std::string& type) {
+    Port port;
+    port.name = name;
+    port.type = type;
+    ports.push_back(port);
+    return static_cast<int>(ports.size()) - 1;
+}
+
+const Value& World::read(int port) const {
+    while (ports[port].input && !ports[port].connections.empty()) {
+        port = ports[port].connections.front();
+    }
+    return ports[port].link == none ? ports[port].value : outside[ports[port].link];
+}
+
+void World::set(int port, const Value& value) {
+    ports[port].value = value;
+    if (ports[port].node != none && ports[port].input) {
+        setDirty(ports[port].node, true);
+    }
+}
+
+void World::copyValue(int to, int from) {
+    ports[to].value = ports[from].value;
+    ports[to].link = ports[from].link;
+}
+
+void World::resetPort(int port) {
+    ports[port].connections.clear();
+    ports[port].value = Value();
+    ports[port].link = none;
+}
+
+bool World::reaches(int from, int target) const {
+    std::set<int> seen;
+    std::vector<int> work = {from};
+    while (!work.empty()) {
+        const int node = work.back();
+        work.pop_back();
+        if (node == target) {
+            return true;
+        }
+        if (node == none || !seen.insert(node).second) {
+            continue;
+        }
+        for (const int output : nodes[node].outputs) {
+            for (const int other : ports[output].connections) {
+                if (ports[other].node != none) {
+                    work.push_back(ports[other].node);
+                }
+            }
+        }
+    }
+    return false;
+}
+
+bool World::connect(int port, int other) {
+    if (other == none) {
+        error({"Error null pointer"});
+        return false;
+    }
+    Port& mine = ports[port];
+    Port& theirs = ports[other];
+    if (mine.input && theirs.input) {
+        error({"Only input to output port connection are allowed!"});
+        return false;
+    }
+    if (mine.node == theirs.node) {
+        error({"Connect port on the same node is not allowed!"});
+        return false;
+    }
+    if (mine.type != theirs.type) {
+        error({"Impossible connect a ", mine.type, " attribute to a ", theirs.type, " port"});
+        return false;
+    }
+    if (contains(theirs.connections, port) || contains(mine.connections, other)) {
+        error({"Node are already connected"});
+        return false;
+    }
+    if ((mine.input && !mine.connections.empty()) || (theirs.input && !theirs.connections.empty())) {
+        error({"Attribute already connected to another attribute ", mine.name, " ", theirs.name});
+        return false;
+    }
+    const int up = mine.input ? theirs.node : mine.node;
+    const int down = mine.input ? mine.node : theirs.node;
+    if (down != none && up != none && reaches(down, up)) {
+        error({"Cycle detected! the connection is not allowed!"});
+        return false;
+    }
+    theirs.connections.push_back(port);
+    mine.connections.push_back(other);
+    return true;
+}
+
+bool World::disconnect(int port, int other) {
+    if (other == none) {
+        error({"Error null pointer"});
+        return false;
+    }
+    if (!contains(ports[port].connections, other)) {
+        error({"Connection doesn't exist"});
+        return false;
+    }
+    removeFirst(ports[other].connections, port);
+    removeFirst(ports[port].connections, other);
+    return true;
+}
+
+int World::newNode(std::size_t type) {
+    Node node;
+    node.type = type;
+    nodes.push_back(node);
+    const int made = static_cast<int>(nodes.size()) - 1;
+    for (const PortType& port : nodeTypes()[type].inputs) {
+        addPort(made, newPort(port.name, port.type), true);
+    }
+    for (const PortType& port : nodeTypes()[type].outputs) {
+        addPort(made, newPort(port.name, port.type), false);
+    }
+    return made;
+}
+
+int World::cloneNode(int node) {
+    const int copy = newNode(nodes[node].type);
+    nodes[copy].name = nodes[node].name;
+    for (const int port : nodes[node].inputs) {
+        if (ports[port].connections.empty()) {
+            const int copied = findPort(copy, ports[port].name, true);
+            if (copied != none) {
+                copyValue(copied, port);
+            }
+        }
+    }
+    return copy;
+}
+
+void World::destroyNode(int node) {
+    nodes[node].alive = false;
+    for (const int port : nodes[node].inputs) {
+        ports[port].alive = false;
+    }
+    for (const int port : nodes[node].outputs) {
+        ports[port].alive = false;
+    }
+    destroyed.push_back(node);
+}
+
+bool World::addPort(int node, int port, bool input) {
+    std::vector<int>& list = input ? nodes[node].inputs : nodes[node].outputs;
+    for (const int other : list) {
+        if (ports[other].name == ports[port].name) {
+            error({"Port ", ports[port].name, "already exists"});
+            return false;
+        }
+    }
+    ports[port].input = input;
+    ports[port].node = node;
+    list.push_back(port);
+    return true;
+}
+
+void World::removePort(int node, const std::string& name, bool input) {
+    const int port = findPort(node, name, input);
+    if (port != none) {
+        removeFirst(input ? nodes[node].inputs : nodes[node].outputs, port);
+    }
+}
+
+int World::findPort(int node, const std::string& name, bool input) const {
+    for (const int port : input ? nodes[node].inputs : nodes[node].outputs) {
+        if (ports[port].name == name) {
+            return port;
+        }
+    }
+    return none;
+}
+
+void World::setDirty(int node, bool dirty) {
+    if (nodes[node].dirty == dirty) {
+        return;
+    }
+    if (!dirty) {
+        nodes[node].dirty = false;
+        return;
+    }
+    std::vector<int> work = {node};
+    do {
+        const int top = work.back();
+        if (nodes[top].dirty) {
+            work.pop_back();
+            continue;
+        }
+        for (const int output : nodes[top].outputs) {
+            for (const int other : ports[output].connections) {
+                const int below = ports[other].node;
+                if (below != none && !nodes[below].dirty) {
+                    work.push_back(below);
+                }
+            }
+        }
+        nodes[top].dirty = true;
+    } while (work.size() > 1);
+    nodes[node].dirty = true;
+}
+
+void World::resetNode(int node) {
+    for (const int port : nodes[node].inputs) {
+        resetPort(port);
+    }
+    for (const int port : nodes[node].outputs) {
+        resetPort(port);
+    }
+}
+
+std::string World::uniqueName(int manager, const std::string& name) const {
+    std::string unique = name;
+    for (int number = 1; managers[manager].nodes.count(unique) > 0; ++number) {
+        unique = name + std::to_string(number);
+    }
+    return unique;
+}
+
+void World::addNode(int manager, int node, const std::string& name) {
+    if (node == none) {
+        error({"Error null pointer"});
+        return;
+    }
+    const std::string unique = uniqueName(manager, name);
+    nodes[node].name = unique;
+    managers[manager].nodes[unique] = node;
+}
+
+int World::createNode(int manager, const std::string& type, const std::string& name) {
+    Manager& mine = managers[manager];
+    const std::string unique = uniqueName(manager, name);
+    int result = none;
+    const auto waiting = mine.nodeCache.find(unique);
+    if (waiting != mine.nodeCache.end() && !waiting->second.inUse && waiting->second.node != none &&
+        nodeTypes()[nodes[waiting->second.node].type].name == type) {
+        waiting->second.inUse = true;
+        result = waiting->second.node;
+    } else {
+        for (std::size_t index = 0; index < nodeTypes().size(); ++index) {
+            const std::string& known = nodeTypes()[index].name;
+            if (known == type || (type[0] == 'm' && known == "M" + type.substr(1))) {
+                result = newNode(index);
+            }
+        }
+        mine.nodeCache[unique] = {true, result};
+    }
+    if (result != none) {
+        nodes[result].name = unique;
+        mine.nodes[unique] = result;
+    }
+    return result;
+}
+
+void World::deleteNode(int manager, const std::string& name) {
+    Manager& mine = managers[manager];
+    const auto found = mine.nodes.find(name);
+    if (found != mine.nodes.end()) {
+        const int node = found->second;
+        for (const int port : nodes[node].inputs) {
+            if (!ports[port].connections.empty()) {
+                disconnect(port, ports[port].connections.front());
+            }
+        }
+        for (const int port : nodes[node].outputs) {
+            const std::vector<int> connected = ports[port].connections;
+            for (const int other : connected) {
+                disconnect(other, port);
+            }
+        }
+        destroyNode(node);
+        mine.nodes.erase(name);
+    }
+    mine.nodeCache.erase(name);
+}
+
+bool World::renameNode(int manager, const std::string& oldName, const std::string& newName) {
+    Manager& mine = managers[manager];
+    if (!isPlainName(newName) || mine.nodes.count(oldName) == 0) {
+        return false;
+    }
+    const int node = mine.nodes[oldName];
+    const std::string unique = uniqueName(manager, newName);
+    const auto old = mine.nodeCache.find(oldName);
+    if (old != mine.nodeCache.end() && old->second.node == node) {
+        const auto waiting = mine.nodeCache.find(unique);
+        if (waiting != mine.nodeCache.end() && !waiting->second.inUse && waiting->second.node != none) {
+            destroyNode(waiting->second.node);
+        }
+        const CacheEntry entry = old->second;
+        mine.nodeCache[unique] = entry;
+        mine.nodeCache.erase(oldName);
+    }
+    mine.nodes.erase(oldName);
+    nodes[node].name = unique;
+    mine.nodes[unique] = node;
+    return true;
+}
+
+bool World::connectAttr(int manager, const std::vector<std::string>& names) {
+    Manager& mine = managers[manager];
+    if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
+        return false;
+    }
+    const int out = findPort(mine.nodes[names[0]], names[1], false);
+    const int in = findPort(mine.nodes[names[2]], names[3], true);
+    return out != none && in != none && connect(out, in);
+}
+
+bool World::disconnectAttr(int manager, const std::vector<std::string>& names) {
+    Manager& mine = managers[manager];
+    if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
+        return false;
+    }
+    const int out = findPort(mine.nodes[names[0]], names[1], false);
+    const int in = findPort(mine.nodes[names[2]], names[3], true);
+    return out != none && in != none && disconnect(out, in);
+}
+
+int World::upstream(int port) const {
+    return ports[port].connections.empty() ? none : ports[ports[port].connections.front()].node;
+}
+
+std::vector<int> World::serialOrder(int node, bool dirtyOnly) const {
+    std::deque<int> stack = {node};
+    std::set<std::string> done;
+    std::vector<int> order;
+    while (!stack.empty()) {
+        const int top = stack.back();
+        std::set<std::string> pushedNow;
+        bool ready = true;
+        for (const int port : nodes[top].inputs) {
+            const int up = upstream(port);
+            if (up == none || (dirtyOnly && !nodes[up].dirty) || done.count(nodes[up].name) > 0 ||
+                pushedNow.count(nodes[up].name) > 0) {
+                continue;
+            }
+            stack.push_back(up);
+            pushedNow.insert(nodes[up].name);
+            ready = false;
+        }
+        if (ready) {
+            if (!dirtyOnly || nodes[top].dirty) {
+                order.push_back(top);
+            }
+            done.insert(nodes[top].name);
+            stack.pop_back();
+        }
+    }
+    return order;
+}
+
+std::vector<std::vector<int>> World::levels(int node) const {
+    std::set<int> level = {node};
+    std::set<int> leaves;
+    std::vector<std::set<int>> found = {level};
+    while (!level.empty()) {
+        std::set<int> next;
+        for (const int member : level) {
+            if (!nodes[member].dirty) {
+                continue;
+            }
+            if (nodes[member].inputs.empty()) {
+                leaves.insert(member);
+            }
+            for (const int port : nodes[member].inputs) {
+                const int up = upstream(port);
+                if (up == none) {
+                    continue;
+                }
+                std::size_t fed = 0;
+                for (const int input : nodes[up].inputs) {
+                    fed += ports[input].connections.size();
+                }
+                (fed > 0 ? next : leaves).insert(up);
+            }
+        }
+        found.push_back(next.empty() ? leaves : next);
+        level = next;
+    }
+    std::vector<std::vector<int>> ordered;
+    for (auto members = found.rbegin(); members != found.rend(); ++members) {
+        // Inside a level, what feeds another member goes first.
+        std::vector<int> order;
+        std::set<int> placed;
+        const std::function<void(int)> place = [&](int member) {
+            if (members->count(member) == 0 || !placed.insert(member).second) {
+                return;
+            }
+            for (const int port : nodes[member].inputs) {
+                if (upstream(port) != none) {
+                    place(upstream(port));
+                }
+            }
+            order.push_back(member);
+        };
+        for (const int member : *members) {
+            place(member);
+        }
+        ordered.push_back(order);
+    }
+    return ordered;
+}
+
+void World::compute(int node) {
+    if (nodes[node].throws) {
+        threw = true;
+        return;
+    }
+    ++nodes[node].computes;
+    std::vector<Value> inputs;
+    for (const int port : nodes[node].inputs) {
+        const Value& value = read(port);
+        inputs.push_back(ports[port].type == "DoublePort" ? Value{value.number, ""} : Value{0.0, value.text});
+    }
+    for (std::size_t index = 0; index < nodes[node].outputs.size(); ++index) {
+        set(nodes[node].outputs[index], outcome(inputs, nodes[node].computes, index));
+    }
+    setDirty(node, false);
+}
+
+void World::computeNode(int manager, const std::string& name, bool parallel, bool useCache) {
+    Manager& mine = managers[manager];
+    if (mine.nodes.count(name) == 0) {
+        return;
+    }
+    const int node = mine.nodes[name];
+    const bool stored = useCache && mine.networkCache.count(name) > 0;
+    if (!stored && !nodes[node].dirty) {
+        return;
+    }
+    if (!stored && parallel) {
+        for (const std::vector<int>& level : levels(node)) {
+            ran.push_back(level);
+            for (const int member : level) {
+                compute(member);
+            }
+            // Which of its neighbours ran before a node threw is left open.
+            if (threw) {
+                ambiguous = true;
+                return;
+            }
+        }
+        return;
+    }
+    for (const int next : stored ? mine.networkCache[name] : serialOrder(node, true)) {
+        nodes[next].profileTime = 0;
+        if (nodes[next].dirty) {
+            ran.push_back({next});
+            compute(next);
+            if (threw) {
+                return;
+            }
+        }
+    }
+}
+
+void World::cacheNodeNetwork(int manager, const std::string& name) {
+    Manager& mine = managers[manager];
+    if (mine.nodes.count(name) > 0) {
+        mine.networkCache[name] = serialOrder(mine.nodes[name], false);
+    }
+}
+
+void World::clearNodeCache(int manager) {
+    Manager& mine = managers[manager];
+    for (auto entry = mine.nodeCache.begin(); entry != mine.nodeCache.end();) {
+        if (entry->second.inUse) {
+            ++entry;
+            continue;
+        }
+        if (entry->second.node != none) {
+            destroyNode(entry->second.node);
+        }
+        entry = mine.nodeCache.erase(entry);
+    }
+}
+
+void World::reset(int manager) {
+    Manager& mine = managers[manager];
+    mine.nodes.clear();
+    for (auto& [name, entry] : mine.nodeCache) {
+        entry.inUse = false;
+        if (entry.node != none) {
+            resetNode(entry.node);
+        }
+    }
+    mine.networkCache.clear();
+}
+
+void World::cleanNetwork(int manager) {
+    Manager& mine = managers[manager];
+    for (const auto& [name, node] : mine.nodes) {
+        destroyNode(node);
+    }
+    for (const auto& [name, entry] : mine.nodeCache) {
+        if (!entry.inUse && entry.node != none) {
+            destroyNode(entry.node);
+        }
+    }
+    mine = Manager();
+}
+
+void World::assign(int manager, int other) {
+    cleanNetwork(manager);
+    if (manager == other) {
+        return;
+    }
+    Manager& mine = managers[manager];
+    const Manager from = managers[other];
+    const auto copyOf = [&](int node) {
+        const std::string& name = nodes[node].name;
+        const auto original = from.nodes.find(name);
+        if (original == from.nodes.end() || original->second != node) {
+            // A node of no network, or of another one, may have the name of one of ours.
+            ambiguous = ambiguous || mine.nodes.count(name) > 0;
+            return none;
+        }
+        const auto copy = mine.nodes.find(name);
+        return copy == mine.nodes.end() ? none : copy->second;
+    };
+    for (const auto& [name, node] : from.nodes) {
+        mine.nodes[nodes[node].name] = cloneNode(node);
+    }
+    for (const auto& [name, order] : from.networkCache) {
+        std::vector<int> copied;
+        for (const int node : order) {
+            if (copyOf(node) != none) {
+                copied.push_back(copyOf(node));
+            }
+        }
+        mine.networkCache[name] = copied;
+    }
+    for (const auto& [name, node] : from.nodes) {
+        for (const int port : nodes[node].inputs) {
+            if (ports[port].connections.empty()) {
+                continue;
+            }
+            const int source = ports[port].connections.front();
+            if (ports[source].node == none || copyOf(ports[source].node) == none) {
+                continue;
+            }
+            const int in = findPort(copyOf(node), ports[port].name, true);
+            const int out = findPort(copyOf(ports[source].node), ports[source].name, false);
+            if (in != none && out != none) {
+                connect(out, in);
+            }
+        }
+    }
+}
+
+bool World::isOwned(int node) const {
+    for (const Manager& manager : managers) {
+        for (const auto& [name, member] : manager.nodes) {
+            if (member == node) {
+                return true;
+            }
+        }
+        for (const auto& [name, entry] : manager.nodeCache) {
+            if (entry.node == node) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+bool World::isSound() const {
+    std::vector<std::set<int>> below(nodes.size());
+    std::vector<int> sources(nodes.size(), 0);
+    for (std::size_t index = 0; index < ports.size(); ++index) {
+        const Port& port = ports[index];
+        if (!port.alive) {
+            continue;
+        }
+        if (port.node != none && !nodes[port.node].alive) {
+            return false;
+        }
+        for (const int other : port.connections) {
+            if (!ports[other].alive) {
+                return false;
+            }
+            const int from = port.input ? ports[other].node : port.node;
+            const int to = port.input ? port.node : ports[other].node;
+            if (from == none || to == none) {
+                continue;
+            }
+            if (from == to) {
+                return false;
+            }
+            if (below[from].insert(to).second) {
+                ++sources[to];
+            }
+        }
+    }
+    for (const Manager& manager : managers) {
+        for (const auto& [name, order] : manager.networkCache) {
+            for (const int node : order) {
+                if (!nodes[node].alive) {
+                    return false;
+                }
+            }
+        }
+    }
+    std::size_t visited = 0;
+    std::vector<int> work;
+    for (std::size_t index = 0; index < nodes.size(); ++index) {
+        if (sources[index] == 0) {
+            work.push_back(static_cast<int>(index));
+        }
+    }
+    while (!work.empty()) {
+        const int node = work.back();
+        work.pop_back();
+        ++visited;
+        for (const int next : below[node]) {
+            if (--sources[next] == 0) {
+                work.push_back(next);
+            }
+        }
+    }
+    return visited == nodes.size();
+}
+
+}  // namespace model

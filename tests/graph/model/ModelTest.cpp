@@ -1,0 +1,953 @@
+#include <TessilGraph/graph/NetworkManager.h>
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/PortTemplate.h>
+
+#include <tests/graph/model/Model.h>
+#include <tests/support/CollectedLog.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace TessilGraph {
+namespace {
+
+using model::none;
+using model::Value;
+using model::World;
+
+using Numbers = PortTemplate<double>;
+using Texts = PortTemplate<std::string>;
+
+/// What the library's nodes did since the last look.
+struct Record {
+    std::mutex mutex;
+    std::vector<int> computed;
+    std::vector<int> destroyed;
+};
+
+Record record;
+
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+Value valueOf(Port* port) {
+    Value value;
+    if (auto* number = dynamic_cast<Numbers*>(port)) {
+        value.number = number->get();
+    } else {
+        value.text = dynamic_cast<Texts&>(*port).get();
+    }
+    return value;
+}
+
+void setValue(Port* port, const Value& value) {
+    if (auto* number = dynamic_cast<Numbers*>(port)) {
+        number->set(value.number);
+    } else {
+        dynamic_cast<Texts&>(*port).set(value.text);
+    }
+}
+
+Port* makePort(const std::string& name, const std::string& type) {
+    if (type == "DoublePort") {
+        return new Numbers(name);
+    }
+    return new Texts(name);
+}
+
+/// The library's side of a node of the model.
+class Twin : public Node {
+public:
+    explicit Twin(std::size_t type) : type_(type) {
+        for (const model::PortType& port : model::nodeTypes()[type].inputs) {
+            addInputPort(makePort(port.name, port.type));
+        }
+        for (const model::PortType& port : model::nodeTypes()[type].outputs) {
+            addOutputPort(makePort(port.name, port.type));
+        }
+    }
+    ~Twin() override { record.destroyed.push_back(id); }
+
+    template <std::size_t Type>
+    static Node* creator() {
+        return new Twin(Type);
+    }
+
+    std::string typeStr() const override { return model::nodeTypes()[type_].name; }
+    unsigned int typeId() const override { return model::nodeTypes()[type_].id; }
+
+    Node* clone() override {
+        auto* copy = new Twin(type_);
+        copy->setName(name());
+        for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+            Port* copied = copy->getInputPort((*port)->name());
+            if ((*port)->numConnections() == 0 && copied != nullptr) {
+                copied->copyValue(*port);
+            }
+        }
+        return copy;
+    }
+
+    bool compute(const ComputeData*) override {
+        {
+            const std::lock_guard<std::mutex> guard(record.mutex);
+            record.computed.push_back(id);
+        }
+        if (throws) {
+            throw Failure(name());
+        }
+        ++computes;
+        std::vector<Value> inputs;
+        for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+            inputs.push_back(valueOf(*port));
+        }
+        std::size_t index = 0;
+        for (auto port = outputPortBegin(); port != outputPortEnd(); ++port) {
+            setValue(*port, model::outcome(inputs, computes, index++));
+        }
+        return computes % 2 == 0;
+    }
+
+    int id = none;
+    int computes = 0;
+    bool throws = false;
+
+private:
+    std::size_t type_;
+};
+
+/// A port of no node, whose direction is chosen.
+template <class T>
+class Loose : public PortTemplate<T> {
+public:
+    Loose(const std::string& name, bool input) : PortTemplate<T>(name) { this->setAsInput(input); }
+};
+
+/// Model and library side by side, and the random steps that both take.
+class Pair {
+public:
+    explicit Pair(unsigned int seed) : random_(seed) {
+        world_.managers.resize(2);
+        for (int index = 0; index < 2; ++index) {
+            managers_.push_back(std::make_unique<NetworkManager>());
+        }
+        for (std::size_t index = 0; index < 4; ++index) {
+            world_.outside.push_back({static_cast<double>(index) + 0.25, "outside" + std::to_string(index)});
+            numbers_.push_back(world_.outside.back().number);
+            texts_.push_back(world_.outside.back().text);
+        }
+        for (const bool input : {true, false}) {
+            addLoose(std::make_unique<Loose<double>>("loose", input), "DoublePort", input);
+            addLoose(std::make_unique<Loose<std::string>>("loose", input), "StringPort", input);
+        }
+    }
+
+    ~Pair() {
+        managers_.clear();
+        for (int manager = 0; manager < 2; ++manager) {
+            world_.cleanNetwork(manager);
+        }
+        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+            if (world_.nodes[id].alive) {
+                delete nodes_[id];
+            }
+        }
+        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
+            if (removed_.count(static_cast<int>(id)) > 0) {
+                delete ports_[id];
+            }
+        }
+        tests::takeLog();
+    }
+
+    Pair(const Pair&) = delete;
+    Pair& operator=(const Pair&) = delete;
+
+    /// Takes one step; false when model and library disagree.
+    bool step() {
+        for (int attempt = 0; attempt < 50; ++attempt) {
+            Step step = choose();
+            World next = world_;
+            next.beginStep();
+            const std::string expected = step.inModel(next);
+            if (expected == "skip" || next.ambiguous || !next.isSound() || next.nodes.size() > 4000) {
+                continue;
+            }
+            ++kinds_[kind_];
+            history_.push_back(step.text);
+            record.computed.clear();
+            record.destroyed.clear();
+            tests::takeLog();
+            world_ = std::move(next);
+            std::string actual;
+            bool threw = false;
+            try {
+                actual = step.inLibrary();
+            } catch (const Failure&) {
+                threw = true;
+                actual = expected;
+            }
+            compare(expected, actual, threw);
+            return differences_.str().empty();
+        }
+        return true;
+    }
+
+    std::string report() const {
+        std::ostringstream text;
+        text << differences_.str() << "after the steps\n";
+        const std::size_t first = history_.size() > 30 ? history_.size() - 30 : 0;
+        for (std::size_t index = first; index < history_.size(); ++index) {
+            text << index << ": " << history_[index] << '\n';
+        }
+        return text.str();
+    }
+
+    const std::map<std::string, int>& kinds() const { return kinds_; }
+
+private:
+    struct Step {
+        std::string text;
+        std::function<std::string(World&)> inModel;
+        std::function<std::string()> inLibrary;
+    };
+
+    // Choosing
+
+    int below(int end) { return static_cast<int>(random_() % static_cast<unsigned int>(end)); }
+    bool chance(int percent) { return below(100) < percent; }
+
+    template <class T>
+    const T& any(const std::vector<T>& items) {
+        return items[random_() % items.size()];
+    }
+
+    std::vector<int> aliveNodes() const {
+        std::vector<int> ids;
+        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+            if (world_.nodes[id].alive) {
+                ids.push_back(static_cast<int>(id));
+            }
+        }
+        return ids;
+    }
+
+    std::vector<int> alivePorts() const {
+        std::vector<int> ids;
+        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
+            if (world_.ports[id].alive) {
+                ids.push_back(static_cast<int>(id));
+            }
+        }
+        return ids;
+    }
+
+    /// Mostly a node of the network.
+    std::string anyName(int manager) {
+        std::vector<std::string> names;
+        for (const auto& [name, node] : world_.managers[static_cast<std::size_t>(manager)].nodes) {
+            names.push_back(name);
+        }
+        if (names.empty() || chance(5)) {
+            return any<std::string>({"a", "b", "nobody", ""});
+        }
+        return any(names);
+    }
+
+    std::string newName() { return any<std::string>({"a", "b", "c", "a1", "b1", "x y", "", "d"}); }
+
+    Value anyValue() { return {static_cast<double>(below(1000)) / 4.0, "v" + std::to_string(below(1000))}; }
+
+    static std::string yesNo(bool answer) { return answer ? "true" : "false"; }
+
+    std::string portText(int port) const {
+        if (port == none) {
+            return "null";
+        }
+        const model::Port& told = world_.ports[static_cast<std::size_t>(port)];
+        return "port " + std::to_string(port) + " (node " + std::to_string(told.node) + " " + told.name +
+               (told.input ? " in)" : " out)");
+    }
+
+    Port* at(int port) { return port == none ? nullptr : ports_[static_cast<std::size_t>(port)]; }
+    Twin* twin(int node) { return nodes_[static_cast<std::size_t>(node)]; }
+
+    Step choose() {
+        const int manager = chance(80) ? 0 : 1;
+        NetworkManager* network = managers_[static_cast<std::size_t>(manager)].get();
+        const std::string on = "manager " + std::to_string(manager) + " ";
+        const std::vector<int> ports = alivePorts();
+        const std::vector<int> nodes = aliveNodes();
+        const int port = any(ports);
+        const int node = nodes.empty() ? none : any(nodes);
+        const int kind = below(100);
+        if (kind < 12 || nodes.size() < 6) {
+            const std::string type =
+                chance(8) ? any<std::string>({"modelSum", "NoSuchType", "", "modelsum"}) : any(model::nodeTypes()).name;
+            const std::string name = newName();
+            return {counted("createNode ") + on + type + " " + name,
+                    [=](World& world) {
+                        expectedNode_ = world.createNode(manager, type, name);
+                        return "node " + std::to_string(expectedNode_);
+                    },
+                    [=] { return meet(network->createNode(type, name)); }};
+        }
+        if (kind < 30) {
+            const std::vector<std::string> names = {anyName(manager), any<std::string>({"o", "o", "o", "t", "p", "a"}),
+                                                    anyName(manager),
+                                                    any<std::string>({"a", "b", "t", "c", "x1", "o"})};
+            const bool makes = chance(80);
+            return {counted(makes ? "connectAttr " : "disconnectAttr ") + on + names[0] + "." + names[1] + " " +
+                        names[2] + "." + names[3],
+                    [=](World& world) {
+                        return yesNo(makes ? world.connectAttr(manager, names) : world.disconnectAttr(manager, names));
+                    },
+                    [=] {
+                        return yesNo(makes ? network->connectAttr(names[0], names[1], names[2], names[3])
+                                           : network->disconnectAttr(names[0], names[1], names[2], names[3]));
+                    }};
+        }
+        if (kind < 38) {
+            const std::vector<int>& mine = world_.ports[static_cast<std::size_t>(port)].connections;
+            const bool makes = chance(70);
+            int other = chance(2) ? none : any(ports);
+            if (!makes && !mine.empty() && chance(80)) {
+                other = any(mine);
+            }
+            return {
+                counted(makes ? "connectTo " : "disconnectFrom ") + portText(port) + " " + portText(other),
+                [=](World& world) { return yesNo(makes ? world.connect(port, other) : world.disconnect(port, other)); },
+                [=] { return yesNo(makes ? at(port)->connectTo(at(other)) : at(port)->disconnectFrom(at(other))); }};
+        }
+        if (kind < 56) {
+            const std::string name = anyName(manager);
+            const bool parallel = chance(45);
+            const bool useCache = chance(35);
+            return {counted("computeNode ") + on + name + (parallel ? " parallel" : "") + (useCache ? " cached" : ""),
+                    [=](World& world) {
+                        world.computeNode(manager, name, parallel, useCache);
+                        return std::string();
+                    },
+                    [=] {
+                        network->computeNode(name, nullptr, parallel, useCache);
+                        return std::string();
+                    }};
+        }
+        if (kind < 64) {
+            const Value value = anyValue();
+            return {counted("set ") + portText(port),
+                    [=](World& world) {
+                        world.set(port, value);
+                        return std::string();
+                    },
+                    [=] {
+                        setValue(at(port), value);
+                        return std::string();
+                    }};
+        }
+        if (kind < 68) {
+            return handEdit(port, ports);
+        }
+        if (kind < 70) {
+            const int link = chance(30) ? none : below(4);
+            return {counted("setLink ") + portText(port) + " " + std::to_string(link),
+                    [=](World& world) {
+                        world.ports[static_cast<std::size_t>(port)].link = link;
+                        return std::string();
+                    },
+                    [=] {
+                        const auto index = static_cast<std::size_t>(link == none ? 0 : link);
+                        if (auto* number = dynamic_cast<Numbers*>(at(port))) {
+                            number->setLink(link == none ? nullptr : &numbers_[index]);
+                        } else {
+                            dynamic_cast<Texts*>(at(port))->setLink(link == none ? nullptr : &texts_[index]);
+                        }
+                        return std::string();
+                    }};
+        }
+        if (kind < 71) {
+            const auto index = static_cast<std::size_t>(below(4));
+            const Value value = anyValue();
+            return {counted("change outside ") + std::to_string(index),
+                    [=](World& world) {
+                        world.outside[index] = value;
+                        return std::string();
+                    },
+                    [=] {
+                        numbers_[index] = value.number;
+                        texts_[index] = value.text;
+                        return std::string();
+                    }};
+        }
+        if (kind < 73) {
+            const int from = any(ports);
+            return {counted("copyValue ") + portText(port) + " from " + portText(from),
+                    [=](World& world) {
+                        if (world.ports[static_cast<std::size_t>(port)].type !=
+                            world.ports[static_cast<std::size_t>(from)].type) {
+                            return std::string("skip");
+                        }
+                        world.copyValue(port, from);
+                        return std::string();
+                    },
+                    [=] {
+                        at(port)->copyValue(at(from));
+                        return std::string();
+                    }};
+        }
+        if (kind < 74) {
+            return {counted("reset ") + portText(port),
+                    [=](World& world) {
+                        world.resetPort(port);
+                        return std::string();
+                    },
+                    [=] {
+                        at(port)->reset();
+                        return std::string();
+                    }};
+        }
+        if (kind < 80 && node != none) {
+            return onNode(node);
+        }
+        if (kind < 84 && node != none) {
+            return onPortLists(node);
+        }
+        return onManager(manager, node);
+    }
+
+    Step handEdit(int port, const std::vector<int>& ports) {
+        const int other = any(ports);
+        const int kind = below(4);
+        const std::vector<int> before = world_.ports[static_cast<std::size_t>(port)].connections;
+        std::vector<int> after = before;
+        if (kind == 0) {
+            after.push_back(other);
+        } else if (kind == 1) {
+            after.insert(after.begin(), other);
+        } else if (kind == 2 && !after.empty()) {
+            after.erase(after.begin() + below(static_cast<int>(after.size())));
+        } else {
+            std::shuffle(after.begin(), after.end(), random_);
+        }
+        return {counted("edit the list of ") + portText(port) + " kind " + std::to_string(kind) + " " + portText(other),
+                [=](World& world) {
+                    model::Port& mine = world.ports[static_cast<std::size_t>(port)];
+                    const model::Port& theirs = world.ports[static_cast<std::size_t>(other)];
+                    if (after == before || (kind < 2 && (mine.type != theirs.type || mine.input == theirs.input))) {
+                        return std::string("skip");
+                    }
+                    mine.connections = after;
+                    return std::string();
+                },
+                [=] {
+                    std::vector<Port*> list;
+                    for (const int entry : after) {
+                        list.push_back(at(entry));
+                    }
+                    at(port)->getConnections() = list;
+                    return std::string();
+                }};
+    }
+
+    Step onNode(int node) {
+        const int kind = below(6);
+        const auto index = static_cast<std::size_t>(node);
+        const auto time = static_cast<std::uint64_t>(below(1000));
+        const char* names[] = {"setDirty(true) ", "setDirty(false) ", "setDirtyFlag ",
+                               "node reset ",     "setProfileTime ",  "throws from now on or not "};
+        return {counted(names[kind]) + "node " + std::to_string(node),
+                [=](World& world) {
+                    switch (kind) {
+                        case 0:
+                            world.setDirty(node, true);
+                            break;
+                        case 1:
+                            world.setDirty(node, false);
+                            break;
+                        case 2:
+                            world.nodes[index].dirty = true;
+                            break;
+                        case 3:
+                            world.resetNode(node);
+                            break;
+                        case 4:
+                            world.nodes[index].profileTime = time;
+                            break;
+                        default:
+                            world.nodes[index].throws = !world.nodes[index].throws;
+                            break;
+                    }
+                    return std::string();
+                },
+                [=] {
+                    switch (kind) {
+                        case 0:
+                            twin(node)->setDirty(true);
+                            break;
+                        case 1:
+                            twin(node)->setDirty(false);
+                            break;
+                        case 2:
+                            twin(node)->setDirtyFlag();
+                            break;
+                        case 3:
+                            twin(node)->reset();
+                            break;
+                        case 4:
+                            twin(node)->setProfileTime(time);
+                            break;
+                        default:
+                            twin(node)->throws = !twin(node)->throws;
+                            break;
+                    }
+                    return std::string();
+                }};
+    }
+
+    Step onPortLists(int node) {
+        const bool input = chance(60);
+        const model::Node& told = world_.nodes[static_cast<std::size_t>(node)];
+        const int kind = below(3);
+        if (kind == 0 && !removed_.empty()) {
+            // A removed port comes back, to whichever node, or is thrown away.
+            const int port = *std::next(removed_.begin(), below(static_cast<int>(removed_.size())));
+            if (chance(60)) {
+                return {counted("add again ") + portText(port) + " to node " + std::to_string(node),
+                        [=](World& world) { return yesNo(world.addPort(node, port, input)); },
+                        [=] {
+                            const auto before = twin(node)->numInputPorts() + twin(node)->numOutputPorts();
+                            input ? twin(node)->addInputPort(at(port)) : twin(node)->addOutputPort(at(port));
+                            const bool added = twin(node)->numInputPorts() + twin(node)->numOutputPorts() > before;
+                            if (added) {
+                                removed_.erase(port);
+                            }
+                            return yesNo(added);
+                        }};
+            }
+            return {counted("throw away ") + portText(port),
+                    [=](World& world) {
+                        world.ports[static_cast<std::size_t>(port)].alive = false;
+                        return std::string();
+                    },
+                    [=] {
+                        delete at(port);
+                        removed_.erase(port);
+                        return std::string();
+                    }};
+        }
+        if (kind == 1) {
+            const std::string name = any<std::string>({"x1", "x2", "a", "o"});
+            const std::string type = any<std::string>({"DoublePort", "StringPort"});
+            return {counted("add port ") + name + " to node " + std::to_string(node),
+                    [=](World& world) {
+                        const int port = world.newPort(name, type);
+                        const bool added = world.addPort(node, port, input);
+                        if (!added) {
+                            world.ports.pop_back();
+                        }
+                        return yesNo(added);
+                    },
+                    [=] {
+                        std::unique_ptr<Port> port(makePort(name, type));
+                        const auto before = twin(node)->numInputPorts() + twin(node)->numOutputPorts();
+                        input ? twin(node)->addInputPort(port.get()) : twin(node)->addOutputPort(port.get());
+                        const bool added = twin(node)->numInputPorts() + twin(node)->numOutputPorts() > before;
+                        if (added) {
+                            ports_.push_back(port.release());
+                        }
+                        return yesNo(added);
+                    }};
+        }
+        const std::vector<int>& list = input ? told.inputs : told.outputs;
+        const std::string name =
+            list.empty() || chance(10) ? "nobody" : world_.ports[static_cast<std::size_t>(any(list))].name;
+        const int port = world_.findPort(node, name, input);
+        return {counted("remove port ") + name + " of node " + std::to_string(node),
+                [=](World& world) {
+                    world.removePort(node, name, input);
+                    return std::string();
+                },
+                [=] {
+                    input ? twin(node)->removeInputPort(name) : twin(node)->removeOutputPort(name);
+                    if (port != none) {
+                        removed_.insert(port);
+                    }
+                    return std::string();
+                }};
+    }
+
+    Step onManager(int manager, int node) {
+        NetworkManager* network = managers_[static_cast<std::size_t>(manager)].get();
+        const std::string on = "manager " + std::to_string(manager) + " ";
+        const std::string name = anyName(manager);
+        const int kind = below(32);
+        if (kind < 8) {
+            return {counted("deleteNode ") + on + name,
+                    [=](World& world) {
+                        world.deleteNode(manager, name);
+                        return std::string();
+                    },
+                    [=] {
+                        network->deleteNode(name);
+                        return std::string();
+                    }};
+        }
+        if (kind < 14) {
+            const std::string to = newName();
+            return {counted("renameNode ") + on + name + " to " + to,
+                    [=](World& world) { return yesNo(world.renameNode(manager, name, to)); },
+                    [=] { return yesNo(network->renameNode(name, to)); }};
+        }
+        if (kind < 18) {
+            return {counted("cacheNodeNetwork ") + on + name,
+                    [=](World& world) {
+                        world.cacheNodeNetwork(manager, name);
+                        return std::string();
+                    },
+                    [=] {
+                        network->cacheNodeNetwork(name);
+                        return std::string();
+                    }};
+        }
+        if (kind < 20) {
+            const bool all = chance(30);
+            return {counted("clear orders ") + on + (all ? "all" : name),
+                    [=](World& world) {
+                        std::map<std::string, std::vector<int>>& orders =
+                            world.managers[static_cast<std::size_t>(manager)].networkCache;
+                        all ? orders.clear() : static_cast<void>(orders.erase(name));
+                        return std::string();
+                    },
+                    [=] {
+                        all ? network->clearNodeNetworkCaches() : network->clearNodeNetworkCache(name);
+                        return std::string();
+                    }};
+        }
+        if (kind < 23) {
+            const bool isNew = chance(40);
+            const auto type = static_cast<std::size_t>(below(5));
+            const std::string to = newName();
+            return {counted("addNode ") + on + to + (isNew ? " new" : " " + std::to_string(node)),
+                    [=](World& world) {
+                        if (!isNew && node != none && world.isOwned(node)) {
+                            return std::string("skip");
+                        }
+                        expectedNode_ = isNew ? world.newNode(type) : node;
+                        world.addNode(manager, expectedNode_, to);
+                        return "node " + std::to_string(expectedNode_);
+                    },
+                    [=] {
+                        Node* added = isNew ? new Twin(type) : node == none ? nullptr : twin(node);
+                        network->addNode(added, to);
+                        return meet(added);
+                    }};
+        }
+        if (kind < 24) {
+            return {counted("delete by the host node ") + std::to_string(node),
+                    [=](World& world) {
+                        if (node == none || world.isOwned(node)) {
+                            return std::string("skip");
+                        }
+                        world.destroyNode(node);
+                        return std::string();
+                    },
+                    [=] {
+                        delete twin(node);
+                        return std::string();
+                    }};
+        }
+        if (kind < 26) {
+            return {counted("setAllNodeDirty ") + on,
+                    [=](World& world) {
+                        for (const auto& [key, member] : world.managers[static_cast<std::size_t>(manager)].nodes) {
+                            world.nodes[static_cast<std::size_t>(member)].dirty = true;
+                        }
+                        return std::string();
+                    },
+                    [=] {
+                        network->setAllNodeDirty();
+                        return std::string();
+                    }};
+        }
+        if (kind < 28) {
+            return {counted("clearNodeCache ") + on,
+                    [=](World& world) {
+                        world.clearNodeCache(manager);
+                        return std::string();
+                    },
+                    [=] {
+                        network->clearNodeCache();
+                        return std::string();
+                    }};
+        }
+        if (kind < 30) {
+            const bool clean = chance(20);
+            return {counted(clean ? "cleanNetwork " : "manager reset ") + on,
+                    [=](World& world) {
+                        clean ? world.cleanNetwork(manager) : world.reset(manager);
+                        return std::string();
+                    },
+                    [=] {
+                        clean ? network->cleanNetwork() : network->reset();
+                        return std::string();
+                    }};
+        }
+        const bool assigns = chance(60);
+        const int other = assigns && chance(5) ? manager : 1 - manager;
+        return {counted(assigns ? "assign " : "copy ") + on + "from " + std::to_string(other),
+                [=](World& world) {
+                    world.assign(manager, other);
+                    return std::string();
+                },
+                [=] {
+                    const auto index = static_cast<std::size_t>(manager);
+                    NetworkManager& from = *managers_[static_cast<std::size_t>(other)];
+                    if (assigns) {
+                        *network = from;
+                    } else {
+                        managers_[index] = nullptr;
+                        managers_[index].reset(new NetworkManager(from.clone()));
+                    }
+                    for (const auto& [key, member] : world_.managers[index].nodes) {
+                        expectedNode_ = member;
+                        meet(managers_[index]->getNode(key));
+                    }
+                    return std::string();
+                }};
+    }
+
+    // Meeting what is new
+
+    void addLoose(std::unique_ptr<Port> port, const std::string& type, bool input) {
+        const int id = world_.newPort("loose", type);
+        world_.ports[static_cast<std::size_t>(id)].input = input;
+        ports_.push_back(port.get());
+        loose_.push_back(std::move(port));
+    }
+
+    /// Learns which of the library's nodes is the expected one of the model, unless it is known.
+    std::string meet(Node* found) {
+        if (found == nullptr) {
+            return "node " + std::to_string(none);
+        }
+        auto* met = dynamic_cast<Twin*>(found);
+        if (met->id == none && expectedNode_ != none) {
+            met->id = expectedNode_;
+            const auto index = static_cast<std::size_t>(expectedNode_);
+            const model::Node& told = world_.nodes[index];
+            nodes_.resize(std::max(nodes_.size(), index + 1));
+            nodes_[index] = met;
+            ports_.resize(world_.ports.size());
+            std::size_t position = 0;
+            for (auto port = met->inputPortBegin(); port != met->inputPortEnd(); ++port) {
+                ports_[static_cast<std::size_t>(told.inputs.at(position++))] = *port;
+            }
+            position = 0;
+            for (auto port = met->outputPortBegin(); port != met->outputPortEnd(); ++port) {
+                ports_[static_cast<std::size_t>(told.outputs.at(position++))] = *port;
+            }
+        }
+        return "node " + std::to_string(met->id);
+    }
+
+    // Comparing
+
+    template <class T>
+    void same(const std::string& what, const T& told, const T& found) {
+        if (!(told == found)) {
+            differences_ << what << ": model and library differ: " << testing::PrintToString(told) << " and "
+                         << testing::PrintToString(found) << '\n';
+        }
+    }
+
+    std::vector<Port*> portsOf(const std::vector<int>& ids) {
+        std::vector<Port*> list;
+        for (const int id : ids) {
+            list.push_back(at(id));
+        }
+        return list;
+    }
+
+    void compare(const std::string& expected, const std::string& actual, bool threw) {
+        same("result", expected, actual);
+        same("messages", world_.log, tests::takeLog());
+        same("destroyed nodes", world_.destroyed, record.destroyed);
+        same("exception", world_.threw, threw);
+        compareRun();
+        if (!differences_.str().empty()) {
+            return;
+        }
+        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+            if (world_.nodes[id].alive) {
+                compareNode(id);
+            }
+        }
+        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
+            if (world_.ports[id].alive) {
+                comparePort(id);
+            }
+        }
+        for (std::size_t index = 0; index < managers_.size(); ++index) {
+            compareManager(index);
+        }
+    }
+
+    void compareRun() {
+        std::size_t position = 0;
+        for (const std::vector<int>& together : world_.ran) {
+            std::vector<int> found;
+            while (found.size() < together.size() && position < record.computed.size()) {
+                found.push_back(record.computed[position++]);
+            }
+            for (const int node : together) {
+                for (const int port : world_.nodes[static_cast<std::size_t>(node)].inputs) {
+                    const auto source = std::find(found.begin(), found.end(), world_.upstream(port));
+                    if (source != found.end() && source > std::find(found.begin(), found.end(), node)) {
+                        differences_ << "node " << node << " was computed before its source " << *source << '\n';
+                    }
+                }
+            }
+            std::vector<int> told = together;
+            std::sort(told.begin(), told.end());
+            std::sort(found.begin(), found.end());
+            same("computed together", told, found);
+        }
+        same("number of computes", position, record.computed.size());
+    }
+
+    void compareNode(std::size_t id) {
+        const model::Node& told = world_.nodes[id];
+        Twin* found = nodes_[id];
+        const std::string what = "node " + std::to_string(id) + " ";
+        same(what + "name", told.name, found->name());
+        same(what + "dirty", told.dirty, found->isDirty());
+        same(what + "profile time", told.profileTime, found->profileTime());
+        same(what + "computes", told.computes, found->computes);
+        same(what + "inputs", portsOf(told.inputs), std::vector<Port*>(found->inputPortBegin(), found->inputPortEnd()));
+        same(what + "outputs", portsOf(told.outputs),
+             std::vector<Port*>(found->outputPortBegin(), found->outputPortEnd()));
+        std::vector<std::string> names;
+        for (const int port : told.inputs) {
+            names.push_back(world_.ports[static_cast<std::size_t>(port)].name);
+            same(what + names.back(), at(port), found->getInputPort(names.back()));
+        }
+        same(what + "input names", names, found->getInputPortNames());
+    }
+
+    void comparePort(std::size_t id) {
+        const model::Port& told = world_.ports[id];
+        Port* found = ports_[id];
+        const std::string what = portText(static_cast<int>(id)) + " ";
+        same(what + "name", told.name, found->name());
+        same(what + "node", told.node == none ? nullptr : static_cast<Node*>(twin(told.node)), found->node());
+        same(what + "direction", told.input, found->isInput());
+        const Port& constant = *found;  // The other way in would tell the library that its list is edited.
+        same(what + "connections", portsOf(told.connections), constant.getConnections());
+        same(what + "source", told.input && !told.connections.empty() ? at(told.connections.front()) : nullptr,
+             found->input());
+        const Value& value = world_.read(static_cast<int>(id));
+        if (told.type == "DoublePort") {
+            same(what + "value", value.number, valueOf(found).number);
+        } else {
+            same(what + "value", value.text, valueOf(found).text);
+        }
+    }
+
+    void compareManager(std::size_t index) {
+        const model::Manager& told = world_.managers[index];
+        NetworkManager& found = *managers_[index];
+        const std::string what = "manager " + std::to_string(index) + " ";
+        std::vector<std::string> names;
+        std::vector<Node*> nodes;
+        std::map<unsigned int, Node*> byType;
+        for (const auto& [name, node] : told.nodes) {
+            names.push_back(name);
+            nodes.push_back(twin(node));
+            byType.emplace(nodes.back()->typeId(), nodes.back());
+            same(what + name, nodes.back(), found.getNode(name));
+        }
+        same(what + "names", names, found.getNodeNames());
+        same(what + "nodes", nodes, found.getAllNodes());
+        for (const model::NodeType& type : model::nodeTypes()) {
+            same(what + type.name, byType[type.id], found.getNodeByType(type.id));
+        }
+    }
+
+    const std::string& counted(const std::string& kind) {
+        kind_ = kind;
+        return kind_;
+    }
+
+    std::mt19937 random_;
+    World world_;
+    std::vector<std::unique_ptr<NetworkManager>> managers_;
+    std::vector<Twin*> nodes_;
+    std::vector<Port*> ports_;
+    std::vector<std::unique_ptr<Port>> loose_;
+    std::set<int> removed_;
+    std::vector<double> numbers_;
+    std::vector<std::string> texts_;
+    int expectedNode_ = none;
+    std::string kind_;
+    std::vector<std::string> history_;
+    std::map<std::string, int> kinds_;
+    std::ostringstream differences_;
+};
+
+void registerTwins() {
+    static const bool once = [] {
+        NodeFactory& factory = NodeFactory::instance();
+        factory.registerNode("ModelSum", Twin::creator<0>);
+        factory.registerNode("ModelText", Twin::creator<1>);
+        factory.registerNode("ModelMixed", Twin::creator<2>);
+        factory.registerNode("ModelSource", Twin::creator<3>);
+        factory.registerNode("ModelWide", Twin::creator<4>);
+        return true;
+    }();
+    static_cast<void>(once);
+}
+
+TEST(Model, AgreesWithTheLibraryThroughRandomSteps) {
+    registerTwins();
+    std::map<std::string, int> kinds;
+    for (unsigned int seed = 1; seed <= 120; ++seed) {
+        Pair pair(seed);
+        for (int step = 0; step < 250; ++step) {
+            ASSERT_TRUE(pair.step()) << "seed " << seed << '\n' << pair.report();
+        }
+        for (const auto& [kind, count] : pair.kinds()) {
+            kinds[kind] += count;
+        }
+    }
+    // Every kind of step was taken.
+    EXPECT_EQ(kinds.size(), 34U) << testing::PrintToString(kinds);
+}
+
+TEST(Model, AgreesWithTheLibraryThroughOneLongRun) {
+    registerTwins();
+    const unsigned int seed = 1001;
+    Pair pair(seed);
+    for (int step = 0; step < 3000; ++step) {
+        ASSERT_TRUE(pair.step()) << "seed " << seed << '\n' << pair.report();
+    }
+}
+
+}  // namespace
+}  // namespace TessilGraph
