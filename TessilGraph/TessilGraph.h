@@ -1,0 +1,27 @@
+#pragma once
+
+// Everything the library offers, in one line.
+
+#include <TessilGraph/Export.h>
+#include <TessilGraph/Version.h>
+#include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/NetworkManager.h>
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/PortTemplate.h>
+#include <TessilGraph/graph/initTessilGraph.h>
+#include <TessilGraph/nodes/BlendVectors.h>
+#include <TessilGraph/nodes/ClosestPointOnCurve.h>
+#include <TessilGraph/nodes/CompareNodes.h>
+#include <TessilGraph/nodes/IfNodes.h>
+#include <TessilGraph/nodes/MathNodes.h>
+#include <TessilGraph/nodes/MatrixAlgorithmNodes.h>
+#include <TessilGraph/nodes/MatrixNodes.h>
+#include <TessilGraph/nodes/MatrixShapeCompute.h>
+#include <TessilGraph/nodes/MatrixShapes.h>
+#include <TessilGraph/nodes/MeshRayCast.h>
+#include <TessilGraph/nodes/NodeShape.h>
+#include <TessilGraph/nodes/ShapeCompute.h>
+#include <TessilGraph/nodes/UtilsNodes.h>
+#include <TessilGraph/nodes/VectorNodes.h>

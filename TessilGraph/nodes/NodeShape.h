@@ -1,0 +1,108 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+#include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/PortTemplate.h>
+
+#include <memory>
+#include <string>
+
+namespace TessilGraph {
+
+// What all built-in node classes are made of, and what a host makes its own from: derive from one of
+// the shapes below, give the class a typeInfo row, and register it with registerNodes.
+
+/// The type string that a node class is registered under, and its number.
+struct TypeInfo {
+    const char* str = "";
+    unsigned int id = 0;
+};
+
+/// The catalogue row of node class `N`. Every node class has one, next to the class.
+template <class N>
+inline constexpr TypeInfo typeInfo{};
+
+/// Makes an input port with the default value of `T`. `node` owns it from then on. Null, with the
+/// reason logged, when the node has an input of that name.
+template <class T>
+PortTemplate<T>* addInput(Node& node, const char* name) {
+    auto port = std::make_unique<PortTemplate<T>>(name);
+    node.addInputPort(port.get());
+    return port->node() == &node ? port.release() : nullptr;
+}
+
+/// Makes an output port with the default value of `T`. `node` owns it from then on. Null, with the
+/// reason logged, when the node has an output of that name.
+template <class T>
+PortTemplate<T>* addOutput(Node& node, const char* name) {
+    auto port = std::make_unique<PortTemplate<T>>(name);
+    node.addOutputPort(port.get());
+    return port->node() == &node ? port.release() : nullptr;
+}
+
+/// Gives `copy` the name of `node` and the values and links of its unconnected inputs, and returns
+/// it. The caller keeps owning `copy`; it is deleted if this throws.
+TESSILGRAPH_API Node* copyUnconnected(Node& node, Node* copy);
+
+/// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
+template <class N>
+class TESSILGRAPH_API NodeShape : public Node {
+public:
+    /// A new node with default values, owned by the caller.
+    static Node* creator() { return new N; }
+
+    static unsigned int staticTypeId() { return typeInfo<N>.id; }
+
+    static std::string staticTypeStr() {
+        static_assert(*typeInfo<N>.str != '\0', "this node class has no typeInfo row");
+        return typeInfo<N>.str;
+    }
+
+    std::string typeStr() const override { return staticTypeStr(); }
+    unsigned int typeId() const override { return staticTypeId(); }
+
+    /// A new node of the same class with the same name, owned by the caller. Unconnected inputs keep
+    /// their values; connected inputs, outputs and whatever else a node remembers start afresh.
+    Node* clone() override { return copyUnconnected(*this, new N); }
+};
+
+/// A node with the input "in" and the output "out" = N::evaluate(in). The source that first makes or
+/// registers such a node includes <TessilGraph/nodes/ShapeCompute.h>.
+template <class N, class In, class Out>
+class TESSILGRAPH_API UnaryNode : public NodeShape<N> {
+public:
+    PortTemplate<In>* inputPort() const { return in_; }
+    PortTemplate<Out>* outputPort() const { return out_; }
+
+    bool compute(const ComputeData* data) override;
+
+private:
+    PortTemplate<In>* in_ = addInput<In>(*this, "in");
+    PortTemplate<Out>* out_ = addOutput<Out>(*this, "out");
+};
+
+/// A node with the inputs "in1" and "in2" and the output "out" = N::evaluate(in1, in2). The source
+/// that first makes or registers such a node includes <TessilGraph/nodes/ShapeCompute.h>.
+template <class N, class In1, class In2, class Out>
+class TESSILGRAPH_API BinaryNode : public NodeShape<N> {
+public:
+    PortTemplate<In1>* input1Port() const { return in1_; }
+    PortTemplate<In2>* input2Port() const { return in2_; }
+    PortTemplate<Out>* outputPort() const { return out_; }
+
+    bool compute(const ComputeData* data) override;
+
+private:
+    PortTemplate<In1>* in1_ = addInput<In1>(*this, "in1");
+    PortTemplate<In2>* in2_ = addInput<In2>(*this, "in2");
+    PortTemplate<Out>* out_ = addOutput<Out>(*this, "out");
+};
+
+/// Registers the node classes `N` with the factory in the order given.
+template <class... N>
+void registerNodes() {
+    (NodeFactory::instance().registerNode(N::staticTypeStr(), N::creator), ...);
+}
+
+}  // namespace TessilGraph

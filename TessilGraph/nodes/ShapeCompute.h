@@ -1,0 +1,25 @@
+#pragma once
+
+#include <TessilGraph/nodes/NodeShape.h>
+
+namespace TessilGraph {
+
+// The compute of the shapes, for the sources that make or register nodes of their own of these
+// shapes. It stands apart from the classes so that including a family's header never compiles a
+// built-in node's compute anew, with other compiler flags than the library's.
+
+template <class N, class In, class Out>
+bool UnaryNode<N, In, Out>::compute(const ComputeData*) {
+    out_->set(N::evaluate(in_->getRef()));
+    return true;
+}
+
+template <class N, class In1, class In2, class Out>
+bool BinaryNode<N, In1, In2, Out>::compute(const ComputeData*) {
+    const In2& in2 = in2_->getRef();
+    const In1& in1 = in1_->getRef();
+    out_->set(N::evaluate(in1, in2));
+    return true;
+}
+
+}  // namespace TessilGraph

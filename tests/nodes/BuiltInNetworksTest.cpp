@@ -1,0 +1,238 @@
+#include <TessilGraph/graph/NetworkManager.h>
+
+#include "CatalogueRows.h"
+#include "MatrixTesting.h"
+#include "NodeTesting.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::NetworkManager;
+using TessilGraph::Node;
+using TessilGraph::Port;
+
+namespace {
+
+// Inputs of every kind, those that make trouble among them.
+
+double randomDouble(Numbers& numbers) {
+    static const std::array<double, 12> special{0.0,        -0.0,  1.0,     -1.0,   infinity, -infinity,
+                                                notANumber, 1e300, -1e-300, 5e-324, 1e39,     0.1};
+    return numbers.below(4) == 0 ? special[numbers.below(special.size())] : numbers.between(-3.0, 3.0);
+}
+void randomise(bool& value, Numbers& numbers) {
+    value = numbers.below(2) == 0;
+}
+void randomise(TessilGraph::Long& value, Numbers& numbers) {
+    value = numbers.below(2) == 0 ? static_cast<TessilGraph::Long>(numbers.below(9)) - 2
+                                  : static_cast<TessilGraph::Long>(numbers.below(0xffffffffu));
+}
+void randomise(std::string& value, Numbers& numbers) {
+    value = std::string(numbers.below(30), static_cast<char>('a' + numbers.below(26)));
+}
+void randomise(Imath::V3d& value, Numbers& numbers) {
+    for (int component = 0; component < 3; ++component) {
+        value[component] = randomDouble(numbers);
+    }
+}
+void randomise(Imath::Quatd& value, Numbers& numbers) {
+    for (int component = 0; component < 4; ++component) {
+        value[component] = randomDouble(numbers);
+    }
+}
+void randomise(Imath::M44d& value, Numbers& numbers) {
+    const bool affine = numbers.below(2) == 0;
+    for (int element = 0; element < 16; ++element) {
+        value[element / 4][element % 4] = affine ? numbers.between(-3.0, 3.0) : randomDouble(numbers);
+    }
+    if (affine) {
+        for (int row = 0; row < 4; ++row) {
+            value[row][3] = row == 3 ? 1.0 : 0.0;
+        }
+    }
+}
+void randomise(TessilUtils::Curve*& value, Numbers&) {
+    makeSample(value, 0);
+}
+void randomise(TessilUtils::Mesh*& value, Numbers&) {
+    makeSample(value, 0);
+}
+
+bool isTime(Node& node) {
+    return node.typeStr() == "TimeNode";
+}
+
+void randomise(Port& port, Numbers& numbers) {
+    visitPort(port, [&](auto& typed) {
+        auto value = typed.get();
+        if constexpr (std::is_same_v<decltype(value), double>) {
+            // A time node that is computed again at the same frame stays where it is, as long as its
+            // frames are finite; the level walk relies on that.
+            value = isTime(*port.node()) ? numbers.between(-3.0, 3.0) : randomDouble(numbers);
+        } else {
+            randomise(value, numbers);
+        }
+        typed.set(value);
+    });
+}
+
+/// A network of `size` nodes whose types begin at `firstType` of the catalogue, in shuffled order.
+struct Built {
+    NetworkManager network;
+    std::vector<std::string> names;  // every node after those that feed it
+    std::size_t connections = 0;
+};
+
+Built build(std::uint32_t seed, std::size_t size) {
+    Numbers numbers(seed);
+    Built built;
+    std::vector<std::pair<std::string, Port*>> outputs;
+    const std::vector<CatalogueRow>& rows = catalogueRows();
+    const std::size_t firstType = seed * size;
+    for (std::size_t index = 0; index < size; ++index) {
+        // The step has no factor in common with the number of types: one after another, all come up.
+        const CatalogueRow& row = rows[(firstType + index) * 37 % rows.size()];
+        Node* node = built.network.createNode(row.typeStr, "node");
+        built.names.push_back(node->name());
+        for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
+            randomise(**port, numbers);
+            std::vector<std::pair<std::string, Port*>> fitting;
+            std::copy_if(outputs.begin(), outputs.end(), std::back_inserter(fitting),
+                         [&](const auto& output) { return output.second->typeStr() == (*port)->typeStr(); });
+            if (!fitting.empty() && numbers.below(4) != 0 && !isTime(*node)) {
+                const auto& [source, output] = fitting[numbers.below(static_cast<std::uint32_t>(fitting.size()))];
+                EXPECT_TRUE(built.network.connectAttr(source, output->name(), node->name(), (*port)->name()));
+                ++built.connections;
+            }
+        }
+        for (auto port = node->outputPortBegin(); port != node->outputPortEnd(); ++port) {
+            outputs.emplace_back(node->name(), *port);
+        }
+    }
+    return built;
+}
+
+/// The nodes that are asked for: the last ones and some others.
+std::vector<std::string> targetsOf(const Built& built, Numbers& numbers) {
+    std::vector<std::string> targets;
+    for (int count = 0; count < 5; ++count) {
+        targets.push_back(built.names[numbers.below(static_cast<std::uint32_t>(built.names.size()))]);
+    }
+    targets.insert(targets.end(), built.names.rbegin(), built.names.rbegin() + 12);
+    return targets;
+}
+
+/// Changes some inputs, the same ones to the same values for the same state of `numbers`.
+void change(NetworkManager& network, const std::vector<std::string>& names, Numbers numbers) {
+    for (int count = 0; count < 8; ++count) {
+        Node* node = network.getNode(names[numbers.below(static_cast<std::uint32_t>(names.size()))]);
+        if (node->numInputPorts() == 0) {
+            continue;
+        }
+        Port& port = *node->inputPortBegin()[numbers.below(static_cast<std::uint32_t>(node->numInputPorts()))];
+        randomise(port, numbers);
+    }
+}
+
+std::string outputsOf(Node& node) {
+    std::string text;
+    for (auto port = node.outputPortBegin(); port != node.outputPortEnd(); ++port) {
+        text += " " + (*port)->name() + " " + describe(**port);
+    }
+    return text;
+}
+
+/// Name, dirty flag and outputs of every node.
+std::vector<std::string> stateOf(NetworkManager& network) {
+    std::vector<std::string> state;
+    for (Node* node : network.getAllNodes()) {
+        state.push_back(node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty" : " clean") +
+                        outputsOf(*node));
+    }
+    return state;
+}
+
+constexpr std::uint32_t networks = 40;
+constexpr std::size_t nodesPerNetwork = 70;
+constexpr int rounds = 4;
+
+}  // namespace
+
+TEST(BuiltInNetworks, GiveTheSameBitsHoweverTheyAreEvaluated) {
+    for (std::uint32_t seed = 1; seed <= networks; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Built serial = build(seed, nodesPerNetwork);
+        Built stored = build(seed, nodesPerNetwork);
+        Built level = build(seed, nodesPerNetwork);
+        NetworkManager clone = serial.network.clone();
+        ASSERT_GT(serial.connections, nodesPerNetwork / 2);
+
+        Numbers numbers(seed + 1000);
+        const std::vector<std::string> targets = targetsOf(serial, numbers);
+        for (const std::string& target : targets) {
+            stored.network.cacheNodeNetwork(target);
+        }
+        for (int round = 0; round < rounds; ++round) {
+            for (const std::string& target : targets) {
+                const bool parallel = true, useCache = true;
+                serial.network.computeNode(target, nullptr, !parallel, !useCache);
+                stored.network.computeNode(target, nullptr, !parallel, useCache);
+                level.network.computeNode(target, nullptr, parallel, !useCache);
+                clone.computeNode(target, nullptr, !parallel, !useCache);
+            }
+            const std::vector<std::string> expected = stateOf(serial.network);
+            ASSERT_EQ(stateOf(stored.network), expected) << "stored order, round " << round;
+            ASSERT_EQ(stateOf(level.network), expected) << "level by level, round " << round;
+            ASSERT_EQ(stateOf(clone), expected) << "clone, round " << round;
+
+            const Numbers changes(seed * 100 + static_cast<std::uint32_t>(round));
+            for (NetworkManager* network : {&serial.network, &stored.network, &level.network, &clone}) {
+                change(*network, serial.names, changes);
+            }
+        }
+    }
+}
+
+TEST(BuiltInNetworks, ClonedAfterAnEvaluationAreEvaluatedAfresh) {
+    for (std::uint32_t seed = 1; seed <= networks; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Built original = build(seed, nodesPerNetwork);
+        for (const std::string& name : original.names) {
+            original.network.computeNode(name);
+        }
+        const std::vector<std::string> expected = stateOf(original.network);
+        NetworkManager clone = original.network.clone();
+        for (const std::string& name : original.names) {
+            EXPECT_TRUE(clone.getNode(name)->isDirty());
+            clone.computeNode(name);
+        }
+        EXPECT_EQ(stateOf(clone), expected);
+    }
+}
+
+TEST(BuiltInNetworks, HoldEveryTypeAndMoveWithTheirInputs) {
+    std::set<std::string> types;
+    std::size_t changed = 0;
+    for (std::uint32_t seed = 1; seed <= networks; ++seed) {
+        Built built = build(seed, nodesPerNetwork);
+        for (Node* node : built.network.getAllNodes()) {
+            types.insert(node->typeStr());
+            const std::string before = outputsOf(*node);
+            built.network.computeNode(node->name());
+            changed += outputsOf(*node) != before ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(types.size(), catalogueRows().size());
+    EXPECT_GT(changed, networks * nodesPerNetwork / 2);
+}
