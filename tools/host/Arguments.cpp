@@ -1,0 +1,82 @@
+#include <tools/host/Arguments.h>
+
+#include <tools/host/Errors.h>
+#include <tools/host/Text.h>
+
+#include <TessilGraph/Version.h>
+
+#include <CLI/CLI.hpp>
+
+#include <sstream>
+#include <utility>
+
+namespace TessilHost {
+
+namespace {
+
+constexpr const char* epilogue = R"(
+Exit status: 0 when all went well, 1 when the result could not be written,
+2 for a wrong file or argument, which one line on standard error names.
+)";
+
+CLI::App* addEval(CLI::App& app, EvalArguments& eval) {
+    CLI::App* const command = app.add_subcommand("eval", "Evaluate a network and write what its ports hold");
+    command->add_option("NETWORK", eval.network, "The network file, JSON")->required();
+    command->add_option("--get", eval.gets, "Ports to read, a column each")->required()->type_name("NODE.PORT");
+    command->add_option("--set", eval.sets, "Input ports to set before the evaluation")->type_name("NODE.PORT=VALUE");
+    CLI::Option* const frames =
+        command->add_option("--frames", eval.frames, "Evaluate once a frame")->type_name("FIRST:LAST[:STEP]");
+    CLI::Option* const drive =
+        command->add_option("--drive", eval.drive, "The input port that takes the frame")->type_name("NODE.PORT");
+    frames->needs(drive);
+    drive->needs(frames);
+    command->add_flag("--parallel", eval.parallel, "Compute nodes side by side, level by level");
+    command->add_flag("--cache", eval.cache, "Find the order of evaluation once, for all frames");
+    const std::vector<std::pair<std::string, Format>> formats = {
+        {"table", Format::Table}, {"csv", Format::Csv}, {"json", Format::Json}};
+    command->add_option("--format", eval.format, "table (the default), csv or json")
+        ->transform(CLI::Transformer(formats).description(""))
+        ->type_name("FORMAT");
+    command->add_option("-o,--output", eval.output, "Write to this file")->type_name("FILE");
+    return command;
+}
+
+/// What CLI11 says about `error`: the help and the version that were asked for, or a message.
+std::string said(const CLI::App& app, const CLI::Error& error) {
+    std::ostringstream out;
+    app.exit(error, out, out);
+    return out.str();
+}
+
+}  // namespace
+
+Arguments parseArguments(int argc, const char* const* argv) {
+    CLI::App app("Builds a network of nodes from a file and evaluates it.", "tessilgraph");
+    app.footer(epilogue);
+    app.set_version_flag("--version", "tessilgraph " + TessilGraph::version(), "Print the version and exit");
+    app.require_subcommand(1);
+
+    EvalArguments eval;
+    const CLI::App* const evalCommand = addEval(app, eval);
+    const CLI::App* const typesCommand = app.add_subcommand("types", "List the node types");
+    DescribeArguments describe;
+    CLI::App* const describeCommand = app.add_subcommand("describe", "Show the ports of a node type");
+    describeCommand->add_option("TYPE", describe.type, "The type, as `types` lists it")->required();
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) {
+        return InfoArguments{said(app, request)};
+    } catch (const CLI::ParseError& error) {
+        throw UserError(oneLine(error.what()) + " (--help shows what there is)");
+    }
+    if (evalCommand->parsed()) {
+        return eval;
+    }
+    if (typesCommand->parsed()) {
+        return TypesArguments{};
+    }
+    return describe;
+}
+
+}  // namespace TessilHost

@@ -1,0 +1,156 @@
+#include <tools/host/Commands.h>
+#include <tools/host/Errors.h>
+#include <tools/host/FrameRange.h>
+#include <tools/host/LogCapture.h>
+#include <tools/host/NetworkFile.h>
+#include <tools/host/PortAddress.h>
+#include <tools/host/PortValues.h>
+#include <tools/host/Progress.h>
+#include <tools/host/Text.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <utility>
+
+namespace TessilHost {
+
+namespace {
+
+using TessilGraph::Node;
+using TessilGraph::Port;
+
+/// Runs `use`, whose complaints about a value get the name of the argument in front.
+template <class Use>
+auto withArgument(const std::string& option, const std::string& argument, const Use& use) {
+    try {
+        return use();
+    } catch (const ValueError& error) {
+        throw UserError(option + " " + inQuotes(argument) + ": " + error.what());
+    }
+}
+
+/// An input that shows what is set on it. One that is connected shows its source instead.
+Port& requireFreeInput(TessilGraph::NetworkManager& manager, const PortAddress& address) {
+    Port& input = requireInput(requireNode(manager, address.node), address.port);
+    if (const Port* const source = input.input()) {
+        throw ValueError("the port is fed by " + source->node()->name() + "." + source->name() +
+                         ", so a value set on it would not be seen");
+    }
+    return input;
+}
+
+class Evaluation {
+public:
+    Evaluation(const EvalArguments& arguments, LogCapture& log)
+        : arguments_(arguments), network_(readNetworkFile(arguments.network, log)) {
+        resolveGets();
+        applySets();
+        resolveFrames();
+    }
+
+    std::string run(std::ostream* terminal) {
+        if (arguments_.cache) {
+            for (const std::string& node : nodes_) {
+                network_->manager.cacheNodeNetwork(node);
+            }
+        }
+        const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments_.format, columns_, frames_.has_value());
+        if (!frames_) {
+            computeNodes();
+            writer->addRow(nullptr);
+            return writer->takeText();
+        }
+        Progress progress(frames_->count(), terminal);
+        for (std::uint64_t i = 0; i < frames_->count(); ++i) {
+            const double frame = frames_->frame(i);
+            setPortNumber(*driven_, frame);
+            computeNodes();
+            writer->addRow(&frame);
+            progress.advance();
+        }
+        return writer->takeText();
+    }
+
+private:
+    void resolveGets() {
+        std::set<std::string> names;
+        for (const std::string& get : arguments_.gets) {
+            withArgument("--get", get, [&] {
+                const PortAddress address = PortAddress::parse(get);
+                Port& port = requirePort(requireNode(network_->manager, address.node), address.port);
+                if (!names.insert(get).second) {
+                    throw ValueError("the port is asked for twice");
+                }
+                columns_.push_back({get, &port});
+                if (std::find(nodes_.begin(), nodes_.end(), address.node) == nodes_.end()) {
+                    nodes_.push_back(address.node);
+                }
+            });
+        }
+    }
+
+    void applySets() {
+        std::set<std::string> names;
+        for (const std::string& set : arguments_.sets) {
+            withArgument("--set", set, [&] {
+                const std::size_t equals = set.find('=');
+                if (equals == std::string::npos) {
+                    throw ValueError("wants NODE.PORT=VALUE");
+                }
+                const std::string name = set.substr(0, equals);
+                Port& port = requireFreeInput(network_->manager, PortAddress::parse(name));
+                if (!names.insert(name).second) {
+                    throw ValueError("the port is set twice");
+                }
+                setPortValueFromText(port, set.substr(equals + 1), network_->geometry);
+            });
+        }
+    }
+
+    void resolveFrames() {
+        if (arguments_.frames.empty()) {
+            return;
+        }
+        frames_ = FrameRange::parse(arguments_.frames);
+        withArgument("--drive", arguments_.drive, [&] {
+            driven_ = &requireFreeInput(network_->manager, PortAddress::parse(arguments_.drive));
+            if (!isNumberPort(*driven_)) {
+                throw ValueError("a " + driven_->typeStr() + " takes no frame numbers");
+            }
+            if (isIntegerPort(*driven_) && !frames_->isIntegral()) {
+                throw ValueError("a " + driven_->typeStr() + " takes integers of 32 bits only, which the frames " +
+                                 inQuotes(arguments_.frames) + " are not");
+            }
+        });
+    }
+
+    void computeNodes() {
+        for (const std::string& node : nodes_) {
+            network_->manager.computeNode(node, nullptr, arguments_.parallel, arguments_.cache);
+        }
+    }
+
+    const EvalArguments& arguments_;
+    std::unique_ptr<Network> network_;
+    std::vector<Column> columns_;
+    std::vector<std::string> nodes_;
+    std::optional<FrameRange> frames_;
+    Port* driven_ = nullptr;
+};
+
+}  // namespace
+
+std::string evaluate(const EvalArguments& arguments, std::ostream* terminal) {
+    LogCapture log;
+    std::string text = Evaluation(arguments, log).run(terminal);
+    const std::string messages = log.take();
+    if (!messages.empty()) {
+        throw UserError(oneLine(arguments.network) + ": while it was evaluated: " + oneLine(messages));
+    }
+    return text;
+}
+
+}  // namespace TessilHost

@@ -1,0 +1,161 @@
+#include <tools/host/Output.h>
+
+#include <tools/host/Errors.h>
+#include <tools/host/Text.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace TessilHost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string systemReason() {
+    return std::generic_category().message(errno);
+}
+
+[[noreturn]] void refuseArgument(const std::string& path, const std::string& reason) {
+    throw UserError("-o " + oneLine(path) + ": " + reason);
+}
+
+[[noreturn]] void failWriting(const std::string& where, const std::string& reason) {
+    throw OutputError(oneLine(where) + ": cannot be written: " + reason);
+}
+
+/// Writes all of `text`; false with the reason in errno.
+bool writeAll(int file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(file, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+fs::path folderOf(const fs::path& path) {
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+/// The permissions that the file at `path` has, or else those that a new file gets.
+mode_t permissionsFor(const std::string& path) {
+    struct stat present {};
+    if (::stat(path.c_str(), &present) == 0) {
+        return present.st_mode & 07777;
+    }
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
+/// A file beside its later self, gone again unless it is kept.
+class PartialFile {
+public:
+    explicit PartialFile(const std::string& path) : path_(path), name_(path + ".part-XXXXXX") {
+        file_ = ::mkstemp(name_.data());
+        if (file_ < 0) {
+            failWriting(path_, systemReason());
+        }
+    }
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+    ~PartialFile() {
+        if (file_ >= 0) {
+            ::close(file_);
+        }
+        if (!kept_) {
+            ::unlink(name_.c_str());
+        }
+    }
+
+    void write(std::string_view text) {
+        const bool onDisk = writeAll(file_, text) && ::fchmod(file_, permissionsFor(path_)) == 0 && ::fsync(file_) == 0;
+        if (!onDisk) {
+            failWriting(path_, systemReason());
+        }
+    }
+
+    void keep() {
+        const int closed = ::close(file_);
+        file_ = -1;
+        kept_ = closed == 0 && ::rename(name_.c_str(), path_.c_str()) == 0;
+        if (!kept_) {
+            failWriting(path_, systemReason());
+        }
+    }
+
+private:
+    std::string path_;
+    std::string name_;
+    int file_ = -1;
+    bool kept_ = false;
+};
+
+void writeDirectly(const std::string& path, std::string_view text) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0) {
+        failWriting(path, systemReason());
+    }
+    const bool written = writeAll(file, text);
+    const std::string reason = systemReason();
+    const bool closed = ::close(file) == 0;
+    if (!written || !closed) {
+        failWriting(path, written ? systemReason() : reason);
+    }
+}
+
+}  // namespace
+
+Output::Output(const std::string& path, const std::string& source) : path_(path) {
+    if (path.empty()) {
+        return;
+    }
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored)) {
+        refuseArgument(path, "this is a folder");
+    }
+    if (fs::equivalent(path, source, ignored)) {
+        refuseArgument(path, "this is the network file itself");
+    }
+    // A link stays, and what it points to is replaced.
+    if (const fs::path target = fs::canonical(path, ignored); !target.empty()) {
+        path_ = target.string();
+    }
+    const bool isSpecial = fs::exists(path_, ignored) && !fs::is_regular_file(path_, ignored);
+    if (!isSpecial && ::access(folderOf(path_).c_str(), W_OK | X_OK) != 0) {
+        refuseArgument(path, systemReason());
+    }
+}
+
+void Output::write(const std::string& text) const {
+    if (path_.empty()) {
+        if (!writeAll(STDOUT_FILENO, text)) {
+            failWriting("standard output", systemReason());
+        }
+        return;
+    }
+    std::error_code ignored;
+    if (fs::exists(path_, ignored) && !fs::is_regular_file(path_, ignored)) {
+        writeDirectly(path_, text);
+        return;
+    }
+    PartialFile file(path_);
+    file.write(text);
+    file.keep();
+}
+
+}  // namespace TessilHost

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace TessilHost {
+
+/// Where a result goes: standard output or a file.
+///
+/// A file appears whole or not at all: the text goes to a new file beside it, which takes the name
+/// once everything is on the disk. What stood there before stays until then. Devices and pipes are
+/// written to directly.
+class Output {
+public:
+    /// An empty path means standard output. Throws `UserError` when no file can be made at `path`, or
+    /// when it is the file `source` that the result is computed from.
+    Output(const std::string& path, const std::string& source);
+
+    /// Throws `OutputError` when not all of `text` could be written.
+    void write(const std::string& text) const;
+
+private:
+    std::string path_;
+};
+
+}  // namespace TessilHost

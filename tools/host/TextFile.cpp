@@ -1,0 +1,60 @@
+#include <tools/host/TextFile.h>
+
+#include <tools/host/Errors.h>
+#include <tools/host/Text.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <system_error>
+
+namespace TessilHost {
+
+namespace {
+
+/// Keeps a mistaken path (an endless device, a disk image) from filling the memory.
+constexpr std::size_t maxBytes = std::size_t{1} << 30;
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+    throw UserError(oneLine(path) + ": " + reason);
+}
+
+struct Descriptor {
+    ~Descriptor() {
+        if (number >= 0) {
+            ::close(number);
+        }
+    }
+    int number;
+};
+
+}  // namespace
+
+std::string readTextFile(const std::string& path) {
+    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (file.number < 0) {
+        refuse(path, std::generic_category().message(errno));
+    }
+    std::string content;
+    char block[1 << 16];
+    for (;;) {
+        const ssize_t length = ::read(file.number, block, sizeof(block));
+        if (length < 0 && errno == EINTR) {
+            continue;
+        }
+        if (length < 0) {
+            refuse(path, std::generic_category().message(errno));
+        }
+        if (length == 0) {
+            return content;
+        }
+        content.append(block, static_cast<std::size_t>(length));
+        if (content.size() > maxBytes) {
+            refuse(path, "the file is larger than 1 GiB");
+        }
+    }
+}
+
+}  // namespace TessilHost
