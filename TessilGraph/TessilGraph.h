@@ -1,6 +1,9 @@
 #pragma once
 
-// Everything the library offers, in one line.
+// Everything the library offers to a host that uses its nodes, in one line: every public header but
+// ShapeCompute.h and MatrixShapeCompute.h. These two hold the compute of the shapes; wherever they are
+// in sight, a built-in node that is made there has its compute compiled anew. Only the source in which
+// a host instantiates node classes of its own includes them.
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>
@@ -18,10 +21,8 @@
 #include <TessilGraph/nodes/MathNodes.h>
 #include <TessilGraph/nodes/MatrixAlgorithmNodes.h>
 #include <TessilGraph/nodes/MatrixNodes.h>
-#include <TessilGraph/nodes/MatrixShapeCompute.h>
 #include <TessilGraph/nodes/MatrixShapes.h>
 #include <TessilGraph/nodes/MeshRayCast.h>
 #include <TessilGraph/nodes/NodeShape.h>
-#include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/UtilsNodes.h>
 #include <TessilGraph/nodes/VectorNodes.h>

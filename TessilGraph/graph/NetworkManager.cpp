@@ -9,6 +9,7 @@
 #include <TessilUtils/Logger.h>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace TessilGraph {
@@ -24,6 +25,26 @@ bool isNodeName(const std::string& name) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
     };
     return !name.empty() && std::all_of(name.begin(), name.end(), isAllowed);
+}
+
+/// Says in the log which links of a node cannot be taken away in the ordinary way, since the other
+/// end does not list it.
+void logOneSidedLinks(const Node& node) {
+    const auto logUnlessListed = [](const std::vector<Port*>& list, const Port* port) {
+        if (std::find(list.begin(), list.end(), port) == list.end()) {
+            TessilUtils::Logger::error() << "Connection doesn't exist";
+        }
+    };
+    for (const Port* output : Access::outputs(node)) {
+        if (output == nullptr) {
+            continue;
+        }
+        for (const Port* peer : Access::connections(*output)) {
+            if (peer != nullptr) {
+                logUnlessListed(Access::connections(*peer), output);
+            }
+        }
+    }
 }
 
 /// The two ports that are to be linked or unlinked; null where a name is unknown.
@@ -46,20 +67,20 @@ struct Ends {
 
 }  // namespace
 
-NetworkManager::NetworkManager(const NetworkManager& other) {
+NetworkManager::NetworkManager(const NetworkManager& other) : NetworkManager() {
     *this = other;
 }
 
 NetworkManager& NetworkManager::operator=(const NetworkManager& other) {
     cleanNetwork();
     internal::NetworkCopy copy(other.nodes_);
-    for (const internal::NetworkCopy::Clone& clone : copy.clones()) {
-        if (Node* replaced = nodes_.find(clone.name)) {
-            nodes_.remove(clone.name);
+    copy.handOver([this](Node& clone, const std::string& name) {
+        Node* replaced = nodes_.find(name);
+        nodes_.enter(clone, name);
+        if (replaced != nullptr) {
             destroy(*replaced);
         }
-        nodes_.enter(*clone.node, clone.name);
-    }
+    });
     for (const auto& [name, order] : other.networkCache_.living()) {
         networkCache_.store(name, copy.translate(order, nodes_));
     }
@@ -91,8 +112,9 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
         waiting->inUse = true;
         node = waiting->node;
     } else {
-        node = NodeFactory::instance().createNode(type);
-        setCacheEntry(unique, {true, node});
+        std::unique_ptr<Node> made(NodeFactory::instance().createNode(type));
+        setCacheEntry(unique, {true, made.get()});
+        node = made.release();
     }
     if (node != nullptr) {
         nodes_.enter(*node, unique);
@@ -103,7 +125,7 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
 void NetworkManager::deleteNode(const std::string& name) {
     const std::string key = name;  // The argument may live in the node.
     if (Node* node = nodes_.find(key)) {
-        Access::unlink(*node);
+        logOneSidedLinks(*node);
         nodes_.remove(key);
         eraseCacheEntry(key);
         destroy(*node);
@@ -134,8 +156,7 @@ bool NetworkManager::renameNode(const std::string& oldName, const std::string& n
         setCacheEntry(unique, entry);
         eraseCacheEntry(old);
     }
-    nodes_.remove(old);
-    nodes_.enter(*node, unique);
+    nodes_.rename(old, unique);
     return true;
 }
 
@@ -199,15 +220,16 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (!node->isDirty()) {
         return;
     }
+    const bool cyclic = parallel && internal::runsInACircle(*node);
+    if (parallel && !cyclic) {
+        internal::computeInLevels(*node, data);
+        return;
+    }
     const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::Dirty, nodes_);
-    if (order.cyclic) {
+    if (cyclic || order.cyclic) {
         internal::logCycle();
     }
-    if (parallel && !order.cyclic) {
-        internal::computeInLevels(*node, data);
-    } else {
-        internal::computeInOrder(order.nodes, data);
-    }
+    internal::computeInOrder(order.nodes, data);
 }
 
 void NetworkManager::setAllNodeDirty() {
@@ -256,14 +278,18 @@ void NetworkManager::clearNodeCache() {
 }
 
 void NetworkManager::reset() {
+    // All books first: what a host's node throws out of its reset finds them in order.
+    const auto& entries = nodeCache_.sorted();
     nodes_.clear();
-    for (auto* entry : nodeCache_.sorted()) {
+    networkCache_.dropAll();
+    for (auto* entry : entries) {
         entry->second.inUse = false;
+    }
+    for (auto* entry : entries) {
         if (entry->second.node != nullptr) {
             entry->second.node->reset();
         }
     }
-    networkCache_.dropAll();
 }
 
 void NetworkManager::cleanNetwork() {
@@ -317,6 +343,7 @@ void NetworkManager::destroy(Node& node) {
         }
     }
     networkCache_.nodeDies(node);
+    Access::unlink(node);
     delete &node;
 }
 

@@ -75,7 +75,10 @@ short Node::baseNodeType() const {
 
 void Node::setName(const std::string& name) {
     name_ = name;
-    home_ = nullptr;
+    if (home_ != nullptr) {
+        home_ = nullptr;
+        internal::LentLists::nodeMoves(*this);
+    }
 }
 
 void Node::addInputPort(Port* port) {
@@ -107,8 +110,8 @@ void Node::removeInputPort(const std::string& name) {
     if (found == inputs_.end()) {
         return;
     }
-    const Port& port = **found;
-    inputsElsewhere_ = inputsElsewhere_ || !port.connections_.empty() || port.lost_ != nullptr || port.lostMany_;
+    inputsElsewhere_ = true;
+    (*found)->removed_ = true;
     inputs_.erase(found);
 }
 
@@ -164,10 +167,11 @@ void Node::addPort(std::vector<Port*>& ports, Port* port, bool asInput) {
     // A port that comes with links, or that others may still list, takes these to another node.
     const bool comesLinked = !port->connections_.empty();
     const bool mayBeListed = port->lost_ != nullptr || port->lostMany_;
+    const bool isWatched = port->watched_;
     port->node_ = this;
     port->removed_ = false;
     port->displaced_ = mayBeListed;
-    if (comesLinked || mayBeListed) {
+    if (comesLinked || mayBeListed || isWatched) {
         internal::LentLists::watch(*port);
     }
 }

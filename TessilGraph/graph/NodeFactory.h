@@ -12,8 +12,9 @@ namespace TessilGraph {
 /// Makes nodes by type string.
 ///
 /// One factory serves the whole process. It keeps names and creators, no nodes: a node belongs to
-/// whoever asked for it. `instance` may be called from several threads at once, everything else
-/// from one thread at a time. Names count case: only a first letter in lower case is forgiven.
+/// whoever asked for it. `instance` may be called from several threads at once, and so may look-ups
+/// and `createNode` while nobody registers; registering is for one thread at a time. Names count case: only a first
+/// letter in lower case is forgiven.
 class TESSILGRAPH_API NodeFactory {
 public:
     /// Makes a node with `new`.

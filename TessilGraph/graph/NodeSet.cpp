@@ -1,6 +1,7 @@
 #include <TessilGraph/graph/NodeSet.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/LentLists.h>
 
 namespace TessilGraph {
 
@@ -15,9 +16,16 @@ std::string NodeSet::uniqueName(const std::string& name) {
     if (!nodes_.contains(name)) {
         return name;
     }
-    std::uint64_t& suffix = nextSuffix_.emplace(name, 1).first->second;
-    for (;; ++suffix) {
-        std::string candidate = name + std::to_string(suffix);
+    Suffixes& suffixes = suffixes_[name];
+    while (!suffixes.givenBack.empty()) {
+        std::string candidate = name + std::to_string(*suffixes.givenBack.begin());
+        if (!nodes_.contains(candidate)) {
+            return candidate;
+        }
+        suffixes.givenBack.erase(suffixes.givenBack.begin());
+    }
+    for (;; ++suffixes.next) {
+        std::string candidate = name + std::to_string(suffixes.next);
         if (!nodes_.contains(candidate)) {
             return candidate;
         }
@@ -30,6 +38,18 @@ void NodeSet::enter(Node& node, const std::string& name) {
     node.setName(name);
     Access::home(node) = this;
     ++Access::holders(node);
+    internal::LentLists::nodeMoves(node);
+}
+
+void NodeSet::rename(const std::string& oldName, const std::string& newName) {
+    Node* node = find(oldName);
+    if (node != nullptr) {
+        // The new entry first, so that the node is not lost if there is no memory for it.
+        enter(*node, newName);
+        nodes_.erase(oldName);
+        --Access::holders(*node);
+        giveBack(oldName);
+    }
 }
 
 void NodeSet::remove(const std::string& name) {
@@ -37,27 +57,31 @@ void NodeSet::remove(const std::string& name) {
     if (node == nullptr) {
         return;
     }
-    Access::home(*node) = nullptr;
-    --Access::holders(*node);
     nodes_.erase(name);
-    forgetSuffixesAbove(name);
+    leave(*node);
+    giveBack(name);
 }
 
 void NodeSet::clear() {
     for (const auto& [name, node] : nodes_) {
-        Access::home(*node) = nullptr;
-        --Access::holders(*node);
+        leave(*node);
     }
     nodes_.clear();
-    nextSuffix_.clear();
+    suffixes_.clear();
 }
 
-void NodeSet::forgetSuffixesAbove(const std::string& freedName) {
+void NodeSet::leave(Node& node) {
+    --Access::holders(node);
+    Access::home(node) = nullptr;
+    internal::LentLists::nodeMoves(node);
+}
+
+void NodeSet::giveBack(const std::string& freedName) {
     // Every way to read the name as another one with a suffix; nobody counts beyond 18 digits.
     constexpr std::size_t mostDigits = 18;
     std::uint64_t suffix = 0;
     std::uint64_t place = 1;
-    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size() && !nextSuffix_.empty(); ++digits) {
+    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size() && !suffixes_.empty(); ++digits) {
         const char digit = freedName[freedName.size() - digits];
         if (digit < '0' || digit > '9') {
             return;
@@ -67,9 +91,9 @@ void NodeSet::forgetSuffixesAbove(const std::string& freedName) {
         if (digit == '0') {
             continue;  // Suffixes have no leading zeros.
         }
-        const auto next = nextSuffix_.find(freedName.substr(0, freedName.size() - digits));
-        if (next != nextSuffix_.end() && next->second > suffix) {
-            next->second = suffix;
+        const auto taken = suffixes_.find(freedName.substr(0, freedName.size() - digits));
+        if (taken != suffixes_.end() && suffix < taken->second.next) {
+            taken->second.givenBack.insert(suffix);
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/NameTable.h>
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -34,6 +35,9 @@ public:
     /// Gives the node the name and enters it, in place of a node that had that name.
     void enter(Node& node, const std::string& name);
 
+    /// Gives a node that stands here under `oldName` a new name, which is free.
+    void rename(const std::string& oldName, const std::string& newName);
+
     /// Takes the entry out; the node keeps its name. An unknown name does nothing.
     void remove(const std::string& name);
 
@@ -49,10 +53,18 @@ public:
     auto end() const { return nodes_.end(); }
 
 private:
-    void forgetSuffixesAbove(const std::string& freedName);
+    /// The suffixes of one name: all below `next` are taken, but for some of those that were given
+    /// back since.
+    struct Suffixes {
+        std::uint64_t next = 1;
+        std::set<std::uint64_t> givenBack;
+    };
+
+    void leave(Node& node);
+    void giveBack(const std::string& freedName);
 
     NameTable<Node*> nodes_;
-    std::unordered_map<std::string, std::uint64_t> nextSuffix_;  ///< All below it are taken.
+    std::unordered_map<std::string, Suffixes> suffixes_;  ///< Of names that were asked for while taken.
 };
 
 }  // namespace TessilGraph

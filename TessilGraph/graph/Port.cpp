@@ -42,16 +42,13 @@ Port::~Port() {
 void Port::copyValue(Port*) {}
 
 void Port::reset() {
-    if (connections_.empty()) {
-        return;
-    }
     // The peers are only remembered, never touched: they may be gone already.
-    if (input_) {
+    if (!input_) {
+        stamp_ = internal::nextStamp();
+    } else if (!connections_.empty()) {
         Port* source = connections_.front();
         lostMany_ = lostMany_ || connections_.size() > 1 || (lost_ != nullptr && lost_ != source);
         lost_ = source;
-    } else {
-        stamp_ = internal::nextStamp();
     }
     connections_.clear();
 }
@@ -60,8 +57,13 @@ void Port::setNode(Node* node) {
     if (node == node_) {
         return;
     }
+    // The old owner may still hold the port, and the new one need not.
     displaced_ = displaced_ || node_ != nullptr;
+    removed_ = true;
     node_ = node;
+    if (node != nullptr) {
+        node->inputsElsewhere_ = true;
+    }
     if (displaced_ || !connections_.empty()) {
         internal::LentLists::watch(*this);
     }
@@ -107,7 +109,7 @@ bool Port::connectTo(Port* other) {
         return false;
     }
 
-    const bool ordered = internal::LentLists::settle();
+    const bool ordered = internal::LentLists::settle(*this, *other);
     if (isLinkedWith(*other)) {
         Logger::error() << "Node are already connected";
         return false;
@@ -175,19 +177,14 @@ void Port::noteLinkTo(const Port& other) {
     }
 }
 
-/// Does what `disconnectFrom(this)`, called on each peer in turn, comes to. This list is emptied in
-/// one go, since taking its entries out one by one from the front would be quadratic.
+/// No peer that this port knows lists it afterwards. The list is emptied in one go, since taking its
+/// entries out one by one from the front would be quadratic.
 void Port::detachFromPeers() {
     const std::vector<Port*> peers = std::move(connections_);
     connections_.clear();
     for (Port* peer : peers) {
-        if (peer == nullptr) {
-            continue;
-        }
-        if (contains(peer->connections_, this)) {
+        if (peer != nullptr) {
             removeFirst(peer->connections_, this);
-        } else {
-            Logger::error() << "Connection doesn't exist";
         }
     }
 }

@@ -67,7 +67,8 @@ public:
     ///
     /// Edits take effect at once. Whoever edits keeps both ends of a link in step; where the ends
     /// disagree, or links run in a circle, every operation still ends. The list is looked through
-    /// before the next link that this thread makes, so edit it before that or ask for it again.
+    /// before the next link in the same network, so edit it before that or ask for it again; and
+    /// where the node stands in no network, make the next link on the thread that edited.
     /// Readers use the const overload, which costs nothing later.
     std::vector<Port*>& getConnections();
 
@@ -109,7 +110,7 @@ private:
     bool watched_ = false;     ///< Stands in the register of lists that are looked through before the next link.
     bool lostMany_ = false;    ///< Outputs that this input does not list may list it, any number of them.
     bool displaced_ = false;   ///< `setNode` took the port away from an owner that may still hold it.
-    bool removed_ = false;     ///< Its owner has given the port back; walks along its owner's ports miss it.
+    bool removed_ = false;     ///< Walks along its owner's ports may miss the port.
     Port* lost_ = nullptr;     ///< The output that an input listed when it was reset. Never followed, only compared.
     std::uint64_t stamp_ = 0;  ///< Input: when its link was made. Output: when its list was last emptied.
 };

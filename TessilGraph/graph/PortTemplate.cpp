@@ -1,5 +1,7 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <TessilGraph/graph/internal/Access.h>
+
 namespace TessilGraph {
 
 template <class T>
@@ -32,19 +34,7 @@ void PortTemplate<T>::reset() {
 
 template <class T>
 const Port& PortTemplate<T>::endOfInputs() const {
-    // The second walker goes half as fast: in a circle the first one catches up with it.
-    const Port* end = this;
-    const Port* behind = this;
-    for (bool advanceBehind = false; const Port* next = end->input(); advanceBehind = !advanceBehind) {
-        end = next;
-        if (advanceBehind) {
-            behind = behind->input();
-        }
-        if (end == behind) {
-            return *this;
-        }
-    }
-    return *end;
+    return internal::endOfInputs(*this);
 }
 
 template class PortTemplate<bool>;

@@ -49,14 +49,16 @@ public:
     static Out evaluate(const In& in);
 };
 
-/// The lesser of in1 and in2; in1 when they do not compare, as with NaN.
+/// The lesser of in1 and in2; in1 when they are equal, as the zeros of both signs are, or do not
+/// compare, as with NaN.
 template <class T, class In1, class In2, class Out>
 class TESSILGRAPH_API MinNode : public BinaryNode<MinNode<T, In1, In2, Out>, In1, In2, Out> {
 public:
     static Out evaluate(const In1& in1, const In2& in2);
 };
 
-/// The greater of in1 and in2; in1 when they do not compare, as with NaN.
+/// The greater of in1 and in2; in1 when they are equal, as the zeros of both signs are, or do not
+/// compare, as with NaN.
 template <class T, class In1, class In2, class Out>
 class TESSILGRAPH_API MaxNode : public BinaryNode<MaxNode<T, In1, In2, Out>, In1, In2, Out> {
 public:

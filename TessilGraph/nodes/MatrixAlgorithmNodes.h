@@ -11,8 +11,8 @@
 namespace TessilGraph {
 
 // Matrices act on row vectors: a point stands left of the matrix, translation in row 3. Angles are
-// radians. Directions need no unit length. Nothing here raises, whatever the input: what a
-// degenerate input leaves open is said at the node.
+// radians. Directions of ordinary size, whose squares neither overflow nor vanish, need no unit length.
+// Nothing here raises, whatever the input: what a degenerate input leaves open is said at the node.
 
 /// The direction "vector" transformed by the upper 3x3 of "matrix": row 3 and column 3 have no effect.
 class TESSILGRAPH_API MultiDirMatrixNode
@@ -98,8 +98,8 @@ private:
     PortTemplate<Imath::M44d>* out_ = addOutput<Imath::M44d>(*this, "out");
 };
 
-/// The rotation of "matrix" as ZYX Euler angles: about z, then y, then x, in this order. Scale per row has no effect;
-/// shear is taken for rotation.
+/// The rotation of "matrix" as ZYX Euler angles: about z, then y, then x, in this order. Positive scale
+/// per row has no effect; negative scale and shear are taken for rotation.
 class TESSILGRAPH_API ExtractEulerZYXMatrixNode : public MatrixNode<ExtractEulerZYXMatrixNode, Imath::V3d> {
 public:
     static Imath::V3d evaluate(const Imath::M44d& matrix);
@@ -133,12 +133,15 @@ private:
     PortTemplate<Imath::V3d>* shear_ = addOutput<Imath::V3d>(*this, "shear");
 };
 
-/// Splits "matrix" into scale, shear, rotation and translation, which applied in this order give
-/// the matrix again.
+/// Splits "matrix" into scale, shear, rotation and translation, which applied in this order give an
+/// affine matrix again. Column 3 has no effect. A matrix that mirrors gets three negative scales, any
+/// other one three positive ones.
 ///
-/// A matrix whose rows are no basis cannot be decomposed. Rotation and translation are zero then;
-/// scale and shear hold what was found up to the first dependent row, the scale relative to the
-/// largest element, and are zero from there on.
+/// Each row counts with what remains of it when its part along the rows before is taken off. Where that
+/// remainder is exactly zero, as computed, the matrix cannot be decomposed; a remainder of mere rounding
+/// error passes for a small scale. Rotation and translation are zero then. The rows before keep their
+/// scale, relative to the largest element, and their shear; the shear of the dependent row is kept as it
+/// was found, relative to the largest element too; all that would follow is zero.
 class TESSILGRAPH_API ExtractSHRTMatrixNode : public NodeShape<ExtractSHRTMatrixNode> {
 public:
     PortTemplate<Imath::M44d>* matrixPort() const { return matrix_; }
@@ -158,7 +161,8 @@ private:
     PortTemplate<Imath::V3d>* translate_ = addOutput<Imath::V3d>(*this, "translate");
 };
 
-/// The shortest rotation that turns the direction "from" to "to".
+/// The shortest rotation that turns the direction "from" to "to". Opposite directions turn about some
+/// axis perpendicular to them; a zero direction gives the identity.
 class TESSILGRAPH_API RotationMatrixNode : public NodeShape<RotationMatrixNode> {
 public:
     PortTemplate<Imath::V3d>* fromPort() const { return from_; }
@@ -189,8 +193,8 @@ private:
     PortTemplate<Imath::M44d>* out_ = addOutput<Imath::M44d>(*this, "out");
 };
 
-/// "in" without its scale; shear, rotation and translation are kept. A matrix that cannot be
-/// decomposed passes through unchanged.
+/// "in" without its scale; shear, rotation and translation are kept, and column 3 becomes (0, 0, 0, 1).
+/// A matrix that cannot be decomposed passes through unchanged.
 class TESSILGRAPH_API SansScalingMatrixNode : public UnaryNode<SansScalingMatrixNode, Imath::M44d, Imath::M44d> {
 public:
     static Imath::M44d evaluate(const Imath::M44d& in);
@@ -242,8 +246,8 @@ private:
     PortTemplate<Imath::M44d>* matrix_ = addInput<Imath::M44d>(*this, "matrix");
 };
 
-/// The rotation of "matrix" as XYZ Euler angles. Scale per row has no effect; shear is taken for
-/// rotation.
+/// The rotation of "matrix" as XYZ Euler angles. Positive scale per row has no effect; negative scale and
+/// shear are taken for rotation.
 class TESSILGRAPH_API ExtractEulerXYZMatrixNode : public MatrixNode<ExtractEulerXYZMatrixNode, Imath::V3d> {
 public:
     static Imath::V3d evaluate(const Imath::M44d& matrix);

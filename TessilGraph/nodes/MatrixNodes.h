@@ -15,7 +15,8 @@ namespace TessilGraph {
 // product the left factor is applied first. Angles are radians. The nodes that apply a transform
 // work on a copy; the value of the "matrix" input never changes.
 
-/// The inverse of "in"; the identity when there is none.
+/// The inverse of "in"; the identity when there is none, and also when the determinant of an affine
+/// matrix underflows, as that of a scale by 1e-120 does.
 template <class T, class In, class Out>
 class TESSILGRAPH_API InverseNode : public UnaryNode<InverseNode<T, In, Out>, In, Out> {
 public:

@@ -4,9 +4,10 @@
 
 namespace TessilGraph {
 
-// The compute of the matrix shapes, for the sources that make or register nodes of their own of these
-// shapes. It stands apart from the classes so that including a family's header never compiles a
-// built-in node's compute anew, with other compiler flags than the library's.
+// The compute of the matrix shapes, for the one source in which a host instantiates node classes of its
+// own on MatrixNode, MatrixScalarNode or MatrixVectorNode; nothing else includes this. It stands apart
+// from the classes, and from TessilGraph.h, so that using a built-in node never compiles its compute
+// anew, with other compiler flags than the library's.
 
 template <class N, class Out>
 bool MatrixNode<N, Out>::compute(const ComputeData*) {

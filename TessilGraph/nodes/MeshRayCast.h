@@ -32,8 +32,9 @@ public:
     PortTemplate<Imath::V3d>* outNormalPort() const { return outNormal_; }
     PortTemplate<Imath::V3d>* outPositionPort() const { return outPosition_; }
 
-    /// False, with all outputs kept, when there is no mesh or it has no points. A miss is no failure:
-    /// it keeps "outNormal" and "outPosition" as the last hit left them.
+    /// False, with all outputs kept, when there is no mesh or it has no points. A miss is no failure: it
+    /// sets "outIntersect" to false and "outParameter", "outFaceId", "outU" and "outV" to zero, and keeps
+    /// "outNormal" and "outPosition".
     bool compute(const ComputeData* data) override;
 
     /// Also puts "inOrigin" back to (0, 0, 0) and "inDirection" to (0, 1, 0).

@@ -3,10 +3,13 @@
 namespace TessilGraph {
 
 Node* copyUnconnected(Node& node, Node* copy) {
+    if (copy == nullptr) {
+        return nullptr;
+    }
     std::unique_ptr<Node> owner(copy);
     copy->setName(node.name());
     for (auto port = node.inputPortBegin(); port != node.inputPortEnd(); ++port) {
-        if ((*port)->numConnections() != 0) {
+        if (*port == nullptr || (*port)->numConnections() != 0) {
             continue;
         }
         Port* target = copy->getInputPort((*port)->name());

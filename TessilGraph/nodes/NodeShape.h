@@ -41,8 +41,10 @@ PortTemplate<T>* addOutput(Node& node, const char* name) {
     return port->node() == &node ? port.release() : nullptr;
 }
 
-/// Gives `copy` the name of `node` and the values and links of its unconnected inputs, and returns
-/// it. The caller keeps owning `copy`; it is deleted if this throws.
+/// Gives `copy` the name of `node` and the values and links to outside storage of its unconnected
+/// inputs, and returns it. Inputs that `copy` lacks or has with another type are passed over, and so
+/// are null entries in the list of inputs. A null `copy` is returned at once. The caller keeps owning
+/// `copy`; it is deleted if this throws.
 TESSILGRAPH_API Node* copyUnconnected(Node& node, Node* copy);
 
 /// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
@@ -67,8 +69,8 @@ public:
     Node* clone() override { return copyUnconnected(*this, new N); }
 };
 
-/// A node with the input "in" and the output "out" = N::evaluate(in). The source that first makes or
-/// registers such a node includes <TessilGraph/nodes/ShapeCompute.h>.
+/// A node with the input "in" and the output "out" = N::evaluate(in). The source in which a host
+/// instantiates a class of its own on this shape includes <TessilGraph/nodes/ShapeCompute.h>.
 template <class N, class In, class Out>
 class TESSILGRAPH_API UnaryNode : public NodeShape<N> {
 public:
@@ -82,8 +84,9 @@ private:
     PortTemplate<Out>* out_ = addOutput<Out>(*this, "out");
 };
 
-/// A node with the inputs "in1" and "in2" and the output "out" = N::evaluate(in1, in2). The source
-/// that first makes or registers such a node includes <TessilGraph/nodes/ShapeCompute.h>.
+/// A node with the inputs "in1" and "in2" and the output "out" = N::evaluate(in1, in2). The source in
+/// which a host instantiates a class of its own on this shape includes
+/// <TessilGraph/nodes/ShapeCompute.h>.
 template <class N, class In1, class In2, class Out>
 class TESSILGRAPH_API BinaryNode : public NodeShape<N> {
 public:

@@ -4,9 +4,10 @@
 
 namespace TessilGraph {
 
-// The compute of the shapes, for the sources that make or register nodes of their own of these
-// shapes. It stands apart from the classes so that including a family's header never compiles a
-// built-in node's compute anew, with other compiler flags than the library's.
+// The compute of the shapes, for the one source in which a host instantiates node classes of its own on
+// UnaryNode or BinaryNode; nothing else includes this. It stands apart from the classes, and from
+// TessilGraph.h, so that using a built-in node never compiles its compute anew, with other compiler
+// flags than the library's.
 
 template <class N, class In, class Out>
 bool UnaryNode<N, In, Out>::compute(const ComputeData*) {

@@ -10,7 +10,7 @@ namespace TessilGraph {
 
 // Vector arithmetic and conversions. NaN and infinities are results like any other.
 
-/// The length of "in". It does not underflow for very small vectors.
+/// The length of "in". It does not underflow for very small vectors, but is infinite from about 1e154 on.
 template <class T, class In, class Out>
 class TESSILGRAPH_API LengthNode : public UnaryNode<LengthNode<T, In, Out>, In, Out> {
 public:
@@ -24,7 +24,8 @@ public:
     static Out evaluate(const In& in);
 };
 
-/// "in" divided by its length; the zero vector stays zero.
+/// "in" divided by its length; the zero vector stays zero. A vector so long that its length is infinite,
+/// from about 1e154 on, becomes zero.
 template <class T, class In, class Out>
 class TESSILGRAPH_API NormalizedNode : public UnaryNode<NormalizedNode<T, In, Out>, In, Out> {
 public:

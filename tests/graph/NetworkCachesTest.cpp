@@ -23,7 +23,6 @@ using tests::takeDestroyed;
 using Names = std::vector<std::string>;
 using Ports = std::vector<Port*>;
 
-constexpr bool parallel = true;
 constexpr bool serial = false;
 constexpr bool useCache = true;
 

@@ -29,6 +29,21 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
     return operator new(size);
 }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    ++allocations;
+    // The size has to be a multiple of the alignment, which is a power of two.
+    const auto step = static_cast<std::size_t>(alignment);
+    const std::size_t rounded = ((size == 0 ? 1 : size) + step - 1) & ~(step - 1);
+    if (rounded >= size) {
+        if (void* memory = std::aligned_alloc(step, rounded)) {
+            return memory;
+        }
+    }
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return operator new(size, alignment);
+}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
@@ -39,5 +54,17 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
     std::free(memory);
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <string>
 
 using namespace tests;
@@ -34,6 +35,15 @@ TEST(Allocation, IsCounted) {
     // The string grows beyond what it can hold in itself.
     const std::unique_ptr<Node> node(NodeFactory::instance().createNode("AddString"));
     EXPECT_GT(allocationsOf(*node, 0), 0u);
+}
+
+TEST(Allocation, IsCountedWhereMoreThanTheUsualAlignmentIsAsked) {
+    constexpr std::align_val_t alignment{64};
+    const std::size_t before = allocationCount();
+    ::operator delete(::operator new(24, alignment), alignment);
+    EXPECT_EQ(allocationCount() - before, 1u);
+    ::operator delete[](::operator new[](24, alignment), alignment);
+    EXPECT_EQ(allocationCount() - before, 2u);
 }
 
 TEST(Allocation, HappensInNoComputeThatWritesNoString) {

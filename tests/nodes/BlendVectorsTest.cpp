@@ -58,6 +58,7 @@ TEST(BlendVectors, DoesNotClamp) {
 
 TEST(BlendVectors, GivesZeroWhenNew) {
     const auto node = make<BlendVectors>();
+    node->outVectorPort()->set(V3d(1, 2, 3));
     EXPECT_TRUE(node->compute(nullptr));
     EXPECT_EQ(node->outVectorPort()->get(), V3d(0, 0, 0));
 }

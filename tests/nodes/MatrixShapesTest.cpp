@@ -1,12 +1,8 @@
 #include <TessilGraph/nodes/MatrixNodes.h>
 
-#include <TessilGraph/nodes/MatrixShapeCompute.h>
-
 #include "NodeTesting.h"
 
 #include <gtest/gtest.h>
-
-#include <memory>
 
 using namespace tests;
 using namespace TessilGraph;
@@ -139,59 +135,4 @@ TEST(MatrixAlgorithmNodes, GiveTheirPortsByName) {
     expectOutput(split, "row2", split.row2Port());
     expectOutput(split, "row3", split.row3Port());
     expectOutput(split, "row4", split.row4Port());
-}
-
-namespace {
-
-class TraceNode : public MatrixNode<TraceNode, double> {
-public:
-    static double evaluate(const M44d& matrix) { return matrix[0][0] + matrix[1][1] + matrix[2][2] + matrix[3][3]; }
-};
-
-class ElementNode : public MatrixScalarNode<ElementNode, M44d, double, double> {
-public:
-    static double evaluate(const M44d& matrix, const double& index) {
-        return matrix[static_cast<int>(index) / 4][static_cast<int>(index) % 4];
-    }
-};
-
-class OffsetNode : public MatrixVectorNode<OffsetNode, M44d, V3d, V3d> {
-public:
-    static V3d evaluate(const M44d& matrix, const V3d& vector) {
-        return {matrix[3][0] - vector.x, matrix[3][1] - vector.y, matrix[3][2] - vector.z};
-    }
-};
-
-}  // namespace
-
-namespace TessilGraph {
-template <>
-inline constexpr TypeInfo typeInfo<TraceNode>{"TraceOfHost", 5001};
-template <>
-inline constexpr TypeInfo typeInfo<ElementNode>{"ElementOfHost", 5002};
-template <>
-inline constexpr TypeInfo typeInfo<OffsetNode>{"OffsetOfHost", 5003};
-}  // namespace TessilGraph
-
-TEST(MatrixShapes, ServeTheNodesOfAHost) {
-    registerNodes<TraceNode, ElementNode, OffsetNode>();
-    M44d matrix;
-    matrix[3][0] = 7;
-
-    const auto trace = make<TraceNode>();
-    trace->matrixPort()->set(matrix);
-    EXPECT_TRUE(trace->compute(nullptr));
-    EXPECT_EQ(trace->outputPort()->get(), 4.0);
-
-    const auto element = make<ElementNode>();
-    element->matrixPort()->set(matrix);
-    element->doublePort()->set(12);
-    EXPECT_TRUE(element->compute(nullptr));
-    EXPECT_EQ(element->outputPort()->get(), 7.0);
-
-    const auto offset = make<OffsetNode>();
-    offset->matrixPort()->set(matrix);
-    offset->vectorPort()->set(V3d(1, 2, 3));
-    EXPECT_TRUE(offset->compute(nullptr));
-    EXPECT_EQ(offset->outputPort()->get(), V3d(6, -2, -3));
 }

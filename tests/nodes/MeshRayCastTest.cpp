@@ -156,6 +156,20 @@ TEST(MeshRayCast, BlendsTheNormalInSinglePrecision) {
     }
 }
 
+TEST(MeshRayCast, RoundsEachProductAndThenEachSumOfTheNormal) {
+    TessilUtils::Mesh mesh({{0, 4, 0}, {1, 4, 0}, {0, 4, 1}}, {0, 1, 2},
+                           {{0.1f, -0.3f, 0.9f}, {0.7f, 0.2f, -0.6f}, {-0.4f, 1.1f, 0.3f}});
+    Cast cast(mesh);
+    ASSERT_TRUE(cast(V3d(0.1875, 0, 0.375), up));
+    ASSERT_EQ(cast.node->outUPort()->get(), 0.4375);
+    ASSERT_EQ(cast.node->outVPort()->get(), 0.1875);
+    // Worked out in exact fractions, each step rounded to 24 bits: the weights are 7, 3 and 6
+    // sixteenths. Each other order of the sums, each fused product, and a blend in double precision
+    // give another value in one component at least.
+    const V3f expected(0.0249999911f, 0.318750024f, 0.393749982f);
+    EXPECT_EQ(cast.node->outNormalPort()->get(), V3d(expected));
+}
+
 TEST(MeshRayCast, FormsThePositionInDoublePrecision) {
     TessilUtils::Mesh mesh = makeMesh();
     Cast cast(mesh);
@@ -252,6 +266,15 @@ TEST(MeshRayCast, PutsTheRayBackOnReset) {
     EXPECT_EQ(cast.node->inOriginPort()->get(), V3d(0, 0, 0));
     EXPECT_EQ(cast.node->inDirectionPort()->get(), V3d(0, 1, 0));
     EXPECT_EQ(cast.node->outPositionPort()->get(), V3d(0, 0, 0));
+}
+
+TEST(MeshRayCast, IsDirtyAfterAReset) {
+    TessilUtils::Mesh mesh = makeMesh();
+    Cast cast(mesh);
+    ASSERT_TRUE(cast(V3d(0.25, 0, 0.5), up));
+    cast.node->setDirty(false);
+    cast.node->reset();
+    EXPECT_TRUE(cast.node->isDirty());
 }
 
 TEST(MeshRayCast, ClonesThePointerNotTheMesh) {

@@ -1,8 +1,6 @@
 #include <TessilGraph/nodes/NodeShape.h>
 
-#include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/nodes/MathNodes.h>
-#include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/UtilsNodes.h>
 
 #include "NodeTesting.h"
@@ -16,98 +14,6 @@
 
 using namespace tests;
 using namespace TessilGraph;
-
-// Node types of a host, made of the same parts as the built-in ones.
-
-namespace host {
-
-class Average : public BinaryNode<Average, double, double, double> {
-public:
-    static double evaluate(double in1, double in2) { return (in1 + in2) / 2; }
-};
-
-class Characters : public UnaryNode<Characters, std::string, Long> {
-public:
-    static Long evaluate(const std::string& in) { return static_cast<Long>(in.size()); }
-};
-
-class Counter : public NodeShape<Counter> {
-public:
-    PortTemplate<Long>* stepPort() const { return step_; }
-    PortTemplate<Long>* countPort() const { return count_; }
-
-    bool compute(const ComputeData*) override {
-        total_ += step_->get();
-        count_->set(total_);
-        return true;
-    }
-
-    void reset() override {
-        Node::reset();
-        total_ = 0;
-    }
-
-private:
-    PortTemplate<Long>* step_ = addInput<Long>(*this, "step");
-    PortTemplate<Long>* count_ = addOutput<Long>(*this, "count");
-    Long total_ = 0;
-};
-
-}  // namespace host
-
-template <>
-inline constexpr TypeInfo TessilGraph::typeInfo<host::Average>{"HostAverage", 1001};
-template <>
-inline constexpr TypeInfo TessilGraph::typeInfo<host::Characters>{"HostCharacters", 1002};
-template <>
-inline constexpr TypeInfo TessilGraph::typeInfo<host::Counter>{"HostCounter", 1003};
-
-namespace {
-
-/// The host's types, registered for as long as this lives.
-class HostTypes {
-public:
-    HostTypes() { registerNodes<host::Average, host::Characters, host::Counter>(); }
-    ~HostTypes() {
-        for (const char* typeStr : {"HostAverage", "HostCharacters", "HostCounter"}) {
-            NodeFactory::instance().deregisterNode(typeStr);
-        }
-    }
-};
-
-}  // namespace
-
-TEST(NodeShape, ServesTheNodeTypesOfAHost) {
-    const HostTypes types;
-    checkShape<host::Average>("HostAverage", 1001);
-    checkShape<host::Characters>("HostCharacters", 1002);
-    checkShape<host::Counter>("HostCounter", 1003);
-}
-
-TEST(NodeShape, LetsHostNodesWorkBesideBuiltInOnes) {
-    const HostTypes types;
-    NetworkManager network;
-    auto* text = dynamic_cast<AddNode<std::string, std::string, std::string, std::string>*>(
-        network.createNode("AddString", "text"));
-    auto* characters = dynamic_cast<host::Characters*>(network.createNode("HostCharacters", "characters"));
-    auto* counter = dynamic_cast<host::Counter*>(network.createNode("HostCounter", "counter"));
-    ASSERT_TRUE(text != nullptr && characters != nullptr && counter != nullptr);
-    ASSERT_TRUE(network.connectAttr("text", "out", "characters", "in"));
-    ASSERT_TRUE(network.connectAttr("characters", "out", "counter", "step"));
-    text->input1Port()->set("four");
-    text->input2Port()->set("teen");
-    network.computeNode("counter");
-    EXPECT_EQ(counter->countPort()->get(), 8);
-    text->input2Port()->set("");
-    network.computeNode("counter");
-    EXPECT_EQ(counter->countPort()->get(), 12);
-}
-
-TEST(NodeShape, RegistersInTheOrderGiven) {
-    const HostTypes types;
-    registerNodes<host::Counter, host::Average>();
-    EXPECT_EQ(takeLog(), alreadyRegistered({"HostCounter", "HostAverage"}));
-}
 
 TEST(NodeShape, AddsNothingToANodeButItsPorts) {
     EXPECT_EQ((sizeof(AddNode<double, double, double, double>)), sizeof(Node) + 3 * sizeof(void*));
@@ -173,4 +79,42 @@ TEST(NodeShape, CopiesWhatIsNotConnected) {
     copy->inputPort()->set(7.0);
     copyUnconnected(original, copy);
     EXPECT_EQ(copy->inputPort()->get(), 7.0);
+}
+
+TEST(NodeShape, CopiesNothingFromNullEntries) {
+    BufferDouble original;
+    original.setName("original");
+    original.inputPort()->set(2.5);
+    addInput<Long>(original, "extra");
+    // Whatever a host did to the list of a node, a copy of the rest is still to be had.
+    const std::unique_ptr<Port> taken(original.inputPortBegin()[1]);
+    original.inputPortBegin()[1] = nullptr;
+
+    const std::unique_ptr<Node> copy(original.clone());
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->name(), "original");
+    EXPECT_EQ(dynamic_cast<BufferDouble&>(*copy).inputPort()->get(), 2.5);
+}
+
+TEST(NodeShape, CopiesIntoNullAsNull) {
+    BufferDouble original;
+    EXPECT_EQ(copyUnconnected(original, nullptr), nullptr);
+}
+
+TEST(NodeShape, CopiesOnlyInputsThatTheCopyHasWithTheSameType) {
+    BufferDouble original;
+    original.inputPort()->set(2.5);
+    addInput<Long>(original, "lacking")->set(3);
+    addInput<Long>(original, "other")->set(4);
+    addInput<Long>(original, "last")->set(5);
+    BufferDouble copy;
+    PortTemplate<double>* other = addInput<double>(copy, "other");
+    PortTemplate<Long>* last = addInput<Long>(copy, "last");
+    other->set(0.5);
+
+    EXPECT_EQ(copyUnconnected(original, &copy), &copy);
+    EXPECT_EQ(copy.inputPort()->get(), 2.5);
+    EXPECT_EQ(copy.numInputPorts(), 3u);
+    EXPECT_EQ(other->get(), 0.5);
+    EXPECT_EQ(last->get(), 5);
 }

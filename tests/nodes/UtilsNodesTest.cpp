@@ -183,6 +183,14 @@ TEST(TimeNode, RestoresItsDefaultsOnReset) {
     EXPECT_EQ(frameAt(*node, 10), 10.0);
 }
 
+TEST(TimeNode, IsDirtyAfterAReset) {
+    const auto node = make<TimeNode>();
+    frameAt(*node, 10);
+    node->setDirty(false);
+    node->reset();
+    EXPECT_TRUE(node->isDirty());
+}
+
 TEST(TimeNode, ForgetsItsLinksOnReset) {
     const auto source = make<BufferDouble>();
     const auto node = make<TimeNode>();

@@ -23,16 +23,13 @@ struct Access {
     static Port*& lost(Port& port) { return port.lost_; }
     static std::uint64_t& stamp(Port& port) { return port.stamp_; }
 
-    /// Takes all links of a node away on both sides, inputs first, for a node that is to be deleted.
+    /// Takes all links of a node away on both sides, for a node that is to be deleted.
     static void unlink(Node& node) {
-        for (Port* input : node.inputs_) {
-            if (input != nullptr && !input->connections_.empty() && input->connections_.front() != nullptr) {
-                input->disconnectFrom(input->connections_.front());
-            }
-        }
-        for (Port* output : node.outputs_) {
-            if (output != nullptr) {
-                output->detachFromPeers();
+        for (const std::vector<Port*>* ports : {&node.inputs_, &node.outputs_}) {
+            for (Port* port : *ports) {
+                if (port != nullptr) {
+                    port->detachFromPeers();
+                }
             }
         }
     }
@@ -54,6 +51,24 @@ struct Access {
 inline std::uint64_t nextStamp() {
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+/// Where a row of ports ends that starts with `port` and goes from each input to its first source: at
+/// an output, or at an input that nothing feeds. `port` itself if the row runs in a circle.
+inline const Port& endOfInputs(const Port& port) {
+    // The second walker goes half as fast: in a circle the first one catches up with it.
+    const Port* end = &port;
+    const Port* behind = &port;
+    for (bool advanceBehind = false; const Port* next = end->input(); advanceBehind = !advanceBehind) {
+        end = next;
+        if (advanceBehind) {
+            behind = behind->input();
+        }
+        if (end == behind) {
+            return port;
+        }
+    }
+    return *end;
 }
 
 /// The node that feeds an input port; null when nothing does.

@@ -12,11 +12,12 @@ namespace TessilGraph::internal {
 
 namespace {
 
-constexpr std::uint64_t roomBetweenNodes = std::uint64_t(1) << 20;
-constexpr std::uint64_t roomBetweenMoved = std::uint64_t(1) << 10;
+constexpr std::uint64_t roomBetweenNodes = std::uint64_t(1) << 24;
+constexpr std::uint64_t roomBetweenMoved = std::uint64_t(1) << 20;
 constexpr std::uint64_t noLabel = std::numeric_limits<std::uint64_t>::max();
 
-std::atomic<std::uint64_t> lastLabel{0};
+/// Starts high: networks that are wired back to front grow towards lower labels.
+std::atomic<std::uint64_t> lastLabel{std::uint64_t(1) << 62};
 
 std::uint64_t takeLabels(std::uint64_t room) {
     return lastLabel.fetch_add(room, std::memory_order_relaxed);
@@ -67,9 +68,9 @@ struct Downstream {
 /// holds with a node everything downstream of it.
 void moveToEnd(std::vector<Node*> nodes) {
     sortByLabel(nodes);
-    std::uint64_t label = takeLabels((nodes.size() + 1) * roomBetweenMoved);
+    std::uint64_t label = takeLabels((nodes.size() + 1) * roomBetweenNodes);
     for (Node* node : nodes) {
-        Access::label(*node) = label += roomBetweenMoved;
+        Access::label(*node) = label += roomBetweenNodes;
     }
 }
 
@@ -88,59 +89,78 @@ public:
         Access::mark(upstream_) = backwardMark_;
         backward_.push_back(&upstream_);
 
+        // Link by link in turn, so that the cost is that of the smaller side.
         while (!met_) {
-            if (forwardDone_ == forward_.size()) {
-                return moveForwardPart();
+            if (down_.node == forward_.size()) {
+                moveForwardPart();
+                return true;
             }
-            const bool backwardEnded = backwardDone_ == backward_.size();
-            if (backwardEnded && backwardComplete_) {
-                return moveBackwardPart();
+            stepForward();
+            if (met_) {
+                break;
             }
-            if (backwardEnded || forwardCost_ <= backwardCost_) {
-                stepForward();
-            } else {
+            if (up_.node < backward_.size()) {
                 stepBackward();
+            }
+            if (up_.node == backward_.size() && backwardComplete_ && !met_) {
+                moveBackwardPart();
+                return true;
             }
         }
         return false;
     }
 
 private:
-    void stepForward() {
-        const Node& node = *forward_[forwardDone_++];
-        ++forwardCost_;
-        forEachDownstream(node, [this](Node& next) {
-            ++forwardCost_;
-            if (Access::mark(next) == backwardMark_) {
-                met_ = true;
-            } else if (Access::label(next) > top_) {
-                above_ = std::min(above_, Access::label(next));
-            } else if (Access::mark(next) != forwardMark_) {
-                Access::mark(next) = forwardMark_;
-                forward_.push_back(&next);
+    /// How far a side has come: which of its nodes, which port of that, which link of that.
+    struct Cursor {
+        std::size_t node = 0;
+        std::size_t port = 0;
+        std::size_t link = 0;
+
+        /// The next link, or null for a step from port to port or from node to node.
+        Port* next(const std::vector<Port*>& ports) {
+            if (port == ports.size()) {
+                *this = {node + 1, 0, 0};
+                return nullptr;
             }
-        });
+            if (ports[port] == nullptr || link == Access::connections(*ports[port]).size()) {
+                *this = {node, port + 1, 0};
+                return nullptr;
+            }
+            return Access::connections(*ports[port])[link++];
+        }
+    };
+
+    void stepForward() {
+        const Port* peer = down_.next(Access::outputs(*forward_[down_.node]));
+        if (peer == nullptr || peer->node() == nullptr) {
+            return;
+        }
+        Node& next = *peer->node();
+        if (Access::mark(next) == backwardMark_) {
+            met_ = true;
+        } else if (Access::label(next) > top_) {
+            above_ = std::min(above_, Access::label(next));
+        } else if (Access::mark(next) != forwardMark_) {
+            Access::mark(next) = forwardMark_;
+            forward_.push_back(&next);
+        }
     }
 
     void stepBackward() {
-        Node& node = *backward_[backwardDone_++];
-        ++backwardCost_;
-        backwardComplete_ = backwardComplete_ && !Access::inputsElsewhere(node);
-        for (Port* input : Access::inputs(node)) {
-            if (input == nullptr) {
-                continue;
-            }
-            ++backwardCost_;
-            if (Access::lost(*input) != nullptr || Access::lostMany(*input)) {
-                // An output that this input doesn't know of may list it.
-                backwardComplete_ = false;
-            }
-            for (Port* source : Access::connections(*input)) {
-                if (source == nullptr || source->node() == nullptr || !leadsDown(*source, *input)) {
-                    continue;
-                }
-                visitBackward(*source->node());
-            }
+        Node& node = *backward_[up_.node];
+        const std::vector<Port*>& inputs = Access::inputs(node);
+        if (up_.port == 0 && up_.link == 0 && Access::inputsElsewhere(node)) {
+            backwardComplete_ = false;
+        }
+        Port* input = up_.port < inputs.size() ? inputs[up_.port] : nullptr;
+        if (input != nullptr && (Access::lost(*input) != nullptr || Access::lostMany(*input))) {
+            // An output that this input doesn't know of may list it.
+            backwardComplete_ = false;
+        }
+        Port* source = up_.next(inputs);
+        if (source != nullptr && source->node() != nullptr && leadsDown(*source, *input)) {
+            visitBackward(*source->node());
         }
     }
 
@@ -161,38 +181,37 @@ private:
     }
 
     /// Puts what lies downstream right behind the upstream node.
-    bool moveForwardPart() {
-        const std::uint64_t room = above_ == noLabel ? noLabel : above_ - top_ - 1;
+    void moveForwardPart() {
         if (above_ == noLabel) {
-            // Nothing stands above: the end of the order is free.
             moveToEnd(std::move(forward_));
-        } else if (room >= forward_.size()) {
-            const std::uint64_t step = std::min<std::uint64_t>(roomBetweenMoved, room / forward_.size());
-            sortByLabel(forward_);
-            std::uint64_t label = top_;
-            for (Node* node : forward_) {
-                Access::label(*node) = label += step;
-            }
+        } else if (const std::uint64_t step = stepWithin(above_ - top_, forward_.size()); step != 0) {
+            moveTo(top_ + step, step, forward_);
         } else {
             moveEverythingDownstream();
         }
-        return true;
     }
 
     /// Puts what lies upstream right before the downstream node.
-    bool moveBackwardPart() {
-        const std::uint64_t room = bottom_ - below_ - 1;
-        if (room >= backward_.size()) {
-            const std::uint64_t step = std::min<std::uint64_t>(roomBetweenMoved, room / backward_.size());
-            sortByLabel(backward_);
-            std::uint64_t label = bottom_ - step * (backward_.size() + 1);
-            for (Node* node : backward_) {
-                Access::label(*node) = label += step;
-            }
+    void moveBackwardPart() {
+        if (const std::uint64_t step = stepWithin(bottom_ - below_, backward_.size()); step != 0) {
+            moveTo(bottom_ - step * backward_.size(), step, backward_);
         } else {
             moveEverythingDownstream();
         }
-        return true;
+    }
+
+    /// The distance of labels that fits so many nodes into a gap, 0 if none does. Wide gaps are not
+    /// used up at once: others will want to stand there too.
+    static std::uint64_t stepWithin(std::uint64_t gap, std::size_t nodes) {
+        return std::min(roomBetweenMoved, gap / (nodes + 1));
+    }
+
+    static void moveTo(std::uint64_t label, std::uint64_t step, std::vector<Node*>& nodes) {
+        sortByLabel(nodes);
+        for (Node* node : nodes) {
+            Access::label(*node) = label;
+            label += step;
+        }
     }
 
     void moveEverythingDownstream() { moveToEnd(Downstream(downstream_, upstream_).nodes); }
@@ -206,10 +225,8 @@ private:
 
     std::vector<Node*> forward_;
     std::vector<Node*> backward_;
-    std::size_t forwardDone_ = 0;
-    std::size_t backwardDone_ = 0;
-    std::size_t forwardCost_ = 0;
-    std::size_t backwardCost_ = 0;
+    Cursor down_;
+    Cursor up_;
     std::uint64_t above_ = noLabel;  ///< The least label beyond the forward part.
     std::uint64_t below_ = 0;        ///< The greatest label beyond the backward part.
     bool backwardComplete_ = true;   ///< The backward part lacks no node that feeds it.
@@ -227,13 +244,15 @@ bool admitsLink(Node& upstream, Node& downstream, bool ordered) {
         return Access::label(upstream) < Access::label(downstream) || BoundedSearch(upstream, downstream).run();
     }
     Downstream reached(downstream, upstream);
-    if (reached.metStop) {
-        return false;
-    }
-    if (Access::label(upstream) >= Access::label(downstream)) {
+    if (!reached.metStop && Access::label(upstream) >= Access::label(downstream)) {
         moveToEnd(std::move(reached.nodes));
     }
-    return true;
+    return !reached.metStop;
+}
+
+bool bringInOrder(Node& upstream, Node& downstream) {
+    return &upstream != &downstream &&
+           (Access::label(upstream) < Access::label(downstream) || admitsLink(upstream, downstream, false));
 }
 
 }  // namespace TessilGraph::internal

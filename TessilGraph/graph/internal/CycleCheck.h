@@ -28,4 +28,8 @@ std::uint64_t newLabel();
 /// between the labels in place of an order list.
 bool admitsLink(Node& upstream, Node& downstream, bool ordered);
 
+/// Sees to it that labels grow along a link that stands already, wherever it came from. False when
+/// the link closes a cycle.
+bool bringInOrder(Node& upstream, Node& downstream);
+
 }  // namespace TessilGraph::internal

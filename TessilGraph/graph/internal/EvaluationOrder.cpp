@@ -13,12 +13,12 @@ namespace TessilGraph::internal {
 
 namespace {
 
-/// Tells nodes apart by marks. Gives up when it meets a node of another home.
+/// Tells nodes apart by marks. Gives up when it meets a node of another home than the one named.
 class ByMarks {
 public:
-    explicit ByMarks(const NodeSet& home) : home_(&home) {}
+    explicit ByMarks(const NodeSet* home) : home_(home) {}
 
-    bool knows(Node& node) const { return Access::home(node) == home_; }
+    bool knows(Node& node) const { return home_ == nullptr || Access::home(node) == home_; }
     void startRound() { round_ = nextStamp(); }
     bool isDone(Node& node) const { return Access::mark(node) == done_; }
     void setDone(Node& node) { Access::mark(node) = done_; }
@@ -29,6 +29,7 @@ public:
     }
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
+    bool isClosed(Node& node) const { return isDone(node); }
 
 private:
     const NodeSet* home_;
@@ -50,6 +51,7 @@ public:
     bool pushNow(Node& node) { return pushedNow_.insert(Access::name(node)).second; }
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
+    bool isClosed(Node& node) const { return Access::mark(node) == closed_; }
 
 private:
     const std::uint64_t open_ = nextStamp();
@@ -67,6 +69,12 @@ std::optional<EvaluationOrder> walkUpstream(Node& target, Gather gather, Visits 
         Node& top = *stack.back();
         if (!visits.knows(top)) {
             return std::nullopt;
+        }
+        if (visits.isClosed(top)) {
+            // It was waiting in two places; nothing that feeds it is left to do.
+            order.nodes.push_back(&top);
+            stack.pop_back();
+            continue;
         }
         const std::size_t waiting = stack.size();
         visits.startRound();
@@ -97,8 +105,12 @@ std::optional<EvaluationOrder> walkUpstream(Node& target, Gather gather, Visits 
 }  // namespace
 
 EvaluationOrder upstreamOrder(Node& target, Gather gather, const NodeSet& home) {
-    std::optional<EvaluationOrder> order = walkUpstream(target, gather, ByMarks(home));
+    std::optional<EvaluationOrder> order = walkUpstream(target, gather, ByMarks(&home));
     return order ? std::move(*order) : *walkUpstream(target, gather, ByNames());
+}
+
+bool runsInACircle(Node& target) {
+    return walkUpstream(target, Gather::Dirty, ByMarks(nullptr))->cyclic;
 }
 
 void logCycle() {

@@ -26,6 +26,9 @@ enum class Gather { Dirty, All };
 /// much; names are only compared where the walk meets nodes of another home.
 EvaluationOrder upstreamOrder(Node& target, Gather gather, const NodeSet& home);
 
+/// Whether links between dirty nodes upstream of `target` run in a circle.
+bool runsInACircle(Node& target);
+
 /// Says in the log that a walk met a cycle.
 void logCycle();
 

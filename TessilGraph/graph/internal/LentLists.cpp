@@ -1,17 +1,21 @@
 #include <TessilGraph/graph/internal/LentLists.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/CycleCheck.h>
 
 #include <algorithm>
-#include <functional>
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <mutex>
-#include <thread>
 #include <unordered_map>
 
 namespace TessilGraph::internal::LentLists {
 
 namespace {
+
+/// Whose entry it is: the address of a network's node set, or an odd number for a thread.
+using Owner = std::uintptr_t;
 
 /// What a list held when it was handed out: enough to see whether an input lost its source.
 struct Snapshot {
@@ -23,7 +27,8 @@ using Watched = std::unordered_map<Port*, Snapshot>;
 
 struct Register {
     std::mutex mutex;
-    std::map<std::thread::id, Watched> byThread;
+    std::map<Owner, Watched> byOwner;
+    std::unordered_map<const Port*, Owner> owners;
 };
 
 /// Never destroyed: ports of static duration may still ask for it.
@@ -32,46 +37,58 @@ Register& watchRegister() {
     return *instance;
 }
 
-/// Whether this thread has entered anything since it last looked; spares it the lock.
-thread_local bool anyWatched = false;
+/// How many ports the register holds; spares everybody the lock while there are none.
+std::atomic<std::size_t> watchedPorts{0};
+
+/// Never given to a second thread, as thread ids are.
+Owner thisThread() {
+    static std::atomic<Owner> last{1};
+    thread_local const Owner owner = last.fetch_add(2, std::memory_order_relaxed);
+    return owner;
+}
+
+bool isThread(Owner owner) {
+    return owner % 2 == 1;
+}
+
+Owner ownerOf(const Port& port) {
+    const void* home = port.node() != nullptr ? Access::home(*port.node()) : nullptr;
+    return home != nullptr ? reinterpret_cast<Owner>(home) : thisThread();
+}
 
 bool lists(const Port& port, const Port* peer) {
     const std::vector<Port*>& peers = Access::connections(port);
     return std::find(peers.begin(), peers.end(), peer) != peers.end();
 }
 
-bool hasTwins(std::vector<Port*> peers) {
-    std::sort(peers.begin(), peers.end(), std::less<>());
-    return std::adjacent_find(peers.begin(), peers.end()) != peers.end();
-}
-
-bool labelsGrow(Node* upstream, Node* downstream) {
-    return upstream == nullptr || downstream == nullptr || Access::label(*upstream) < Access::label(*downstream);
+/// Whether labels grow along a link, or could be made to.
+bool isInOrder(Node* upstream, Node* downstream) {
+    return upstream == nullptr || downstream == nullptr || bringInOrder(*upstream, *downstream);
 }
 
 enum class Verdict { Sound, OneSided, Disordered };
 
 Verdict checkOutput(Port& output) {
-    bool twoSided = !hasTwins(Access::connections(output));
+    for (Port* peer : Access::connections(output)) {
+        if (peer != nullptr && (peer->isOutput() || !isInOrder(output.node(), peer->node()))) {
+            return Verdict::Disordered;
+        }
+    }
+    // Links get new stamps, so that an input that was taken out of the list by hand, and may still
+    // list this output, sees that its link is older than the list.
+    Access::stamp(output) = nextStamp();
+    const std::uint64_t linked = nextStamp();
+    bool twoSided = true;
     for (Port* peer : Access::connections(output)) {
         if (peer == nullptr) {
             continue;
         }
-        if (peer->isOutput() || !labelsGrow(output.node(), peer->node())) {
-            return Verdict::Disordered;
-        }
-        if (!lists(*peer, &output)) {
-            // The peer may be listed here without knowing, so that nobody may move its node back.
+        if (lists(*peer, &output) && Access::stamp(*peer) != linked) {
+            Access::stamp(*peer) = linked;
+        } else {
+            // Listed here without knowing, or twice: nobody may move its node back.
             Access::lostMany(*peer) = true;
             twoSided = false;
-        }
-    }
-    // An input that was taken out of the list by hand may still list this output: to it the link
-    // now looks older than the list.
-    Access::stamp(output) = nextStamp();
-    for (Port* peer : Access::connections(output)) {
-        if (peer != nullptr && lists(*peer, &output)) {
-            Access::stamp(*peer) = nextStamp();
         }
     }
     return twoSided ? Verdict::Sound : Verdict::OneSided;
@@ -83,20 +100,25 @@ Verdict checkInput(Port& input, const Snapshot& before) {
     if (changed && before.size != 0) {
         Access::lostMany(input) = true;
     }
+    bool twoSided = sources.size() <= 1;
     for (Port* source : sources) {
         if (source == nullptr) {
             continue;
         }
         if (source->isInput() || !lists(*source, &input)) {
-            Access::stamp(input) = 0;
-            return Verdict::OneSided;
-        }
-        if (!labelsGrow(source->node(), input.node())) {
+            twoSided = false;
+        } else if (!isInOrder(source->node(), input.node())) {
             return Verdict::Disordered;
         }
-        if (changed) {
-            Access::stamp(input) = nextStamp();
-        }
+    }
+    if (!twoSided) {
+        // A search from here may take none of these links for one that leads down.
+        Access::lostMany(input) = true;
+        Access::stamp(input) = 0;
+        return Verdict::OneSided;
+    }
+    if (changed) {
+        Access::stamp(input) = nextStamp();
     }
     return Verdict::Sound;
 }
@@ -108,19 +130,76 @@ Verdict check(Port& port, const Snapshot& before) {
     return port.isOutput() ? checkOutput(port) : checkInput(port, before);
 }
 
+/// Takes a port out of the register, whose lock is held.
+void take(Register& all, Port& port) {
+    const auto owner = all.owners.find(&port);
+    if (owner == all.owners.end()) {
+        return;
+    }
+    const auto watched = all.byOwner.find(owner->second);
+    watched->second.erase(&port);
+    if (watched->second.empty()) {
+        all.byOwner.erase(watched);
+    }
+    all.owners.erase(owner);
+    Access::watched(port) = false;
+    watchedPorts.fetch_sub(1, std::memory_order_relaxed);
+}
+
+/// Enters a port in the register, whose lock is held.
+void enter(Register& all, Port& port, const Snapshot& snapshot) {
+    const Owner owner = ownerOf(port);
+    all.owners.emplace(&port, owner);
+    all.byOwner[owner].emplace(&port, snapshot);
+    Access::watched(port) = true;
+    watchedPorts.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Hands the entry of a port in the register, whose lock is held, to whom the port belongs now.
+void reenter(Register& all, Port& port) {
+    const Snapshot snapshot = all.byOwner[all.owners[&port]][&port];
+    take(all, port);
+    enter(all, port, snapshot);
+}
+
+/// True when labels can be relied on as far as the entries of this owner are concerned.
+bool settleEntriesOf(Register& all, Owner owner) {
+    const auto entries = all.byOwner.find(owner);
+    if (entries == all.byOwner.end()) {
+        return true;
+    }
+    bool ordered = true;
+    std::vector<Port*> sound;
+    for (const auto& [port, snapshot] : entries->second) {
+        const Verdict verdict = check(*port, snapshot);
+        ordered = ordered && verdict != Verdict::Disordered;
+        if (verdict == Verdict::Sound) {
+            sound.push_back(port);
+        }
+    }
+    for (Port* port : sound) {
+        take(all, *port);
+    }
+    return ordered;
+}
+
+bool anyOtherThreadHasEntries(const Register& all) {
+    return std::any_of(all.byOwner.begin(), all.byOwner.end(),
+                       [](const auto& entries) { return isThread(entries.first) && entries.first != thisThread(); });
+}
+
 }  // namespace
 
 void watch(Port& port) {
-    if (Access::watched(port)) {
-        return;
-    }
-    const std::vector<Port*>& peers = Access::connections(port);
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    all.byThread[std::this_thread::get_id()].emplace(&port,
-                                                     Snapshot{peers.size(), peers.empty() ? nullptr : peers.front()});
-    Access::watched(port) = true;
-    anyWatched = true;
+    const auto owner = all.owners.find(&port);
+    if (owner == all.owners.end()) {
+        const std::vector<Port*>& peers = Access::connections(port);
+        enter(all, port, {peers.size(), peers.empty() ? nullptr : peers.front()});
+    } else if (owner->second != ownerOf(port)) {
+        reenter(all, port);
+    }
 }
 
 void forget(Port& port) {
@@ -129,38 +208,42 @@ void forget(Port& port) {
     }
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    for (auto entry = all.byThread.begin(); entry != all.byThread.end();) {
-        entry->second.erase(&port);
-        entry = entry->second.empty() ? all.byThread.erase(entry) : std::next(entry);
-    }
-    Access::watched(port) = false;
+    take(all, port);
 }
 
-bool settle() {
-    if (!anyWatched) {
+void nodeMoves(Node& node) {
+    if (watchedPorts.load(std::memory_order_relaxed) == 0) {
+        return;
+    }
+    const auto moveAll = [](const std::vector<Port*>& ports) {
+        for (Port* port : ports) {
+            if (port == nullptr || !Access::watched(*port)) {
+                continue;
+            }
+            Register& all = watchRegister();
+            const std::lock_guard<std::mutex> lock(all.mutex);
+            reenter(all, *port);
+        }
+    };
+    moveAll(Access::inputs(node));
+    moveAll(Access::outputs(node));
+}
+
+bool settle(const Port& one, const Port& other) {
+    if (watchedPorts.load(std::memory_order_relaxed) == 0) {
         return true;
     }
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    const auto own = all.byThread.find(std::this_thread::get_id());
-    bool ordered = true;
-    if (own != all.byThread.end()) {
-        Watched& watched = own->second;
-        for (auto entry = watched.begin(); entry != watched.end();) {
-            const Verdict verdict = check(*entry->first, entry->second);
-            ordered = ordered && verdict != Verdict::Disordered;
-            if (verdict == Verdict::Sound) {
-                Access::watched(*entry->first) = false;
-                entry = watched.erase(entry);
-            } else {
-                ++entry;
-            }
-        }
-        if (watched.empty()) {
-            all.byThread.erase(own);
+    bool ordered = settleEntriesOf(all, thisThread());
+    for (const Owner owner : {ownerOf(one), ownerOf(other)}) {
+        if (!isThread(owner)) {
+            ordered = settleEntriesOf(all, owner) && ordered;
+        } else if (anyOtherThreadHasEntries(all)) {
+            // Another thread's ports are left alone: it may be using them.
+            ordered = false;
         }
     }
-    anyWatched = all.byThread.count(std::this_thread::get_id()) != 0;
     return ordered;
 }
 

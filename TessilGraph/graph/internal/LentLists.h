@@ -2,25 +2,34 @@
 
 #include <TessilGraph/graph/Port.h>
 
+namespace TessilGraph {
+class Node;
+}
+
 namespace TessilGraph::internal {
 
 /// The register of ports whose lists may no longer agree with what the cycle test takes for granted:
 /// that the ends of a link list each other, and that labels grow along every link.
 ///
 /// A port is entered when its list is handed out for editing, when it moves to another node with
-/// links, and when two outputs are linked. Each thread looks through what it entered itself before
-/// it makes its next link; what is found sound leaves the register.
+/// links, and when two outputs are linked. Entries are kept apart by the network that a port's node
+/// stands in, which one thread uses at a time; those of nodes outside any network by the thread that
+/// entered them. Before a link is made, the entries of its two ends are looked through, and what is
+/// found sound leaves the register.
 namespace LentLists {
 
-/// Enters a port, with what its list holds now.
+/// Enters a port, with what its list holds now. Safe from several threads at once.
 void watch(Port& port);
 
-/// Takes a port out, from whichever thread entered it. For ports that are about to die.
+/// Takes a port out. For ports that are about to die.
 void forget(Port& port);
 
-/// Looks through the ports that this thread entered. True when labels grow along all their links,
-/// so that they can be relied on.
-bool settle();
+/// Carries the entries of a node's ports along when the node enters or leaves a network.
+void nodeMoves(Node& node);
+
+/// Looks through the entries that concern a link between two ports. True when labels grow along all
+/// links there, so that they can be relied on.
+bool settle(const Port& one, const Port& other);
 
 }  // namespace LentLists
 

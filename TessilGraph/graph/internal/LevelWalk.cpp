@@ -76,7 +76,7 @@ public:
         }
         for (std::size_t i = 0; i < nodes_.size(); ++i) {
             for (const Port* input : Access::inputs(*nodes_[i])) {
-                Node* source = input != nullptr ? upstreamNode(*input) : nullptr;
+                Node* source = input != nullptr ? endOfInputs(*input).node() : nullptr;
                 if (source != nullptr && Access::mark(*source) == levelMark && source != nodes_[i]) {
                     readings_.push_back({Access::place(*source), i});
                 }
@@ -173,55 +173,65 @@ private:
     std::vector<std::size_t> starts_;  ///< Where each group starts, and the end. Empty when each node is a group.
 };
 
-/// Keeps the first exception of several threads, so that it may pass through any parallel loop.
-class FirstException {
+/// Keeps the first exception of several threads, so that it may pass through any parallel loop, and
+/// the nodes that threw.
+class Failures {
 public:
     bool any() const { return any_.load(std::memory_order_relaxed); }
 
-    void take() {
+    void take(Node& node) {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (!any()) {
-            exception_ = std::current_exception();
+            first_ = std::current_exception();
             any_.store(true, std::memory_order_relaxed);
         }
+        nodes_.push_back(&node);
     }
 
-    void rethrow() const {
+    /// Marks the nodes that threw dirty, clean ones too that stand in a second level, and throws.
+    void report() {
         if (any()) {
-            std::rethrow_exception(exception_);
+            for (Node* node : nodes_) {
+                node->setDirty(true);
+            }
+            std::rethrow_exception(first_);
         }
     }
 
 private:
     std::mutex mutex_;
     std::atomic<bool> any_{false};
-    std::exception_ptr exception_;
+    std::exception_ptr first_;
+    std::vector<Node*> nodes_;
 };
 
 void computeLevel(Level& level, const ComputeData* data) {
     const Groups groups(level);
-    const auto computeGroup = [&groups, data](std::size_t group) {
-        groups.forEach(group, [data](Node& node) {
-            node.compute(data);
-            node.setDirty(false);
+    Failures failures;
+    const auto computeGroup = [&groups, &failures, data](std::size_t group) {
+        groups.forEach(group, [&failures, data](Node& node) {
+            if (failures.any()) {
+                return;
+            }
+            try {
+                node.compute(data);
+                node.setDirty(false);
+            } catch (...) {
+                failures.take(node);
+            }
         });
     };
     if (groups.size() == 1) {
         computeGroup(0);
-        return;
-    }
-    FirstException failure;
-    const TessilUtils::ParallelForRange range(0, static_cast<unsigned int>(groups.size()));
-    TessilUtils::parallel_for(range, [&computeGroup, &failure](const TessilUtils::ParallelForRange& part) {
-        for (unsigned int group = part.begin(); group != part.end() && !failure.any(); ++group) {
-            try {
+    } else {
+        const TessilUtils::ParallelForRange range(0, static_cast<unsigned int>(groups.size()));
+        TessilUtils::parallel_for(range, [&computeGroup](const TessilUtils::ParallelForRange& part) {
+            for (unsigned int group = part.begin(); group != part.end(); ++group) {
                 computeGroup(group);
-            } catch (...) {
-                failure.take();
             }
-        }
-    });
-    failure.rethrow();
+        });
+    }
+    failures.report();
 }
 
 }  // namespace

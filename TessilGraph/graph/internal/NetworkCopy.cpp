@@ -11,6 +11,14 @@ namespace TessilGraph::internal {
 
 namespace {
 
+bool isLinked(const Node& node) {
+    const auto anyLinked = [](const std::vector<Port*>& ports) {
+        return std::any_of(ports.begin(), ports.end(),
+                           [](const Port* port) { return port != nullptr && port->numConnections() != 0; });
+    };
+    return anyLinked(Access::inputs(node)) || anyLinked(Access::outputs(node));
+}
+
 /// Gives clones labels in the order of their originals' labels, so that wiring them never searches.
 void labelLike(std::vector<std::pair<Node*, Node*>>& originalsAndClones) {
     std::sort(originalsAndClones.begin(), originalsAndClones.end(),
@@ -24,24 +32,34 @@ void labelLike(std::vector<std::pair<Node*, Node*>>& originalsAndClones) {
 
 NetworkCopy::NetworkCopy(const NodeSet& source) : source_(source) {
     std::vector<std::pair<Node*, Node*>> originalsAndClones;
+    clones_.reserve(source.size());
+    originalsAndClones.reserve(source.size());
     try {
-        clones_.reserve(source.size());
-        originalsAndClones.reserve(source.size());
         for (const auto* entry : source.sorted()) {
             Node& original = *entry->second;
             std::string name = original.name();
             if (Node* clone = original.clone()) {
                 clones_.push_back({std::move(name), clone});
-                originalsAndClones.emplace_back(&original, clone);
+                if (!isLinked(*clone)) {
+                    originalsAndClones.emplace_back(&original, clone);
+                }
             }
         }
     } catch (...) {
-        for (const Clone& clone : clones_) {
-            delete clone.node;
-        }
+        deleteClones();
         throw;
     }
     labelLike(originalsAndClones);
+}
+
+NetworkCopy::~NetworkCopy() {
+    deleteClones();
+}
+
+void NetworkCopy::deleteClones() {
+    for (const Clone& clone : clones_) {
+        delete clone.node;
+    }
 }
 
 std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const NodeSet& target) {

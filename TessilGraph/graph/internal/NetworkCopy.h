@@ -14,16 +14,23 @@ namespace TessilGraph::internal {
 /// nothing of the source.
 class NetworkCopy {
 public:
-    /// A clone and the name that its original bears.
-    struct Clone {
-        std::string name;
-        Node* node;
-    };
-
-    /// Clones the nodes in name order. The clones belong to whoever takes them over.
+    /// Clones the nodes in name order.
     explicit NetworkCopy(const NodeSet& source);
+    NetworkCopy(const NetworkCopy&) = delete;
+    NetworkCopy& operator=(const NetworkCopy&) = delete;
 
-    const std::vector<Clone>& clones() const { return clones_; }
+    /// Deletes the clones that nobody has taken over.
+    ~NetworkCopy();
+
+    /// Calls `takeOver(clone, name)` with each clone and the name of its original, in name order.
+    /// The clone belongs to the callee when the call returns.
+    template <class TakeOver>
+    void handOver(TakeOver takeOver) {
+        for (Clone& clone : clones_) {
+            takeOver(*clone.node, clone.name);
+            clone.node = nullptr;
+        }
+    }
 
     /// The nodes of `target` that have the names of these, without those that have no copy.
     static std::vector<Node*> translate(const std::vector<Node*>& order, const NodeSet& target);
@@ -32,6 +39,14 @@ public:
     void connect(const NodeSet& target) const;
 
 private:
+    /// A clone and the name that its original bears.
+    struct Clone {
+        std::string name;
+        Node* node;
+    };
+
+    void deleteClones();
+
     const NodeSet& source_;
     std::vector<Clone> clones_;
 };

@@ -77,44 +77,44 @@ void World::error(const std::vector<std::string>& pieces) {
     log.push_back(message);
 }
 
-int World::newPort(const std::string& name, const std::string& type) {
+Id World::newPort(const std::string& name, const std::string& type) {
     Port port;
     port.name = name;
     port.type = type;
     ports.push_back(port);
-    return static_cast<int>(ports.size()) - 1;
+    return ports.size() - 1;
 }
 
-const Value& World::read(int port) const {
+const Value& World::read(Id port) const {
     while (ports[port].input && !ports[port].connections.empty()) {
         port = ports[port].connections.front();
     }
     return ports[port].link == none ? ports[port].value : outside[ports[port].link];
 }
 
-void World::set(int port, const Value& value) {
+void World::set(Id port, const Value& value) {
     ports[port].value = value;
     if (ports[port].node != none && ports[port].input) {
         setDirty(ports[port].node, true);
     }
 }
 
-void World::copyValue(int to, int from) {
+void World::copyValue(Id to, Id from) {
     ports[to].value = ports[from].value;
     ports[to].link = ports[from].link;
 }
 
-void World::resetPort(int port) {
+void World::resetPort(Id port) {
     ports[port].connections.clear();
     ports[port].value = Value();
     ports[port].link = none;
 }
 
-bool World::reaches(int from, int target) const {
-    std::set<int> seen;
-    std::vector<int> work = {from};
+bool World::reaches(Id from, Id target) const {
+    std::set<Id> seen;
+    std::vector<Id> work = {from};
     while (!work.empty()) {
-        const int node = work.back();
+        const Id node = work.back();
         work.pop_back();
         if (node == target) {
             return true;
@@ -122,8 +122,8 @@ bool World::reaches(int from, int target) const {
         if (node == none || !seen.insert(node).second) {
             continue;
         }
-        for (const int output : nodes[node].outputs) {
-            for (const int other : ports[output].connections) {
+        for (const Id output : nodes[node].outputs) {
+            for (const Id other : ports[output].connections) {
                 if (ports[other].node != none) {
                     work.push_back(ports[other].node);
                 }
@@ -133,7 +133,7 @@ bool World::reaches(int from, int target) const {
     return false;
 }
 
-bool World::connect(int port, int other) {
+bool World::connect(Id port, Id other) {
     if (other == none) {
         error({"Error null pointer"});
         return false;
@@ -160,8 +160,8 @@ bool World::connect(int port, int other) {
         error({"Attribute already connected to another attribute ", mine.name, " ", theirs.name});
         return false;
     }
-    const int up = mine.input ? theirs.node : mine.node;
-    const int down = mine.input ? mine.node : theirs.node;
+    const Id up = mine.input ? theirs.node : mine.node;
+    const Id down = mine.input ? mine.node : theirs.node;
     if (down != none && up != none && reaches(down, up)) {
         error({"Cycle detected! the connection is not allowed!"});
         return false;
@@ -171,7 +171,7 @@ bool World::connect(int port, int other) {
     return true;
 }
 
-bool World::disconnect(int port, int other) {
+bool World::disconnect(Id port, Id other) {
     if (other == none) {
         error({"Error null pointer"});
         return false;
@@ -185,11 +185,11 @@ bool World::disconnect(int port, int other) {
     return true;
 }
 
-int World::newNode(std::size_t type) {
+Id World::newNode(std::size_t type) {
     Node node;
     node.type = type;
     nodes.push_back(node);
-    const int made = static_cast<int>(nodes.size()) - 1;
+    const Id made = nodes.size() - 1;
     for (const PortType& port : nodeTypes()[type].inputs) {
         addPort(made, newPort(port.name, port.type), true);
     }
@@ -199,12 +199,12 @@ int World::newNode(std::size_t type) {
     return made;
 }
 
-int World::cloneNode(int node) {
-    const int copy = newNode(nodes[node].type);
+Id World::cloneNode(Id node) {
+    const Id copy = newNode(nodes[node].type);
     nodes[copy].name = nodes[node].name;
-    for (const int port : nodes[node].inputs) {
+    for (const Id port : nodes[node].inputs) {
         if (ports[port].connections.empty()) {
-            const int copied = findPort(copy, ports[port].name, true);
+            const Id copied = findPort(copy, ports[port].name, true);
             if (copied != none) {
                 copyValue(copied, port);
             }
@@ -213,20 +213,20 @@ int World::cloneNode(int node) {
     return copy;
 }
 
-void World::destroyNode(int node) {
+void World::destroyNode(Id node) {
     nodes[node].alive = false;
-    for (const int port : nodes[node].inputs) {
+    for (const Id port : nodes[node].inputs) {
         ports[port].alive = false;
     }
-    for (const int port : nodes[node].outputs) {
+    for (const Id port : nodes[node].outputs) {
         ports[port].alive = false;
     }
     destroyed.push_back(node);
 }
 
-bool World::addPort(int node, int port, bool input) {
-    std::vector<int>& list = input ? nodes[node].inputs : nodes[node].outputs;
-    for (const int other : list) {
+bool World::addPort(Id node, Id port, bool input) {
+    std::vector<Id>& list = input ? nodes[node].inputs : nodes[node].outputs;
+    for (const Id other : list) {
         if (ports[other].name == ports[port].name) {
             error({"Port ", ports[port].name, "already exists"});
             return false;
@@ -238,15 +238,15 @@ bool World::addPort(int node, int port, bool input) {
     return true;
 }
 
-void World::removePort(int node, const std::string& name, bool input) {
-    const int port = findPort(node, name, input);
+void World::removePort(Id node, const std::string& name, bool input) {
+    const Id port = findPort(node, name, input);
     if (port != none) {
         removeFirst(input ? nodes[node].inputs : nodes[node].outputs, port);
     }
 }
 
-int World::findPort(int node, const std::string& name, bool input) const {
-    for (const int port : input ? nodes[node].inputs : nodes[node].outputs) {
+Id World::findPort(Id node, const std::string& name, bool input) const {
+    for (const Id port : input ? nodes[node].inputs : nodes[node].outputs) {
         if (ports[port].name == name) {
             return port;
         }
@@ -254,7 +254,7 @@ int World::findPort(int node, const std::string& name, bool input) const {
     return none;
 }
 
-void World::setDirty(int node, bool dirty) {
+void World::setDirty(Id node, bool dirty) {
     if (nodes[node].dirty == dirty) {
         return;
     }
@@ -262,16 +262,16 @@ void World::setDirty(int node, bool dirty) {
         nodes[node].dirty = false;
         return;
     }
-    std::vector<int> work = {node};
+    std::vector<Id> work = {node};
     do {
-        const int top = work.back();
+        const Id top = work.back();
         if (nodes[top].dirty) {
             work.pop_back();
             continue;
         }
-        for (const int output : nodes[top].outputs) {
-            for (const int other : ports[output].connections) {
-                const int below = ports[other].node;
+        for (const Id output : nodes[top].outputs) {
+            for (const Id other : ports[output].connections) {
+                const Id below = ports[other].node;
                 if (below != none && !nodes[below].dirty) {
                     work.push_back(below);
                 }
@@ -282,16 +282,16 @@ void World::setDirty(int node, bool dirty) {
     nodes[node].dirty = true;
 }
 
-void World::resetNode(int node) {
-    for (const int port : nodes[node].inputs) {
+void World::resetNode(Id node) {
+    for (const Id port : nodes[node].inputs) {
         resetPort(port);
     }
-    for (const int port : nodes[node].outputs) {
+    for (const Id port : nodes[node].outputs) {
         resetPort(port);
     }
 }
 
-std::string World::uniqueName(int manager, const std::string& name) const {
+std::string World::uniqueName(Id manager, const std::string& name) const {
     std::string unique = name;
     for (int number = 1; managers[manager].nodes.count(unique) > 0; ++number) {
         unique = name + std::to_string(number);
@@ -299,7 +299,7 @@ std::string World::uniqueName(int manager, const std::string& name) const {
     return unique;
 }
 
-void World::addNode(int manager, int node, const std::string& name) {
+void World::addNode(Id manager, Id node, const std::string& name) {
     if (node == none) {
         error({"Error null pointer"});
         return;
@@ -309,10 +309,10 @@ void World::addNode(int manager, int node, const std::string& name) {
     managers[manager].nodes[unique] = node;
 }
 
-int World::createNode(int manager, const std::string& type, const std::string& name) {
+Id World::createNode(Id manager, const std::string& type, const std::string& name) {
     Manager& mine = managers[manager];
     const std::string unique = uniqueName(manager, name);
-    int result = none;
+    Id result = none;
     const auto waiting = mine.nodeCache.find(unique);
     if (waiting != mine.nodeCache.end() && !waiting->second.inUse && waiting->second.node != none &&
         nodeTypes()[nodes[waiting->second.node].type].name == type) {
@@ -334,19 +334,19 @@ int World::createNode(int manager, const std::string& type, const std::string& n
     return result;
 }
 
-void World::deleteNode(int manager, const std::string& name) {
+void World::deleteNode(Id manager, const std::string& name) {
     Manager& mine = managers[manager];
     const auto found = mine.nodes.find(name);
     if (found != mine.nodes.end()) {
-        const int node = found->second;
-        for (const int port : nodes[node].inputs) {
+        const Id node = found->second;
+        for (const Id port : nodes[node].inputs) {
             if (!ports[port].connections.empty()) {
                 disconnect(port, ports[port].connections.front());
             }
         }
-        for (const int port : nodes[node].outputs) {
-            const std::vector<int> connected = ports[port].connections;
-            for (const int other : connected) {
+        for (const Id port : nodes[node].outputs) {
+            const std::vector<Id> connected = ports[port].connections;
+            for (const Id other : connected) {
                 disconnect(other, port);
             }
         }
@@ -356,12 +356,12 @@ void World::deleteNode(int manager, const std::string& name) {
     mine.nodeCache.erase(name);
 }
 
-bool World::renameNode(int manager, const std::string& oldName, const std::string& newName) {
+bool World::renameNode(Id manager, const std::string& oldName, const std::string& newName) {
     Manager& mine = managers[manager];
     if (!isPlainName(newName) || mine.nodes.count(oldName) == 0) {
         return false;
     }
-    const int node = mine.nodes[oldName];
+    const Id node = mine.nodes[oldName];
     const std::string unique = uniqueName(manager, newName);
     const auto old = mine.nodeCache.find(oldName);
     if (old != mine.nodeCache.end() && old->second.node == node) {
@@ -379,40 +379,40 @@ bool World::renameNode(int manager, const std::string& oldName, const std::strin
     return true;
 }
 
-bool World::connectAttr(int manager, const std::vector<std::string>& names) {
+bool World::connectAttr(Id manager, const std::vector<std::string>& names) {
     Manager& mine = managers[manager];
     if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
         return false;
     }
-    const int out = findPort(mine.nodes[names[0]], names[1], false);
-    const int in = findPort(mine.nodes[names[2]], names[3], true);
+    const Id out = findPort(mine.nodes[names[0]], names[1], false);
+    const Id in = findPort(mine.nodes[names[2]], names[3], true);
     return out != none && in != none && connect(out, in);
 }
 
-bool World::disconnectAttr(int manager, const std::vector<std::string>& names) {
+bool World::disconnectAttr(Id manager, const std::vector<std::string>& names) {
     Manager& mine = managers[manager];
     if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
         return false;
     }
-    const int out = findPort(mine.nodes[names[0]], names[1], false);
-    const int in = findPort(mine.nodes[names[2]], names[3], true);
+    const Id out = findPort(mine.nodes[names[0]], names[1], false);
+    const Id in = findPort(mine.nodes[names[2]], names[3], true);
     return out != none && in != none && disconnect(out, in);
 }
 
-int World::upstream(int port) const {
+Id World::upstream(Id port) const {
     return ports[port].connections.empty() ? none : ports[ports[port].connections.front()].node;
 }
 
-std::vector<int> World::serialOrder(int node, bool dirtyOnly) const {
-    std::deque<int> stack = {node};
+std::vector<Id> World::serialOrder(Id node, bool dirtyOnly) const {
+    std::deque<Id> stack = {node};
     std::set<std::string> done;
-    std::vector<int> order;
+    std::vector<Id> order;
     while (!stack.empty()) {
-        const int top = stack.back();
+        const Id top = stack.back();
         std::set<std::string> pushedNow;
         bool ready = true;
-        for (const int port : nodes[top].inputs) {
-            const int up = upstream(port);
+        for (const Id port : nodes[top].inputs) {
+            const Id up = upstream(port);
             if (up == none || (dirtyOnly && !nodes[up].dirty) || done.count(nodes[up].name) > 0 ||
                 pushedNow.count(nodes[up].name) > 0) {
                 continue;
@@ -432,26 +432,26 @@ std::vector<int> World::serialOrder(int node, bool dirtyOnly) const {
     return order;
 }
 
-std::vector<std::vector<int>> World::levels(int node) const {
-    std::set<int> level = {node};
-    std::set<int> leaves;
-    std::vector<std::set<int>> found = {level};
+std::vector<std::vector<Id>> World::levels(Id node) const {
+    std::set<Id> level = {node};
+    std::set<Id> leaves;
+    std::vector<std::set<Id>> found = {level};
     while (!level.empty()) {
-        std::set<int> next;
-        for (const int member : level) {
+        std::set<Id> next;
+        for (const Id member : level) {
             if (!nodes[member].dirty) {
                 continue;
             }
             if (nodes[member].inputs.empty()) {
                 leaves.insert(member);
             }
-            for (const int port : nodes[member].inputs) {
-                const int up = upstream(port);
+            for (const Id port : nodes[member].inputs) {
+                const Id up = upstream(port);
                 if (up == none) {
                     continue;
                 }
                 std::size_t fed = 0;
-                for (const int input : nodes[up].inputs) {
+                for (const Id input : nodes[up].inputs) {
                     fed += ports[input].connections.size();
                 }
                 (fed > 0 ? next : leaves).insert(up);
@@ -460,23 +460,23 @@ std::vector<std::vector<int>> World::levels(int node) const {
         found.push_back(next.empty() ? leaves : next);
         level = next;
     }
-    std::vector<std::vector<int>> ordered;
+    std::vector<std::vector<Id>> ordered;
     for (auto members = found.rbegin(); members != found.rend(); ++members) {
         // Inside a level, what feeds another member goes first.
-        std::vector<int> order;
-        std::set<int> placed;
-        const std::function<void(int)> place = [&](int member) {
+        std::vector<Id> order;
+        std::set<Id> placed;
+        const std::function<void(Id)> place = [&](Id member) {
             if (members->count(member) == 0 || !placed.insert(member).second) {
                 return;
             }
-            for (const int port : nodes[member].inputs) {
+            for (const Id port : nodes[member].inputs) {
                 if (upstream(port) != none) {
                     place(upstream(port));
                 }
             }
             order.push_back(member);
         };
-        for (const int member : *members) {
+        for (const Id member : *members) {
             place(member);
         }
         ordered.push_back(order);
@@ -484,14 +484,14 @@ std::vector<std::vector<int>> World::levels(int node) const {
     return ordered;
 }
 
-void World::compute(int node) {
+void World::compute(Id node) {
     if (nodes[node].throws) {
         threw = true;
         return;
     }
     ++nodes[node].computes;
     std::vector<Value> inputs;
-    for (const int port : nodes[node].inputs) {
+    for (const Id port : nodes[node].inputs) {
         const Value& value = read(port);
         inputs.push_back(ports[port].type == "DoublePort" ? Value{value.number, ""} : Value{0.0, value.text});
     }
@@ -501,20 +501,20 @@ void World::compute(int node) {
     setDirty(node, false);
 }
 
-void World::computeNode(int manager, const std::string& name, bool parallel, bool useCache) {
+void World::computeNode(Id manager, const std::string& name, bool parallel, bool useCache) {
     Manager& mine = managers[manager];
     if (mine.nodes.count(name) == 0) {
         return;
     }
-    const int node = mine.nodes[name];
+    const Id node = mine.nodes[name];
     const bool stored = useCache && mine.networkCache.count(name) > 0;
     if (!stored && !nodes[node].dirty) {
         return;
     }
     if (!stored && parallel) {
-        for (const std::vector<int>& level : levels(node)) {
+        for (const std::vector<Id>& level : levels(node)) {
             ran.push_back(level);
-            for (const int member : level) {
+            for (const Id member : level) {
                 compute(member);
             }
             // Which of its neighbours ran before a node threw is left open.
@@ -525,7 +525,7 @@ void World::computeNode(int manager, const std::string& name, bool parallel, boo
         }
         return;
     }
-    for (const int next : stored ? mine.networkCache[name] : serialOrder(node, true)) {
+    for (const Id next : stored ? mine.networkCache[name] : serialOrder(node, true)) {
         nodes[next].profileTime = 0;
         if (nodes[next].dirty) {
             ran.push_back({next});
@@ -537,14 +537,14 @@ void World::computeNode(int manager, const std::string& name, bool parallel, boo
     }
 }
 
-void World::cacheNodeNetwork(int manager, const std::string& name) {
+void World::cacheNodeNetwork(Id manager, const std::string& name) {
     Manager& mine = managers[manager];
     if (mine.nodes.count(name) > 0) {
         mine.networkCache[name] = serialOrder(mine.nodes[name], false);
     }
 }
 
-void World::clearNodeCache(int manager) {
+void World::clearNodeCache(Id manager) {
     Manager& mine = managers[manager];
     for (auto entry = mine.nodeCache.begin(); entry != mine.nodeCache.end();) {
         if (entry->second.inUse) {
@@ -558,7 +558,7 @@ void World::clearNodeCache(int manager) {
     }
 }
 
-void World::reset(int manager) {
+void World::reset(Id manager) {
     Manager& mine = managers[manager];
     mine.nodes.clear();
     for (auto& [name, entry] : mine.nodeCache) {
@@ -570,7 +570,7 @@ void World::reset(int manager) {
     mine.networkCache.clear();
 }
 
-void World::cleanNetwork(int manager) {
+void World::cleanNetwork(Id manager) {
     Manager& mine = managers[manager];
     for (const auto& [name, node] : mine.nodes) {
         destroyNode(node);
@@ -583,14 +583,14 @@ void World::cleanNetwork(int manager) {
     mine = Manager();
 }
 
-void World::assign(int manager, int other) {
+void World::assign(Id manager, Id other) {
     cleanNetwork(manager);
     if (manager == other) {
         return;
     }
     Manager& mine = managers[manager];
     const Manager from = managers[other];
-    const auto copyOf = [&](int node) {
+    const auto copyOf = [&](Id node) {
         const std::string& name = nodes[node].name;
         const auto original = from.nodes.find(name);
         if (original == from.nodes.end() || original->second != node) {
@@ -605,8 +605,8 @@ void World::assign(int manager, int other) {
         mine.nodes[nodes[node].name] = cloneNode(node);
     }
     for (const auto& [name, order] : from.networkCache) {
-        std::vector<int> copied;
-        for (const int node : order) {
+        std::vector<Id> copied;
+        for (const Id node : order) {
             if (copyOf(node) != none) {
                 copied.push_back(copyOf(node));
             }
@@ -614,16 +614,16 @@ void World::assign(int manager, int other) {
         mine.networkCache[name] = copied;
     }
     for (const auto& [name, node] : from.nodes) {
-        for (const int port : nodes[node].inputs) {
+        for (const Id port : nodes[node].inputs) {
             if (ports[port].connections.empty()) {
                 continue;
             }
-            const int source = ports[port].connections.front();
+            const Id source = ports[port].connections.front();
             if (ports[source].node == none || copyOf(ports[source].node) == none) {
                 continue;
             }
-            const int in = findPort(copyOf(node), ports[port].name, true);
-            const int out = findPort(copyOf(ports[source].node), ports[source].name, false);
+            const Id in = findPort(copyOf(node), ports[port].name, true);
+            const Id out = findPort(copyOf(ports[source].node), ports[source].name, false);
             if (in != none && out != none) {
                 connect(out, in);
             }
@@ -631,7 +631,7 @@ void World::assign(int manager, int other) {
     }
 }
 
-bool World::isOwned(int node) const {
+bool World::isOwned(Id node) const {
     for (const Manager& manager : managers) {
         for (const auto& [name, member] : manager.nodes) {
             if (member == node) {
@@ -648,8 +648,8 @@ bool World::isOwned(int node) const {
 }
 
 bool World::isSound() const {
-    std::vector<std::set<int>> below(nodes.size());
-    std::vector<int> sources(nodes.size(), 0);
+    std::vector<std::set<Id>> below(nodes.size());
+    std::vector<std::size_t> sources(nodes.size(), 0);
     for (std::size_t index = 0; index < ports.size(); ++index) {
         const Port& port = ports[index];
         if (!port.alive) {
@@ -658,12 +658,12 @@ bool World::isSound() const {
         if (port.node != none && !nodes[port.node].alive) {
             return false;
         }
-        for (const int other : port.connections) {
+        for (const Id other : port.connections) {
             if (!ports[other].alive) {
                 return false;
             }
-            const int from = port.input ? ports[other].node : port.node;
-            const int to = port.input ? port.node : ports[other].node;
+            const Id from = port.input ? ports[other].node : port.node;
+            const Id to = port.input ? port.node : ports[other].node;
             if (from == none || to == none) {
                 continue;
             }
@@ -677,7 +677,7 @@ bool World::isSound() const {
     }
     for (const Manager& manager : managers) {
         for (const auto& [name, order] : manager.networkCache) {
-            for (const int node : order) {
+            for (const Id node : order) {
                 if (!nodes[node].alive) {
                     return false;
                 }
@@ -685,17 +685,17 @@ bool World::isSound() const {
         }
     }
     std::size_t visited = 0;
-    std::vector<int> work;
-    for (std::size_t index = 0; index < nodes.size(); ++index) {
-        if (sources[index] == 0) {
-            work.push_back(static_cast<int>(index));
+    std::vector<Id> work;
+    for (Id node = 0; node < nodes.size(); ++node) {
+        if (sources[node] == 0) {
+            work.push_back(node);
         }
     }
     while (!work.empty()) {
-        const int node = work.back();
+        const Id node = work.back();
         work.pop_back();
         ++visited;
-        for (const int next : below[node]) {
+        for (const Id next : below[node]) {
             if (--sources[next] == 0) {
                 work.push_back(next);
             }

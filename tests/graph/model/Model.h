@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -10,7 +11,10 @@
 /// identities, no speed, nothing taken from the library. It knows acyclic networks only.
 namespace model {
 
-constexpr int none = -1;
+/// The number of a port, a node, a manager or a value outside: its index in `World`.
+using Id = std::size_t;
+
+constexpr Id none = std::numeric_limits<Id>::max();
 
 /// What a port holds; its type says which of the two counts.
 struct Value {
@@ -39,19 +43,19 @@ Value outcome(const std::vector<Value>& inputs, int computes, std::size_t output
 struct Port {
     std::string name;
     std::string type;
-    int node = none;
+    Id node = none;
     bool input = true;
     bool alive = true;
-    int link = none;  // index of a value in `World::outside`
+    Id link = none;  // index of a value in `World::outside`
     Value value;
-    std::vector<int> connections;
+    std::vector<Id> connections;
 };
 
 struct Node {
     std::string name;
     std::size_t type = 0;  // index into `nodeTypes`
-    std::vector<int> inputs;
-    std::vector<int> outputs;
+    std::vector<Id> inputs;
+    std::vector<Id> outputs;
     std::uint64_t profileTime = 0;
     bool dirty = true;
     bool alive = true;
@@ -61,12 +65,12 @@ struct Node {
 
 struct CacheEntry {
     bool inUse = false;
-    int node = none;
+    Id node = none;
 };
 
 struct Manager {
-    std::map<std::string, int> nodes;
-    std::map<std::string, std::vector<int>> networkCache;
+    std::map<std::string, Id> nodes;
+    std::map<std::string, std::vector<Id>> networkCache;
     std::map<std::string, CacheEntry> nodeCache;
 };
 
@@ -79,58 +83,58 @@ struct World {
 
     // What the last step did.
     std::vector<std::string> log;
-    std::vector<int> destroyed;
-    std::vector<std::vector<int>> ran;  // what may be computed side by side stands in one list
+    std::vector<Id> destroyed;
+    std::vector<std::vector<Id>> ran;  // what may be computed side by side stands in one list
     bool threw = false;
     bool ambiguous = false;  // the step's outcome is left open
 
     void beginStep();
 
     // Ports
-    int newPort(const std::string& name, const std::string& type);
-    const Value& read(int port) const;
-    void set(int port, const Value& value);
-    void copyValue(int to, int from);
-    void resetPort(int port);
-    bool connect(int port, int other);
-    bool disconnect(int port, int other);
+    Id newPort(const std::string& name, const std::string& type);
+    const Value& read(Id port) const;
+    void set(Id port, const Value& value);
+    void copyValue(Id to, Id from);
+    void resetPort(Id port);
+    bool connect(Id port, Id other);
+    bool disconnect(Id port, Id other);
 
     // Nodes
-    int newNode(std::size_t type);
-    int cloneNode(int node);
-    void destroyNode(int node);
-    bool addPort(int node, int port, bool input);
-    void removePort(int node, const std::string& name, bool input);
-    int findPort(int node, const std::string& name, bool input) const;
-    void setDirty(int node, bool dirty);
-    void resetNode(int node);
+    Id newNode(std::size_t type);
+    Id cloneNode(Id node);
+    void destroyNode(Id node);
+    bool addPort(Id node, Id port, bool input);
+    void removePort(Id node, const std::string& name, bool input);
+    Id findPort(Id node, const std::string& name, bool input) const;
+    void setDirty(Id node, bool dirty);
+    void resetNode(Id node);
 
     // Managers, by index
-    std::string uniqueName(int manager, const std::string& name) const;
-    void addNode(int manager, int node, const std::string& name);
-    int createNode(int manager, const std::string& type, const std::string& name);
-    void deleteNode(int manager, const std::string& name);
-    bool renameNode(int manager, const std::string& oldName, const std::string& newName);
-    bool connectAttr(int manager, const std::vector<std::string>& names);
-    bool disconnectAttr(int manager, const std::vector<std::string>& names);
-    void computeNode(int manager, const std::string& name, bool parallel, bool useCache);
-    void cacheNodeNetwork(int manager, const std::string& name);
-    void clearNodeCache(int manager);
-    void reset(int manager);
-    void cleanNetwork(int manager);
-    void assign(int manager, int other);
+    std::string uniqueName(Id manager, const std::string& name) const;
+    void addNode(Id manager, Id node, const std::string& name);
+    Id createNode(Id manager, const std::string& type, const std::string& name);
+    void deleteNode(Id manager, const std::string& name);
+    bool renameNode(Id manager, const std::string& oldName, const std::string& newName);
+    bool connectAttr(Id manager, const std::vector<std::string>& names);
+    bool disconnectAttr(Id manager, const std::vector<std::string>& names);
+    void computeNode(Id manager, const std::string& name, bool parallel, bool useCache);
+    void cacheNodeNetwork(Id manager, const std::string& name);
+    void clearNodeCache(Id manager);
+    void reset(Id manager);
+    void cleanNetwork(Id manager);
+    void assign(Id manager, Id other);
 
     /// Nothing alive names something dead, and neither the lists of the outputs nor those of the
     /// inputs, nor both together, lead back to where they started.
     bool isSound() const;
-    bool isOwned(int node) const;
-    int upstream(int port) const;
+    bool isOwned(Id node) const;
+    Id upstream(Id port) const;
 
 private:
-    bool reaches(int from, int target) const;
-    std::vector<int> serialOrder(int node, bool dirtyOnly) const;
-    std::vector<std::vector<int>> levels(int node) const;
-    void compute(int node);
+    bool reaches(Id from, Id target) const;
+    std::vector<Id> serialOrder(Id node, bool dirtyOnly) const;
+    std::vector<std::vector<Id>> levels(Id node) const;
+    void compute(Id node);
     void error(const std::vector<std::string>& pieces);
 };
 

@@ -27,6 +27,7 @@
 namespace TessilGraph {
 namespace {
 
+using model::Id;
 using model::none;
 using model::Value;
 using model::World;
@@ -37,8 +38,8 @@ using Texts = PortTemplate<std::string>;
 /// What the library's nodes did since the last look.
 struct Record {
     std::mutex mutex;
-    std::vector<int> computed;
-    std::vector<int> destroyed;
+    std::vector<Id> computed;
+    std::vector<Id> destroyed;
 };
 
 Record record;
@@ -125,7 +126,7 @@ public:
         return computes % 2 == 0;
     }
 
-    int id = none;
+    Id id = none;
     int computes = 0;
     bool throws = false;
 
@@ -145,7 +146,7 @@ class Pair {
 public:
     explicit Pair(unsigned int seed) : random_(seed) {
         world_.managers.resize(2);
-        for (int index = 0; index < 2; ++index) {
+        for (Id index = 0; index < 2; ++index) {
             managers_.push_back(std::make_unique<NetworkManager>());
         }
         for (std::size_t index = 0; index < 4; ++index) {
@@ -161,16 +162,16 @@ public:
 
     ~Pair() {
         managers_.clear();
-        for (int manager = 0; manager < 2; ++manager) {
+        for (Id manager = 0; manager < 2; ++manager) {
             world_.cleanNetwork(manager);
         }
-        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+        for (Id id = 0; id < world_.nodes.size(); ++id) {
             if (world_.nodes[id].alive) {
                 delete nodes_[id];
             }
         }
-        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
-            if (removed_.count(static_cast<int>(id)) > 0) {
+        for (Id id = 0; id < world_.ports.size(); ++id) {
+            if (removed_.count(id) > 0) {
                 delete ports_[id];
             }
         }
@@ -231,38 +232,44 @@ private:
 
     // Choosing
 
-    int below(int end) { return static_cast<int>(random_() % static_cast<unsigned int>(end)); }
-    bool chance(int percent) { return below(100) < percent; }
+    std::size_t below(std::size_t end) { return random_() % end; }
+    bool chance(std::size_t percent) { return below(100) < percent; }
 
     template <class T>
     const T& any(const std::vector<T>& items) {
-        return items[random_() % items.size()];
+        return items[below(items.size())];
     }
 
-    std::vector<int> aliveNodes() const {
-        std::vector<int> ids;
-        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+    template <class Items>
+    typename Items::const_iterator anyPlace(const Items& items) {
+        const std::size_t steps = below(items.size());
+        return std::next(items.begin(), static_cast<std::ptrdiff_t>(steps));
+    }
+
+    std::vector<Id> aliveNodes() const {
+        std::vector<Id> ids;
+        for (Id id = 0; id < world_.nodes.size(); ++id) {
             if (world_.nodes[id].alive) {
-                ids.push_back(static_cast<int>(id));
+                ids.push_back(id);
             }
         }
         return ids;
     }
 
-    std::vector<int> alivePorts() const {
-        std::vector<int> ids;
-        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
+    std::vector<Id> alivePorts() const {
+        std::vector<Id> ids;
+        for (Id id = 0; id < world_.ports.size(); ++id) {
             if (world_.ports[id].alive) {
-                ids.push_back(static_cast<int>(id));
+                ids.push_back(id);
             }
         }
         return ids;
     }
 
     /// Mostly a node of the network.
-    std::string anyName(int manager) {
+    std::string anyName(Id manager) {
         std::vector<std::string> names;
-        for (const auto& [name, node] : world_.managers[static_cast<std::size_t>(manager)].nodes) {
+        for (const auto& [name, node] : world_.managers[manager].nodes) {
             names.push_back(name);
         }
         if (names.empty() || chance(5)) {
@@ -277,27 +284,29 @@ private:
 
     static std::string yesNo(bool answer) { return answer ? "true" : "false"; }
 
-    std::string portText(int port) const {
+    static std::string idText(Id id) { return id == none ? "none" : std::to_string(id); }
+
+    std::string portText(Id port) const {
         if (port == none) {
             return "null";
         }
-        const model::Port& told = world_.ports[static_cast<std::size_t>(port)];
-        return "port " + std::to_string(port) + " (node " + std::to_string(told.node) + " " + told.name +
+        const model::Port& told = world_.ports[port];
+        return "port " + std::to_string(port) + " (node " + idText(told.node) + " " + told.name +
                (told.input ? " in)" : " out)");
     }
 
-    Port* at(int port) { return port == none ? nullptr : ports_[static_cast<std::size_t>(port)]; }
-    Twin* twin(int node) { return nodes_[static_cast<std::size_t>(node)]; }
+    Port* at(Id port) { return port == none ? nullptr : ports_[port]; }
+    Twin* twin(Id node) { return nodes_[node]; }
 
     Step choose() {
-        const int manager = chance(80) ? 0 : 1;
-        NetworkManager* network = managers_[static_cast<std::size_t>(manager)].get();
+        const Id manager = chance(80) ? 0 : 1;
+        NetworkManager* network = managers_[manager].get();
         const std::string on = "manager " + std::to_string(manager) + " ";
-        const std::vector<int> ports = alivePorts();
-        const std::vector<int> nodes = aliveNodes();
-        const int port = any(ports);
-        const int node = nodes.empty() ? none : any(nodes);
-        const int kind = below(100);
+        const std::vector<Id> ports = alivePorts();
+        const std::vector<Id> nodes = aliveNodes();
+        const Id port = any(ports);
+        const Id node = nodes.empty() ? none : any(nodes);
+        const std::size_t kind = below(100);
         if (kind < 12 || nodes.size() < 6) {
             const std::string type =
                 chance(8) ? any<std::string>({"modelSum", "NoSuchType", "", "modelsum"}) : any(model::nodeTypes()).name;
@@ -305,7 +314,7 @@ private:
             return {counted("createNode ") + on + type + " " + name,
                     [=](World& world) {
                         expectedNode_ = world.createNode(manager, type, name);
-                        return "node " + std::to_string(expectedNode_);
+                        return "node " + idText(expectedNode_);
                     },
                     [=] { return meet(network->createNode(type, name)); }};
         }
@@ -325,9 +334,9 @@ private:
                     }};
         }
         if (kind < 38) {
-            const std::vector<int>& mine = world_.ports[static_cast<std::size_t>(port)].connections;
+            const std::vector<Id>& mine = world_.ports[port].connections;
             const bool makes = chance(70);
-            int other = chance(2) ? none : any(ports);
+            Id other = chance(2) ? none : any(ports);
             if (!makes && !mine.empty() && chance(80)) {
                 other = any(mine);
             }
@@ -366,14 +375,14 @@ private:
             return handEdit(port, ports);
         }
         if (kind < 70) {
-            const int link = chance(30) ? none : below(4);
-            return {counted("setLink ") + portText(port) + " " + std::to_string(link),
+            const Id link = chance(30) ? none : below(4);
+            return {counted("setLink ") + portText(port) + " " + idText(link),
                     [=](World& world) {
-                        world.ports[static_cast<std::size_t>(port)].link = link;
+                        world.ports[port].link = link;
                         return std::string();
                     },
                     [=] {
-                        const auto index = static_cast<std::size_t>(link == none ? 0 : link);
+                        const Id index = link == none ? 0 : link;
                         if (auto* number = dynamic_cast<Numbers*>(at(port))) {
                             number->setLink(link == none ? nullptr : &numbers_[index]);
                         } else {
@@ -383,7 +392,7 @@ private:
                     }};
         }
         if (kind < 71) {
-            const auto index = static_cast<std::size_t>(below(4));
+            const Id index = below(4);
             const Value value = anyValue();
             return {counted("change outside ") + std::to_string(index),
                     [=](World& world) {
@@ -397,11 +406,10 @@ private:
                     }};
         }
         if (kind < 73) {
-            const int from = any(ports);
+            const Id from = any(ports);
             return {counted("copyValue ") + portText(port) + " from " + portText(from),
                     [=](World& world) {
-                        if (world.ports[static_cast<std::size_t>(port)].type !=
-                            world.ports[static_cast<std::size_t>(from)].type) {
+                        if (world.ports[port].type != world.ports[from].type) {
                             return std::string("skip");
                         }
                         world.copyValue(port, from);
@@ -432,24 +440,24 @@ private:
         return onManager(manager, node);
     }
 
-    Step handEdit(int port, const std::vector<int>& ports) {
-        const int other = any(ports);
-        const int kind = below(4);
-        const std::vector<int> before = world_.ports[static_cast<std::size_t>(port)].connections;
-        std::vector<int> after = before;
+    Step handEdit(Id port, const std::vector<Id>& ports) {
+        const Id other = any(ports);
+        const std::size_t kind = below(4);
+        const std::vector<Id> before = world_.ports[port].connections;
+        std::vector<Id> after = before;
         if (kind == 0) {
             after.push_back(other);
         } else if (kind == 1) {
             after.insert(after.begin(), other);
         } else if (kind == 2 && !after.empty()) {
-            after.erase(after.begin() + below(static_cast<int>(after.size())));
+            after.erase(anyPlace(after));
         } else {
             std::shuffle(after.begin(), after.end(), random_);
         }
         return {counted("edit the list of ") + portText(port) + " kind " + std::to_string(kind) + " " + portText(other),
                 [=](World& world) {
-                    model::Port& mine = world.ports[static_cast<std::size_t>(port)];
-                    const model::Port& theirs = world.ports[static_cast<std::size_t>(other)];
+                    model::Port& mine = world.ports[port];
+                    const model::Port& theirs = world.ports[other];
                     if (after == before || (kind < 2 && (mine.type != theirs.type || mine.input == theirs.input))) {
                         return std::string("skip");
                     }
@@ -458,7 +466,7 @@ private:
                 },
                 [=] {
                     std::vector<Port*> list;
-                    for (const int entry : after) {
+                    for (const Id entry : after) {
                         list.push_back(at(entry));
                     }
                     at(port)->getConnections() = list;
@@ -466,13 +474,12 @@ private:
                 }};
     }
 
-    Step onNode(int node) {
-        const int kind = below(6);
-        const auto index = static_cast<std::size_t>(node);
-        const auto time = static_cast<std::uint64_t>(below(1000));
+    Step onNode(Id node) {
+        const std::size_t kind = below(6);
+        const std::uint64_t time = below(1000);
         const char* names[] = {"setDirty(true) ", "setDirty(false) ", "setDirtyFlag ",
                                "node reset ",     "setProfileTime ",  "throws from now on or not "};
-        return {counted(names[kind]) + "node " + std::to_string(node),
+        return {counted(names[kind]) + "node " + idText(node),
                 [=](World& world) {
                     switch (kind) {
                         case 0:
@@ -482,16 +489,16 @@ private:
                             world.setDirty(node, false);
                             break;
                         case 2:
-                            world.nodes[index].dirty = true;
+                            world.nodes[node].dirty = true;
                             break;
                         case 3:
                             world.resetNode(node);
                             break;
                         case 4:
-                            world.nodes[index].profileTime = time;
+                            world.nodes[node].profileTime = time;
                             break;
                         default:
-                            world.nodes[index].throws = !world.nodes[index].throws;
+                            world.nodes[node].throws = !world.nodes[node].throws;
                             break;
                     }
                     return std::string();
@@ -521,15 +528,15 @@ private:
                 }};
     }
 
-    Step onPortLists(int node) {
+    Step onPortLists(Id node) {
         const bool input = chance(60);
-        const model::Node& told = world_.nodes[static_cast<std::size_t>(node)];
-        const int kind = below(3);
+        const model::Node& told = world_.nodes[node];
+        const std::size_t kind = below(3);
         if (kind == 0 && !removed_.empty()) {
             // A removed port comes back, to whichever node, or is thrown away.
-            const int port = *std::next(removed_.begin(), below(static_cast<int>(removed_.size())));
+            const Id port = *anyPlace(removed_);
             if (chance(60)) {
-                return {counted("add again ") + portText(port) + " to node " + std::to_string(node),
+                return {counted("add again ") + portText(port) + " to node " + idText(node),
                         [=](World& world) { return yesNo(world.addPort(node, port, input)); },
                         [=] {
                             const auto before = twin(node)->numInputPorts() + twin(node)->numOutputPorts();
@@ -543,7 +550,7 @@ private:
             }
             return {counted("throw away ") + portText(port),
                     [=](World& world) {
-                        world.ports[static_cast<std::size_t>(port)].alive = false;
+                        world.ports[port].alive = false;
                         return std::string();
                     },
                     [=] {
@@ -555,9 +562,9 @@ private:
         if (kind == 1) {
             const std::string name = any<std::string>({"x1", "x2", "a", "o"});
             const std::string type = any<std::string>({"DoublePort", "StringPort"});
-            return {counted("add port ") + name + " to node " + std::to_string(node),
+            return {counted("add port ") + name + " to node " + idText(node),
                     [=](World& world) {
-                        const int port = world.newPort(name, type);
+                        const Id port = world.newPort(name, type);
                         const bool added = world.addPort(node, port, input);
                         if (!added) {
                             world.ports.pop_back();
@@ -575,11 +582,10 @@ private:
                         return yesNo(added);
                     }};
         }
-        const std::vector<int>& list = input ? told.inputs : told.outputs;
-        const std::string name =
-            list.empty() || chance(10) ? "nobody" : world_.ports[static_cast<std::size_t>(any(list))].name;
-        const int port = world_.findPort(node, name, input);
-        return {counted("remove port ") + name + " of node " + std::to_string(node),
+        const std::vector<Id>& list = input ? told.inputs : told.outputs;
+        const std::string name = list.empty() || chance(10) ? "nobody" : world_.ports[any(list)].name;
+        const Id port = world_.findPort(node, name, input);
+        return {counted("remove port ") + name + " of node " + idText(node),
                 [=](World& world) {
                     world.removePort(node, name, input);
                     return std::string();
@@ -593,11 +599,11 @@ private:
                 }};
     }
 
-    Step onManager(int manager, int node) {
-        NetworkManager* network = managers_[static_cast<std::size_t>(manager)].get();
+    Step onManager(Id manager, Id node) {
+        NetworkManager* network = managers_[manager].get();
         const std::string on = "manager " + std::to_string(manager) + " ";
         const std::string name = anyName(manager);
-        const int kind = below(32);
+        const std::size_t kind = below(32);
         if (kind < 8) {
             return {counted("deleteNode ") + on + name,
                     [=](World& world) {
@@ -630,8 +636,7 @@ private:
             const bool all = chance(30);
             return {counted("clear orders ") + on + (all ? "all" : name),
                     [=](World& world) {
-                        std::map<std::string, std::vector<int>>& orders =
-                            world.managers[static_cast<std::size_t>(manager)].networkCache;
+                        std::map<std::string, std::vector<Id>>& orders = world.managers[manager].networkCache;
                         all ? orders.clear() : static_cast<void>(orders.erase(name));
                         return std::string();
                     },
@@ -642,16 +647,16 @@ private:
         }
         if (kind < 23) {
             const bool isNew = chance(40);
-            const auto type = static_cast<std::size_t>(below(5));
+            const auto type = below(5);
             const std::string to = newName();
-            return {counted("addNode ") + on + to + (isNew ? " new" : " " + std::to_string(node)),
+            return {counted("addNode ") + on + to + (isNew ? " new" : " " + idText(node)),
                     [=](World& world) {
                         if (!isNew && node != none && world.isOwned(node)) {
                             return std::string("skip");
                         }
                         expectedNode_ = isNew ? world.newNode(type) : node;
                         world.addNode(manager, expectedNode_, to);
-                        return "node " + std::to_string(expectedNode_);
+                        return "node " + idText(expectedNode_);
                     },
                     [=] {
                         Node* added = isNew ? new Twin(type) : node == none ? nullptr : twin(node);
@@ -660,7 +665,7 @@ private:
                     }};
         }
         if (kind < 24) {
-            return {counted("delete by the host node ") + std::to_string(node),
+            return {counted("delete by the host node ") + idText(node),
                     [=](World& world) {
                         if (node == none || world.isOwned(node)) {
                             return std::string("skip");
@@ -676,8 +681,8 @@ private:
         if (kind < 26) {
             return {counted("setAllNodeDirty ") + on,
                     [=](World& world) {
-                        for (const auto& [key, member] : world.managers[static_cast<std::size_t>(manager)].nodes) {
-                            world.nodes[static_cast<std::size_t>(member)].dirty = true;
+                        for (const auto& [key, member] : world.managers[manager].nodes) {
+                            world.nodes[member].dirty = true;
                         }
                         return std::string();
                     },
@@ -710,24 +715,23 @@ private:
                     }};
         }
         const bool assigns = chance(60);
-        const int other = assigns && chance(5) ? manager : 1 - manager;
+        const Id other = assigns && chance(5) ? manager : 1 - manager;
         return {counted(assigns ? "assign " : "copy ") + on + "from " + std::to_string(other),
                 [=](World& world) {
                     world.assign(manager, other);
                     return std::string();
                 },
                 [=] {
-                    const auto index = static_cast<std::size_t>(manager);
-                    NetworkManager& from = *managers_[static_cast<std::size_t>(other)];
+                    NetworkManager& from = *managers_[other];
                     if (assigns) {
                         *network = from;
                     } else {
-                        managers_[index] = nullptr;
-                        managers_[index].reset(new NetworkManager(from.clone()));
+                        managers_[manager] = nullptr;
+                        managers_[manager].reset(new NetworkManager(from.clone()));
                     }
-                    for (const auto& [key, member] : world_.managers[index].nodes) {
+                    for (const auto& [key, member] : world_.managers[manager].nodes) {
                         expectedNode_ = member;
-                        meet(managers_[index]->getNode(key));
+                        meet(managers_[manager]->getNode(key));
                     }
                     return std::string();
                 }};
@@ -736,8 +740,8 @@ private:
     // Meeting what is new
 
     void addLoose(std::unique_ptr<Port> port, const std::string& type, bool input) {
-        const int id = world_.newPort("loose", type);
-        world_.ports[static_cast<std::size_t>(id)].input = input;
+        const Id id = world_.newPort("loose", type);
+        world_.ports[id].input = input;
         ports_.push_back(port.get());
         loose_.push_back(std::move(port));
     }
@@ -745,26 +749,25 @@ private:
     /// Learns which of the library's nodes is the expected one of the model, unless it is known.
     std::string meet(Node* found) {
         if (found == nullptr) {
-            return "node " + std::to_string(none);
+            return "node " + idText(none);
         }
         auto* met = dynamic_cast<Twin*>(found);
         if (met->id == none && expectedNode_ != none) {
             met->id = expectedNode_;
-            const auto index = static_cast<std::size_t>(expectedNode_);
-            const model::Node& told = world_.nodes[index];
-            nodes_.resize(std::max(nodes_.size(), index + 1));
-            nodes_[index] = met;
+            const model::Node& told = world_.nodes[expectedNode_];
+            nodes_.resize(std::max(nodes_.size(), expectedNode_ + 1));
+            nodes_[expectedNode_] = met;
             ports_.resize(world_.ports.size());
             std::size_t position = 0;
             for (auto port = met->inputPortBegin(); port != met->inputPortEnd(); ++port) {
-                ports_[static_cast<std::size_t>(told.inputs.at(position++))] = *port;
+                ports_[told.inputs.at(position++)] = *port;
             }
             position = 0;
             for (auto port = met->outputPortBegin(); port != met->outputPortEnd(); ++port) {
-                ports_[static_cast<std::size_t>(told.outputs.at(position++))] = *port;
+                ports_[told.outputs.at(position++)] = *port;
             }
         }
-        return "node " + std::to_string(met->id);
+        return "node " + idText(met->id);
     }
 
     // Comparing
@@ -777,9 +780,9 @@ private:
         }
     }
 
-    std::vector<Port*> portsOf(const std::vector<int>& ids) {
+    std::vector<Port*> portsOf(const std::vector<Id>& ids) {
         std::vector<Port*> list;
-        for (const int id : ids) {
+        for (const Id id : ids) {
             list.push_back(at(id));
         }
         return list;
@@ -794,12 +797,12 @@ private:
         if (!differences_.str().empty()) {
             return;
         }
-        for (std::size_t id = 0; id < world_.nodes.size(); ++id) {
+        for (Id id = 0; id < world_.nodes.size(); ++id) {
             if (world_.nodes[id].alive) {
                 compareNode(id);
             }
         }
-        for (std::size_t id = 0; id < world_.ports.size(); ++id) {
+        for (Id id = 0; id < world_.ports.size(); ++id) {
             if (world_.ports[id].alive) {
                 comparePort(id);
             }
@@ -811,20 +814,20 @@ private:
 
     void compareRun() {
         std::size_t position = 0;
-        for (const std::vector<int>& together : world_.ran) {
-            std::vector<int> found;
+        for (const std::vector<Id>& together : world_.ran) {
+            std::vector<Id> found;
             while (found.size() < together.size() && position < record.computed.size()) {
                 found.push_back(record.computed[position++]);
             }
-            for (const int node : together) {
-                for (const int port : world_.nodes[static_cast<std::size_t>(node)].inputs) {
+            for (const Id node : together) {
+                for (const Id port : world_.nodes[node].inputs) {
                     const auto source = std::find(found.begin(), found.end(), world_.upstream(port));
                     if (source != found.end() && source > std::find(found.begin(), found.end(), node)) {
                         differences_ << "node " << node << " was computed before its source " << *source << '\n';
                     }
                 }
             }
-            std::vector<int> told = together;
+            std::vector<Id> told = together;
             std::sort(told.begin(), told.end());
             std::sort(found.begin(), found.end());
             same("computed together", told, found);
@@ -832,7 +835,7 @@ private:
         same("number of computes", position, record.computed.size());
     }
 
-    void compareNode(std::size_t id) {
+    void compareNode(Id id) {
         const model::Node& told = world_.nodes[id];
         Twin* found = nodes_[id];
         const std::string what = "node " + std::to_string(id) + " ";
@@ -844,17 +847,17 @@ private:
         same(what + "outputs", portsOf(told.outputs),
              std::vector<Port*>(found->outputPortBegin(), found->outputPortEnd()));
         std::vector<std::string> names;
-        for (const int port : told.inputs) {
-            names.push_back(world_.ports[static_cast<std::size_t>(port)].name);
+        for (const Id port : told.inputs) {
+            names.push_back(world_.ports[port].name);
             same(what + names.back(), at(port), found->getInputPort(names.back()));
         }
         same(what + "input names", names, found->getInputPortNames());
     }
 
-    void comparePort(std::size_t id) {
+    void comparePort(Id id) {
         const model::Port& told = world_.ports[id];
         Port* found = ports_[id];
-        const std::string what = portText(static_cast<int>(id)) + " ";
+        const std::string what = portText(id) + " ";
         same(what + "name", told.name, found->name());
         same(what + "node", told.node == none ? nullptr : static_cast<Node*>(twin(told.node)), found->node());
         same(what + "direction", told.input, found->isInput());
@@ -862,7 +865,7 @@ private:
         same(what + "connections", portsOf(told.connections), constant.getConnections());
         same(what + "source", told.input && !told.connections.empty() ? at(told.connections.front()) : nullptr,
              found->input());
-        const Value& value = world_.read(static_cast<int>(id));
+        const Value& value = world_.read(id);
         if (told.type == "DoublePort") {
             same(what + "value", value.number, valueOf(found).number);
         } else {
@@ -870,7 +873,7 @@ private:
         }
     }
 
-    void compareManager(std::size_t index) {
+    void compareManager(Id index) {
         const model::Manager& told = world_.managers[index];
         NetworkManager& found = *managers_[index];
         const std::string what = "manager " + std::to_string(index) + " ";
@@ -901,10 +904,10 @@ private:
     std::vector<Twin*> nodes_;
     std::vector<Port*> ports_;
     std::vector<std::unique_ptr<Port>> loose_;
-    std::set<int> removed_;
+    std::set<Id> removed_;
     std::vector<double> numbers_;
     std::vector<std::string> texts_;
-    int expectedNode_ = none;
+    Id expectedNode_ = none;
     std::string kind_;
     std::vector<std::string> history_;
     std::map<std::string, int> kinds_;
