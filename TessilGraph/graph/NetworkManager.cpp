@@ -9,6 +9,7 @@
 #include <TessilUtils/Logger.h>
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -278,17 +279,29 @@ void NetworkManager::clearNodeCache() {
 }
 
 void NetworkManager::reset() {
-    // All books first: what a host's node throws out of its reset finds them in order.
+    // The books first: what a host's node throws out of its reset finds them in order.
     const auto& entries = nodeCache_.sorted();
     nodes_.clear();
     networkCache_.dropAll();
     for (auto* entry : entries) {
         entry->second.inUse = false;
     }
+    std::exception_ptr failure;
     for (auto* entry : entries) {
-        if (entry->second.node != nullptr) {
-            entry->second.node->reset();
+        Node* node = entry->second.node;
+        if (node == nullptr) {
+            continue;
         }
+        try {
+            node->reset();
+        } catch (...) {
+            // Its neighbours are reset all the same, so it must not go on naming them.
+            Access::unlink(*node);
+            failure = failure ? failure : std::current_exception();
+        }
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
     }
 }
 

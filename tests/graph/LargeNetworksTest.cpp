@@ -424,5 +424,69 @@ TEST_F(LargeNetworks, KeepManyStoredOrders) {
     EXPECT_EQ(takeComputes(), length);
 }
 
+TEST_F(LargeNetworks, OfOneNameFindTheNextNumberHoweverOftenOneIsGivenBack) {
+    const std::size_t size = 100000 / scale;
+    const std::size_t rounds = 10000 / scale;
+    NetworkManager network;
+    for (std::size_t index = 0; index < size; ++index) {
+        network.createNode("Lean", "a");
+    }
+    for (std::size_t round = 0; round < rounds; ++round) {
+        network.deleteNode("a1");
+        ASSERT_EQ(network.createNode("Lean", "a")->name(), "a1");
+        ASSERT_EQ(network.createNode("Lean", "a")->name(), numbered("a", size + round));
+    }
+    EXPECT_EQ(network.getNodeNames().size(), size + rounds);
+}
+
+TEST_F(LargeNetworks, InARowTakeNewNodesAtTheirHead) {
+    const std::size_t length = 100000 / scale;
+    const std::size_t inserted = 5000 / scale;
+    NetworkManager network;
+    auto* first = static_cast<Lean*>(network.createNode("Lean", "first"));
+    const std::vector<Lean*> tail = buildChain(network, length);
+    Lean* previous = first;
+    ASSERT_TRUE(previous->out->connectTo(tail[0]->in1));
+    for (std::size_t index = 0; index < inserted; ++index) {
+        ASSERT_TRUE(previous->out->disconnectFrom(tail[0]->in1));
+        auto* fresh = static_cast<Lean*>(network.createNode("Lean", numbered("fresh", index)));
+        ASSERT_TRUE(fresh->out->connectTo(tail[0]->in1));
+        ASSERT_TRUE(previous->out->connectTo(fresh->in1));
+        previous = fresh;
+    }
+    EXPECT_FALSE(tail.back()->out->connectTo(first->in2));
+    EXPECT_FALSE(tail.front()->out->connectTo(previous->in2));
+    EXPECT_FALSE(previous->out->connectTo(first->in2));
+    EXPECT_EQ(tests::takeLog(), tests::Messages(3, "Cycle detected! the connection is not allowed! "));
+    network.computeNode(tail.back()->name());
+    EXPECT_EQ(tail.back()->out->get(), static_cast<double>(1 + inserted + length));
+}
+
+TEST_F(LargeNetworks, AroundAHubTakeNewSourcesBehindItsConsumers) {
+    const std::size_t size = 50000 / scale;
+    const std::size_t added = 10000 / scale;  // A node compares the name of each new input with all others.
+    NetworkManager network;
+    auto* hub = static_cast<Lean*>(network.createNode("Lean", "hub"));
+    std::vector<Lean*> consumers;
+    for (std::size_t index = 0; index < size; ++index) {
+        consumers.push_back(static_cast<Lean*>(network.createNode("Lean", numbered("c", index))));
+        ASSERT_TRUE(hub->out->connectTo(consumers.back()->in1));
+    }
+    std::vector<Lean*> sources;
+    for (std::size_t index = 0; index < added; ++index) {
+        sources.push_back(static_cast<Lean*>(network.createNode("Lean", numbered("s", index))));
+        auto* input = new PortTemplate<double>(numbered("more", index));
+        hub->addInputPort(input);
+        ASSERT_TRUE(index % 2 == 0 ? sources.back()->out->connectTo(input) : input->connectTo(sources.back()->out));
+    }
+    for (const std::size_t index : {std::size_t{0}, added / 2, added - 1}) {
+        EXPECT_FALSE(consumers[index]->out->connectTo(sources[added - 1 - index]->in1));
+        EXPECT_FALSE(hub->out->connectTo(sources[index]->in2));
+    }
+    EXPECT_EQ(tests::takeLog(), tests::Messages(6, "Cycle detected! the connection is not allowed! "));
+    network.computeNode(numbered("c", 0));
+    EXPECT_EQ(takeComputes(), added + 2);
+}
+
 }  // namespace
 }  // namespace TessilGraph

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -277,6 +279,59 @@ TEST_F(NetworkCaches, AreClearedOfUnusedNodesOnly) {
     EXPECT_EQ(network.createNode(pipe, "b"), b);
 }
 
+TEST_F(NetworkCaches, UnlinkTheWaitingNodesThatTheyDelete) {
+    for (const bool waitingIsFed : {true, false}) {
+        SCOPED_TRACE(waitingIsFed);
+        network.cleanNetwork();
+        Node* kept = network.createNode(pipe, "a");
+        Node* waiting = network.createNode(pipe, "b");
+        network.reset();
+        takeDestroyed();
+        Port* mine = waitingIsFed ? kept->getOutputPort("out") : kept->getInputPort("in1");
+        Port* other = waitingIsFed ? waiting->getInputPort("in1") : waiting->getOutputPort("out");
+        ASSERT_TRUE(mine->connectTo(other));
+        ASSERT_EQ(network.createNode(pipe, "a"), kept);
+        network.clearNodeCache();
+        EXPECT_EQ(takeDestroyed(), Names{"b"});
+        EXPECT_EQ(mine->numConnections(), 0U);
+        kept->setDirty(false);
+        static_cast<PortTemplate<double>*>(kept->getInputPort("in1"))->set(3.0);
+        EXPECT_TRUE(kept->isDirty());
+        network.createNode(pipe, "b");
+        EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+        network.computeNode("b");
+        EXPECT_EQ(value(network.getNode("b"), "out"), 5.0);
+    }
+    takeComputed();
+}
+
+TEST_F(NetworkCaches, UnlinkTheWaitingNodeWhoseNameARenamedNodeTakes) {
+    for (const bool waitingIsFed : {true, false}) {
+        SCOPED_TRACE(waitingIsFed);
+        network.cleanNetwork();
+        Node* kept = network.createNode(pipe, "a");
+        Node* waiting = network.createNode(pipe, "b");
+        network.reset();
+        takeDestroyed();
+        Port* mine = waitingIsFed ? kept->getOutputPort("out") : kept->getInputPort("in1");
+        Port* other = waitingIsFed ? waiting->getInputPort("in1") : waiting->getOutputPort("out");
+        ASSERT_TRUE(mine->connectTo(other));
+        ASSERT_EQ(network.createNode(pipe, "a"), kept);
+        ASSERT_TRUE(network.renameNode("a", "b"));
+        EXPECT_EQ(takeDestroyed(), Names{"b"});
+        EXPECT_EQ(network.getNode("b"), kept);
+        EXPECT_EQ(mine->numConnections(), 0U);
+        kept->setDirty(false);
+        static_cast<PortTemplate<double>*>(kept->getInputPort("in1"))->set(3.0);
+        EXPECT_TRUE(kept->isDirty());
+        network.createNode(pipe, "c");
+        EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+        network.computeNode("c");
+        EXPECT_EQ(value(network.getNode("c"), "out"), 5.0);
+    }
+    takeComputed();
+}
+
 /// The names of the nodes and of both ends of every connection, in the order of the inputs.
 Names wiring(NetworkManager& network) {
     Names links;
@@ -457,6 +512,170 @@ TEST_F(NetworkCopy, LeavesALinkOutThatOnlyTheOutputLists) {
     NetworkManager copy(network);
     EXPECT_EQ(wiring(copy), (Names{"a.out b.in1", "b.out d.in2"}));
     EXPECT_EQ(copy.getNode("b")->getOutputPort("out")->numConnections(), 1U);
+}
+
+/// What goes wrong when a network of `MoodyNode`s is copied.
+struct Moods {
+    std::string refusesToClone;  ///< The name of the node whose clone is null.
+    std::string throwsInClone;   ///< The name of the node that throws out of its `clone`.
+    int typesAskedFor = -1;      ///< How often ports may be asked for their type until one throws; -1 for always.
+};
+
+Moods moods;
+
+class MoodyPort : public PortTemplate<double> {
+public:
+    using PortTemplate<double>::PortTemplate;
+
+    std::string typeStr() const override {
+        if (moods.typesAskedFor == 0) {
+            throw std::runtime_error("type");
+        }
+        moods.typesAskedFor -= moods.typesAskedFor > 0 ? 1 : 0;
+        return PortTemplate<double>::typeStr();
+    }
+};
+
+class MoodyNode : public Node {
+public:
+    MoodyNode() {
+        addInputPort(new MoodyPort("in1"));
+        addOutputPort(new MoodyPort("out"));
+        ++alive;
+    }
+    ~MoodyNode() override { --alive; }
+
+    static inline int alive = 0;
+
+    std::string typeStr() const override { return "Moody"; }
+    unsigned int typeId() const override { return 9801; }
+
+    Node* clone() override {
+        if (name() == moods.throwsInClone) {
+            throw std::runtime_error(name());
+        }
+        if (name() == moods.refusesToClone) {
+            return nullptr;
+        }
+        auto* copy = new MoodyNode;
+        copy->setName(name());
+        return copy;
+    }
+};
+
+/// a to b to c to d, and an order stored for d.
+class NetworkCopyInTrouble : public testing::Test {
+protected:
+    NetworkCopyInTrouble() {
+        for (const std::string& name : names) {
+            network.addNode(new MoodyNode, name);
+            network.getNode(name)->setDirty(name == "c");
+        }
+        EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+        EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+        EXPECT_TRUE(network.connectAttr("c", "out", "d", "in1"));
+        network.cacheNodeNetwork("d");
+    }
+
+    ~NetworkCopyInTrouble() override {
+        moods = {};
+        network.cleanNetwork();
+        EXPECT_EQ(MoodyNode::alive, 0);
+    }
+
+    /// That the network which is copied is as it was, and nothing else is left.
+    void expectSourceUnchangedAndAlone() {
+        EXPECT_EQ(MoodyNode::alive, 4);
+        EXPECT_EQ(network.getNodeNames(), names);
+        EXPECT_EQ(wiring(network), (Names{"a.out b.in1", "b.out c.in1", "c.out d.in1"}));
+        for (const std::string& name : names) {
+            EXPECT_EQ(network.getNode(name)->isDirty(), name == "c") << name;
+        }
+    }
+
+    /// That a manager can be built on, assigned to and destroyed.
+    void expectUsable(NetworkManager& target) {
+        moods = {};
+        target.addNode(new MoodyNode, "fresh");
+        target.addNode(new MoodyNode, "fresher");
+        EXPECT_TRUE(target.connectAttr("fresh", "out", "fresher", "in1"));
+        target.computeNode("fresher");
+        EXPECT_FALSE(target.getNode("fresh")->isDirty());
+        target = network;
+        EXPECT_EQ(target.getNodeNames(), names);
+        EXPECT_EQ(wiring(target), wiring(network));
+        EXPECT_EQ(MoodyNode::alive, 8);
+        target.cleanNetwork();
+        expectSourceUnchangedAndAlone();
+    }
+
+    void expectEveryWayToThrow(const Moods& wanted) {
+        moods = wanted;
+        EXPECT_THROW(NetworkManager copy(network), std::runtime_error);
+        expectSourceUnchangedAndAlone();
+        moods = wanted;
+        EXPECT_THROW(network.clone(), std::runtime_error);
+        expectSourceUnchangedAndAlone();
+        NetworkManager target;
+        target.addNode(new MoodyNode, "old");
+        target.cacheNodeNetwork("old");
+        moods = wanted;
+        EXPECT_THROW(target = network, std::runtime_error);
+        EXPECT_EQ(target.getNode("old"), nullptr);
+        expectUsable(target);
+    }
+
+    const Names names = {"a", "b", "c", "d"};
+    NetworkManager network;
+};
+
+TEST_F(NetworkCopyInTrouble, LeaksNothingWhenACloneThrows) {
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        Moods wanted;
+        wanted.throwsInClone = name;
+        expectEveryWayToThrow(wanted);
+    }
+}
+
+TEST_F(NetworkCopyInTrouble, LeaksNothingWhenALinkThrows) {
+    // Three links, and each of them asks two ports.
+    for (int asked = 0; asked < 6; ++asked) {
+        SCOPED_TRACE(asked);
+        Moods wanted;
+        wanted.typesAskedFor = asked;
+        expectEveryWayToThrow(wanted);
+    }
+}
+
+TEST_F(NetworkCopyInTrouble, LeavesNodesOutThatHaveNoClone) {
+    const Names links = {"a.out b.in1", "b.out c.in1", "c.out d.in1"};
+    for (std::size_t missing = 0; missing < names.size(); ++missing) {
+        SCOPED_TRACE(names[missing]);
+        moods.refusesToClone = names[missing];
+        Names expectedNames;
+        Names expectedLinks;
+        for (std::size_t index = 0; index < names.size(); ++index) {
+            if (index != missing) {
+                expectedNames.push_back(names[index]);
+            }
+            if (index > 0 && index != missing && index - 1 != missing) {
+                expectedLinks.push_back(links[index - 1]);
+            }
+        }
+        NetworkManager target;
+        target = network;
+        EXPECT_EQ(target.getNodeNames(), expectedNames);
+        EXPECT_EQ(wiring(target), expectedLinks);
+        EXPECT_EQ(MoodyNode::alive, 7);
+        target.computeNode("d", nullptr, serial, useCache);
+        for (Node* node : target.getAllNodes()) {
+            EXPECT_EQ(node->isDirty(), names[missing] == "d") << node->name();
+        }
+        target.cleanNetwork();
+        expectSourceUnchangedAndAlone();
+        expectUsable(target);
+    }
 }
 
 }  // namespace

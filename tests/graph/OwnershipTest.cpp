@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -243,6 +245,114 @@ TEST_F(Ownership, OfANewNodeIsTheCallersOfTheFactory) {
     NodeFactory::instance().deregisterNode(pipe);
     NodeFactory::instance().registerNode(pipe, Pipe::creator);
     EXPECT_EQ(takeDestroyed(), Names{});
+}
+
+/// A pipe that may throw out of its `reset`.
+class Reluctant : public Pipe {
+public:
+    static inline std::string throwing;  ///< The name of the one that throws.
+
+    static Node* creator() { return new Reluctant; }
+    std::string typeStr() const override { return "Reluctant"; }
+
+    void reset() override {
+        if (name() == throwing) {
+            throw std::runtime_error(name());
+        }
+        Pipe::reset();
+    }
+};
+
+const std::string reluctant = "Reluctant";
+const bool reluctantIsRegistered = (NodeFactory::instance().registerNode(reluctant, Reluctant::creator), true);
+
+/// a to b to c, made by type, and a reset that one of them does not let come to its end.
+struct BrokenReset {
+    explicit BrokenReset(const std::string& throwing) {
+        for (const std::string& name : names) {
+            nodes.push_back(network.createNode(reluctant, name));
+        }
+        EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+        EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+        network.cacheNodeNetwork("c");
+        takeDestroyed();
+        Reluctant::throwing = throwing;
+        try {
+            network.reset();
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(error.what(), throwing);
+        }
+        Reluctant::throwing.clear();
+        EXPECT_EQ(takeDestroyed(), Names{});
+        EXPECT_TRUE(network.getNodeNames().empty());
+    }
+
+    const Names names = {"a", "b", "c"};
+    NetworkManager network;
+    std::vector<Node*> nodes;
+};
+
+Names takeDestroyedInOrderOfNames() {
+    Names names = takeDestroyed();
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST_F(Ownership, StaysWithTheManagerWhenANodeThrowsOutOfReset) {
+    for (const char* throwing : {"a", "b", "c"}) {
+        SCOPED_TRACE(throwing);
+        { const BrokenReset broken(throwing); }
+        EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "b", "c"}));
+        {
+            BrokenReset broken(throwing);
+            broken.network.cleanNetwork();
+            EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "b", "c"}));
+        }
+        {
+            BrokenReset broken(throwing);
+            broken.network.clearNodeCache();
+            EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "b", "c"}));
+        }
+        EXPECT_EQ(takeDestroyed(), Names{});
+    }
+}
+
+TEST_F(Ownership, AllowsToGoOnWhenANodeThrewOutOfReset) {
+    for (const char* throwing : {"a", "b", "c"}) {
+        SCOPED_TRACE(throwing);
+        {
+            BrokenReset broken(throwing);
+            NetworkManager& network = broken.network;
+            network.reset();
+            for (std::size_t index = 0; index < broken.names.size(); ++index) {
+                Node* node = network.createNode(reluctant, broken.names[index]);
+                EXPECT_EQ(node, broken.nodes[index]);
+                EXPECT_EQ(node->getInputPort("in1")->numConnections(), 0U);
+                EXPECT_EQ(node->getOutputPort("out")->numConnections(), 0U);
+            }
+            EXPECT_TRUE(network.connectAttr("c", "out", "a", "in1"));
+            network.computeNode("a");
+            EXPECT_FALSE(network.getNode("c")->isDirty());
+            EXPECT_EQ(takeDestroyed(), Names{});
+        }
+        EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "b", "c"}));
+        {
+            // The host puts one node right by itself; what the others still list ends with them.
+            BrokenReset broken(throwing);
+            Node* kept = broken.network.createNode(reluctant, "b");
+            EXPECT_EQ(kept, broken.nodes[1]);
+            kept->reset();
+            broken.network.clearNodeCache();
+            EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "c"}));
+            kept->setDirty(false);
+            kept->setDirty(true);
+            broken.network.computeNode("b");
+            EXPECT_FALSE(kept->isDirty());
+        }
+        EXPECT_EQ(takeDestroyed(), Names{"b"});
+    }
+    tests::takeComputed();
 }
 
 }  // namespace

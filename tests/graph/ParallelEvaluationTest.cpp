@@ -9,31 +9,37 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace TessilGraph {
 namespace {
 
+using tests::Messages;
 using tests::Pipe;
 using tests::ProbeNode;
 using tests::Source;
 using tests::Sum;
 using tests::Sum3;
 using tests::takeComputed;
+using tests::takeLog;
 using tests::TextPipe;
 using tests::TextSource;
 using tests::TextSum;
 
 using Names = std::vector<std::string>;
 
+const std::string cycleMessage = "Cycle detected! the connection is not allowed! ";
 constexpr bool parallel = true;
 constexpr bool serial = false;
 
@@ -486,6 +492,276 @@ TEST_F(ParallelEvaluation, MayRunInSeveralNetworksAtOnce) {
         thread.join();
     }
     EXPECT_EQ(results, std::vector<double>(4, 28656.0));
+    takeComputed();
+}
+
+TEST_F(ParallelEvaluation, EndsWhereNamesakesFromOutsideFeedOneAnother) {
+    for (const bool handFirst : {true, false}) {
+        for (const char* name : {"", "T"}) {
+            SCOPED_TRACE(testing::Message() << handFirst << '"' << name << '"');
+            std::vector<std::unique_ptr<Pipe>> strangers;
+            for (int index = 0; index < 3; ++index) {
+                strangers.push_back(std::make_unique<Pipe>());
+                strangers.back()->setName(name);
+            }
+            const auto linkInACircle = [&] {
+                for (const auto& [from, to] : {std::pair<int, int>(1, 2), std::pair<int, int>(2, 1)}) {
+                    Port* out = strangers[static_cast<std::size_t>(from)]->out();
+                    Port* in = strangers[static_cast<std::size_t>(to)]->in();
+                    out->getConnections().push_back(in);
+                    in->getConnections().push_back(out);
+                }
+            };
+            auto* target = add<Sum>("T");
+            if (handFirst) {
+                linkInACircle();
+            }
+            ASSERT_TRUE(strangers[0]->out()->connectTo(target->in(0)));
+            ASSERT_TRUE(strangers[1]->out()->connectTo(target->in(1)));
+            if (!handFirst) {
+                linkInACircle();
+            }
+            network.computeNode("T", nullptr, parallel);
+            EXPECT_EQ(takeLog(), Messages{"Cycle detected! each of its nodes is computed at most once "});
+            EXPECT_FALSE(target->isDirty());
+            EXPECT_EQ(target->computes, 1);
+            for (const std::unique_ptr<Pipe>& stranger : strangers) {
+                EXPECT_LE(stranger->computes, 1);
+            }
+            takeComputed();
+            network.deleteNode("T");
+            EXPECT_EQ(strangers[1]->out()->numConnections(), 1U);
+        }
+    }
+}
+
+TEST_F(ParallelEvaluation, LeavesEverythingDirtyDownstreamOfANodeThatThrowsTheSecondTime) {
+    // s to a to b to c to d, and a to d: a stands beside c in the level before d, and in the first one.
+    // e and f, which nobody asked for, hang on a and on b.
+    add<Source>("s");
+    auto* a = add<Pipe>("a");
+    auto* b = add<Pipe>("b");
+    auto* c = add<Pipe>("c");
+    auto* d = add<Sum>("d");
+    auto* e = add<Pipe>("e");
+    auto* f = add<Pipe>("f");
+    connect("s", "a");
+    connect("a", "b");
+    connect("b", "c");
+    connect("c", "d", "in1");
+    connect("a", "d", "in2");
+    connect("a", "e");
+    connect("b", "f");
+    for (int round = 0; round < 50; ++round) {
+        network.computeNode("e");
+        network.computeNode("f");
+        network.setAllNodeDirty();
+        e->setDirty(false);
+        f->setDirty(false);
+        takeComputed();
+        int calls = 0;
+        a->onCompute = [&calls] {
+            if (++calls == 2) {
+                throw std::runtime_error("second time");
+            }
+        };
+        EXPECT_THROW(network.computeNode("d", nullptr, parallel), std::runtime_error);
+        const Names computed = takeComputed();
+        EXPECT_EQ(Names(computed.begin(), computed.begin() + 3), (Names{"s", "a", "b"}));
+        EXPECT_EQ(std::count(computed.begin(), computed.end(), "a"), 2);
+        EXPECT_EQ(std::count(computed.begin(), computed.end(), "d"), 0);
+        EXPECT_FALSE(network.getNode("s")->isDirty());
+        for (Node* node : std::vector<Node*>{a, b, c, d, e, f}) {
+            EXPECT_TRUE(node->isDirty()) << node->name();
+        }
+        a->onCompute = nullptr;
+        network.computeNode("d", nullptr, parallel);
+        EXPECT_FALSE(d->isDirty());
+        EXPECT_EQ(d->out()->get(), 7.0);
+    }
+    takeComputed();
+}
+
+TEST_F(ParallelEvaluation, RunsAReaderBehindTheEndOfARowOfInputs) {
+    // root to s to p; q reads p's input, which shows s; t adds up q and s. Levels: {t} {q, s} {p} {s}.
+    const Names names = {"s", "q", "p"};
+    std::vector<std::size_t> order = {0, 1, 2};
+    do {
+        network.cleanNetwork();
+        // Nodes whose addresses stand in every order.
+        std::vector<TextPipe*> nodes = {new TextPipe, new TextPipe, new TextPipe};
+        std::sort(nodes.begin(), nodes.end());
+        for (std::size_t index = 0; index < 3; ++index) {
+            network.addNode(nodes[order[index]], names[index]);
+        }
+        TextPipe* s = nodes[order[0]];
+        TextPipe* q = nodes[order[1]];
+        TextPipe* p = nodes[order[2]];
+        add<TextSource>("root");
+        auto* t = add<TextSum>("t");
+        connect("root", "s");
+        connect("s", "p");
+        connect("q", "t", "in1");
+        connect("s", "t", "in2");
+        q->in()->getConnections().push_back(p->in());
+        p->in()->getConnections().push_back(q->in());
+        takeComputed();
+        network.computeNode("t", nullptr, serial);
+        const Names serially = takeComputed();
+        EXPECT_EQ(serially.back(), "t");
+        ASSERT_EQ(t->out()->get(), "(((()))(()))");
+        for (int round = 0; round < 100; ++round) {
+            s->out()->set(std::string(100, 'x'));
+            q->out()->set(std::string(100, 'y'));
+            network.setAllNodeDirty();
+            network.computeNode("t", nullptr, parallel);
+            ASSERT_EQ(takeComputed(), (Names{"root", "s", "p", "s", "q", "t"}));
+            ASSERT_EQ(t->out()->get(), "(((()))(()))");
+        }
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+/// Networks that one thread builds on after another one has.
+class NetworksOnSeveralThreads : public ParallelEvaluation {
+protected:
+    /// Runs on a thread of its own, to its end.
+    template <class Work>
+    static void elsewhere(Work work) {
+        std::thread(work).join();
+    }
+};
+
+TEST_F(NetworksOnSeveralThreads, AreLookedThroughForWhatAnotherThreadEdited) {
+    auto* a = add<Pipe>("a");
+    auto* b = add<Pipe>("b");
+    auto* c = add<Pipe>("c");
+    elsewhere([&] { b->out()->getConnections().push_back(a->in()); });
+    EXPECT_FALSE(a->out()->connectTo(b->in()));
+    EXPECT_FALSE(network.connectAttr("a", "out", "b", "in1"));
+    EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+    elsewhere([&] {
+        EXPECT_TRUE(a->out()->connectTo(c->in()));
+        EXPECT_FALSE(c->out()->connectTo(b->in()));
+    });
+    EXPECT_FALSE(c->out()->connectTo(b->in()));
+    EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+    elsewhere([&] { b->out()->getConnections().clear(); });
+    EXPECT_TRUE(c->out()->connectTo(b->in()));
+    EXPECT_FALSE(b->out()->connectTo(a->in()));
+    EXPECT_EQ(takeLog(), Messages{cycleMessage});
+}
+
+TEST_F(NetworksOnSeveralThreads, AreLookedThroughForLinksThatAnotherThreadMadeByHand) {
+    for (const bool lateFirst : {true, false}) {
+        network.cleanNetwork();
+        auto* older = add<Sum>("a");
+        auto* newer = add<Sum>("b");
+        Sum* first = lateFirst ? newer : older;
+        Sum* second = lateFirst ? older : newer;
+        auto* middle = add<Sum>("m");
+        elsewhere([&] {
+            first->out()->getConnections().push_back(middle->in(0));
+            middle->in(0)->getConnections().push_back(first->out());
+        });
+        elsewhere([&] { EXPECT_TRUE(middle->out()->connectTo(second->in(0))); });
+        EXPECT_FALSE(second->out()->connectTo(first->in(0)));
+        EXPECT_FALSE(middle->out()->connectTo(first->in(1)));
+        EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+        EXPECT_TRUE(first->out()->connectTo(second->in(1)));
+    }
+}
+
+TEST_F(NetworksOnSeveralThreads, AreWiredRightAfterAnotherThreadPeeked) {
+    NetworkManager other;
+    const int length = 12;
+    for (NetworkManager* manager : {&network, &other}) {
+        for (int index = 0; index < length; ++index) {
+            manager->addNode(new Sum, "n" + std::to_string(index));
+        }
+    }
+    const auto peek = [](NetworkManager& manager) {
+        for (Node* node : manager.getAllNodes()) {
+            EXPECT_LE(node->getInputPort("in1")->getConnections().size(), 1U);
+            EXPECT_LE(node->getOutputPort("out")->getConnections().size(), 1U);
+        }
+    };
+    elsewhere([&] { peek(network); });
+    for (int index = 1; index < length; ++index) {
+        // Front to back in one network, back to front in the other.
+        const auto number = [index](bool reversed, int offset) {
+            return "n" + std::to_string(reversed ? length - index - 1 + offset : index - 1 + offset);
+        };
+        for (NetworkManager* manager : {&network, &other}) {
+            const std::string from = number(manager == &other, 0);
+            const std::string to = number(manager == &other, 1);
+            ASSERT_TRUE(manager->connectAttr(from, "out", to, "in1"));
+            ASSERT_FALSE(manager->connectAttr(to, "out", from, "in2"));
+        }
+        elsewhere([&, index] { peek(index % 2 == 0 ? network : other); });
+    }
+    EXPECT_FALSE(network.connectAttr("n11", "out", "n0", "in2"));
+    EXPECT_FALSE(other.connectAttr("n11", "out", "n0", "in2"));
+    EXPECT_EQ(takeLog(), Messages(2 * length, cycleMessage));
+    for (NetworkManager* manager : {&network, &other}) {
+        manager->computeNode("n11", nullptr, parallel);
+        EXPECT_EQ(static_cast<Sum*>(manager->getNode("n11"))->out()->get(), static_cast<double>(length));
+    }
+    takeComputed();
+}
+
+TEST_F(NetworksOnSeveralThreads, AreBuiltSideBySideWithListsOpenToEditing) {
+    constexpr int length = 60;
+    constexpr std::size_t threadCount = 2;
+    std::atomic<std::size_t> ready{0};
+    const auto build = [&ready](double& result, int& wrong) {
+        ++ready;
+        while (ready < threadCount) {
+            std::this_thread::yield();
+        }
+        NetworkManager own;
+        std::vector<Sum3*> nodes;
+        const auto expect = [&wrong](bool right) { wrong += right ? 0 : 1; };
+        for (std::size_t index = 0; index < length; ++index) {
+            nodes.push_back(new Sum3);
+            own.addNode(nodes.back(), "n" + std::to_string(index));
+            Sum3& node = *nodes.back();
+            expect(node.in(0)->getConnections().empty() && node.out()->getConnections().empty());
+            if (index == 0) {
+                continue;
+            }
+            Sum3& before = *nodes[index - 1];
+            expect(before.out()->connectTo(node.in(0)));
+            expect(before.out()->getConnections().back() == node.in(0));
+            expect(!node.out()->connectTo(before.in(2)));
+            if (index % 5 == 0) {
+                // A link by hand over two nodes.
+                Sum3& far = *nodes[index - 2];
+                far.out()->getConnections().push_back(node.in(1));
+                node.in(1)->getConnections().push_back(far.out());
+                expect(!far.in(2)->connectTo(node.out()));
+            }
+        }
+        expect(!own.connectAttr("n" + std::to_string(length - 1), "out", "n0", "in3"));
+        own.computeNode("n20", nullptr, parallel);
+        result = nodes[20]->out()->get();
+    };
+    for (int round = 0; round < 10; ++round) {
+        ready = 0;
+        std::vector<double> results(threadCount, 0.0);
+        std::vector<int> wrong(threadCount, 0);
+        std::vector<std::thread> threads;
+        for (std::size_t index = 0; index < threadCount; ++index) {
+            threads.emplace_back([&, index] { build(results[index], wrong[index]); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(wrong, std::vector<int>(threadCount, 0));
+        // Each node adds one to that before it; n5, n10 and so on, at 10, 28, 64 and 136, the one before that too.
+        EXPECT_EQ(results, std::vector<double>(threadCount, 136.0));
+        const int refused = length - 1 + (length - 1) / 5 + 1;
+        EXPECT_EQ(takeLog(), Messages(threadCount * refused, cycleMessage));
+    }
     takeComputed();
 }
 

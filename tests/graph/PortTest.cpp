@@ -8,9 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <numeric>
+#include <random>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -22,6 +26,7 @@ namespace {
 using tests::Messages;
 using tests::Pipe;
 using tests::Sum;
+using tests::Sum3;
 using tests::takeLog;
 using tests::TextPipe;
 
@@ -566,6 +571,195 @@ TEST(Port, LooksForCyclesThroughPortsThatMovedWithTheirLinks) {
     early.addInputPort(in);
     EXPECT_FALSE(early.out()->connectTo(source.in()));
     EXPECT_EQ(takeLog(), Messages{cycleMessage});
+}
+
+/// Whether the lists of outputs lead from one node to another.
+bool leads(const Node& from, const Node& to) {
+    std::set<const Node*> seen = {&from};
+    std::vector<const Node*> open = {&from};
+    while (!open.empty()) {
+        const Node& node = *open.back();
+        open.pop_back();
+        for (auto output = node.outputPortCBegin(); output != node.outputPortCEnd(); ++output) {
+            for (const Port* peer : std::as_const(**output).getConnections()) {
+                if (peer->node() != nullptr && seen.insert(peer->node()).second) {
+                    open.push_back(peer->node());
+                }
+            }
+        }
+    }
+    return seen.count(&to) != 0;
+}
+
+/// Nodes made in every order, since age must not count.
+template <class Test>
+void forEachOrderOfMaking(std::size_t count, Test test) {
+    std::vector<std::size_t> order(count);
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    do {
+        std::vector<std::unique_ptr<Sum>> nodes(count);
+        for (const std::size_t index : order) {
+            nodes[index] = std::make_unique<Sum>();
+        }
+        test(nodes);
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(Port, LooksForCyclesThroughInputsThatTheirNodeDoesNotHold) {
+    for (const char* way :
+         {"removed, then linked", "linked, then removed", "named, then linked", "linked, then named"}) {
+        SCOPED_TRACE(way);
+        forEachOrderOfMaking(4, [way = std::string(way)](const std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum& d = *nodes[0];
+            Sum& e = *nodes[1];
+            Sum& x = *nodes[2];
+            Sum& y = *nodes[3];
+            ASSERT_TRUE(d.out()->connectTo(e.in(0)));
+            auto outside = std::make_unique<PortTemplate<double>>("outside");
+            if (way == "removed, then linked") {
+                y.addInputPort(outside.get());
+                y.removeInputPort("outside");
+                ASSERT_TRUE(x.out()->connectTo(outside.get()));
+            } else if (way == "linked, then removed") {
+                y.addInputPort(outside.get());
+                ASSERT_TRUE(x.out()->connectTo(outside.get()));
+                y.removeInputPort("outside");
+            } else if (way == "named, then linked") {
+                outside->setNode(&y);
+                ASSERT_TRUE(x.out()->connectTo(outside.get()));
+            } else {
+                ASSERT_TRUE(x.out()->connectTo(outside.get()));
+                outside->setNode(&y);
+            }
+            EXPECT_EQ(outside->node(), &y);
+            EXPECT_TRUE(y.out()->connectTo(d.in(0)));
+            EXPECT_FALSE(y.out()->connectTo(x.in(0)));
+            EXPECT_FALSE(x.in(1)->connectTo(y.out()));
+            EXPECT_FALSE(e.out()->connectTo(x.in(0)));
+            EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage, cycleMessage}));
+            EXPECT_TRUE(x.out()->disconnectFrom(outside.get()));
+            EXPECT_TRUE(y.out()->connectTo(x.in(0)));
+        });
+    }
+}
+
+TEST(Port, LooksForNoCyclesThroughOutputsThatTheirNodeDoesNotHold) {
+    for (const char* way :
+         {"removed, then linked", "linked, then removed", "named, then linked", "linked, then named"}) {
+        SCOPED_TRACE(way);
+        forEachOrderOfMaking(4, [way = std::string(way)](const std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum& d = *nodes[0];
+            Sum& e = *nodes[1];
+            Sum& x = *nodes[2];
+            Sum& y = *nodes[3];
+            ASSERT_TRUE(d.out()->connectTo(e.in(0)));
+            auto outside = std::make_unique<LoosePort>("outside");
+            outside->setAsInput(false);
+            if (way == "removed, then linked") {
+                x.addOutputPort(outside.get());
+                x.removeOutputPort("outside");
+                ASSERT_TRUE(outside->connectTo(y.in(0)));
+            } else if (way == "linked, then removed") {
+                x.addOutputPort(outside.get());
+                ASSERT_TRUE(outside->connectTo(y.in(0)));
+                x.removeOutputPort("outside");
+            } else if (way == "named, then linked") {
+                outside->setNode(&x);
+                ASSERT_TRUE(outside->connectTo(y.in(0)));
+            } else {
+                ASSERT_TRUE(outside->connectTo(y.in(0)));
+                outside->setNode(&x);
+            }
+            EXPECT_EQ(outside->node(), &x);
+            EXPECT_TRUE(y.out()->connectTo(d.in(0)));
+            EXPECT_TRUE(e.out()->connectTo(x.in(0)));
+            EXPECT_TRUE(x.in(1)->connectTo(y.out()));
+            // What the nodes hold themselves still counts.
+            EXPECT_FALSE(x.out()->connectTo(d.in(1)));
+            EXPECT_EQ(takeLog(), Messages{cycleMessage});
+        });
+    }
+}
+
+TEST(Port, LooksForCyclesThroughTheSourcesOfAnInputThatListIt) {
+    for (const bool listingFirst : {true, false}) {
+        for (const bool linkedFirst : {true, false}) {
+            SCOPED_TRACE(testing::Message() << listingFirst << linkedFirst);
+            forEachOrderOfMaking(4, [=](const std::vector<std::unique_ptr<Sum>>& nodes) {
+                Sum& listing = *nodes[0];
+                Sum& silent = *nodes[1];
+                Sum& fed = *nodes[2];
+                Sum& below = *nodes[3];
+                if (linkedFirst) {
+                    ASSERT_TRUE(listing.out()->connectTo(fed.in(0)));
+                } else {
+                    listing.out()->getConnections().push_back(fed.in(0));
+                    fed.in(0)->getConnections().push_back(listing.out());
+                }
+                Ports& sources = fed.in(0)->getConnections();
+                sources.insert(listingFirst ? sources.end() : sources.begin(), silent.out());
+                EXPECT_TRUE(fed.out()->connectTo(below.in(0)));
+                EXPECT_FALSE(below.out()->connectTo(listing.in(0)));
+                EXPECT_FALSE(listing.in(1)->connectTo(fed.out()));
+                EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+                EXPECT_TRUE(below.out()->connectTo(silent.in(0)));
+                EXPECT_TRUE(silent.in(1)->connectTo(fed.out()));
+                EXPECT_FALSE(silent.out()->connectTo(listing.in(0)));
+                EXPECT_EQ(takeLog(), Messages{cycleMessage});
+            });
+        }
+    }
+}
+
+TEST(Port, JudgesLinksBesideInputsWithTwoSourcesAsAWalkAlongOutputs) {
+    int refused = 0;
+    for (unsigned int seed = 1; seed <= 400; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        std::mt19937 random(seed);
+        std::vector<std::unique_ptr<Sum3>> nodes;
+        for (int index = 0; index < 7; ++index) {
+            nodes.push_back(std::make_unique<Sum3>());
+        }
+        // The first input of a node is linked by hand, the others by `connectTo`.
+        const auto linkSome = [&](int links) {
+            for (int link = 0; link < links; ++link) {
+                Sum3& from = *nodes[random() % nodes.size()];
+                Sum3& to = *nodes[random() % nodes.size()];
+                Port* in = to.in(1 + random() % 2);
+                const Ports& fed = std::as_const(*from.out()).getConnections();
+                if (&from == &to || std::find(fed.begin(), fed.end(), in) != fed.end()) {
+                    continue;
+                }
+                if (Port* source = in->input()) {
+                    ASSERT_TRUE(source->disconnectFrom(in));
+                }
+                const bool isCycle = leads(to, from);
+                refused += isCycle ? 1 : 0;
+                ASSERT_EQ(random() % 2 == 0 ? from.out()->connectTo(in) : in->connectTo(from.out()), !isCycle);
+                ASSERT_EQ(takeLog(), isCycle ? Messages{cycleMessage} : Messages{});
+            }
+        };
+        linkSome(static_cast<int>(random() % 8));
+        for (int edited = 0; edited < 2; ++edited) {
+            std::shuffle(nodes.begin(), nodes.end(), random);
+            Port* in = nodes[0]->in(0);
+            Port* listing = nodes[1]->out();
+            Port* silent = nodes[2]->out();
+            if (in->numConnections() == 0 && random() % 2 == 0 && !leads(*nodes[0], *nodes[1])) {
+                ASSERT_TRUE(listing->connectTo(in));
+            } else {
+                in->getConnections().push_back(listing);
+                listing->getConnections().push_back(in);
+            }
+            Ports& sources = in->getConnections();
+            sources.insert(random() % 2 == 0 ? sources.begin() : sources.end(), silent);
+            linkSome(12);
+        }
+        if (testing::Test::HasFailure()) {
+            break;
+        }
+    }
+    EXPECT_GT(refused, 100);
 }
 
 TEST(Port, KeepsNamesOfAnyLengthAndAnyBytes) {

@@ -90,24 +90,22 @@ public:
         backward_.push_back(&upstream_);
 
         // Link by link in turn, so that the cost is that of the smaller side.
-        while (!met_) {
-            if (down_.node == forward_.size()) {
-                moveForwardPart();
-                return true;
-            }
+        while (!met_ && !forwardEnded() && !(backwardEnded() && backwardComplete_)) {
             stepForward();
-            if (met_) {
-                break;
-            }
-            if (up_.node < backward_.size()) {
+            if (!met_ && !backwardEnded()) {
                 stepBackward();
             }
-            if (up_.node == backward_.size() && backwardComplete_ && !met_) {
-                moveBackwardPart();
-                return true;
-            }
         }
-        return false;
+        if (met_) {
+            return false;
+        }
+        // One side is known, and with it that there is no cycle. Where it finds no room, the other may.
+        const bool moved =
+            forwardEnded() ? moveForwardPart() || moveBackwardPart() : moveBackwardPart() || moveForwardPart();
+        if (!moved) {
+            moveToEnd(Downstream(downstream_, upstream_).nodes);
+        }
+        return true;
     }
 
 private:
@@ -177,27 +175,41 @@ private:
 
     /// Whether a walk along outputs takes the link that `input` lists.
     static bool leadsDown(Port& source, Port& input) {
-        return source.isOutput() && !Access::removed(source) && Access::stamp(input) > Access::stamp(source);
+        if (source.isInput() || Access::removed(source)) {
+            return false;
+        }
+        if (Access::lostMany(input)) {
+            // Stamps speak for inputs with one source, which lists them.
+            const std::vector<Port*>& fed = Access::connections(source);
+            return std::find(fed.begin(), fed.end(), &input) != fed.end();
+        }
+        return Access::stamp(input) > Access::stamp(source);
     }
 
-    /// Puts what lies downstream right behind the upstream node.
-    void moveForwardPart() {
+    bool forwardEnded() const { return down_.node == forward_.size(); }
+    bool backwardEnded() const { return up_.node == backward_.size(); }
+
+    /// Puts what lies downstream right behind the upstream node; false if there is no room.
+    bool moveForwardPart() {
+        while (!forwardEnded()) {
+            stepForward();
+        }
         if (above_ == noLabel) {
             moveToEnd(std::move(forward_));
-        } else if (const std::uint64_t step = stepWithin(above_ - top_, forward_.size()); step != 0) {
-            moveTo(top_ + step, step, forward_);
-        } else {
-            moveEverythingDownstream();
+            return true;
         }
+        const std::uint64_t step = stepWithin(above_ - top_, forward_.size());
+        return step != 0 && moveTo(top_ + step, step, forward_);
     }
 
-    /// Puts what lies upstream right before the downstream node.
-    void moveBackwardPart() {
-        if (const std::uint64_t step = stepWithin(bottom_ - below_, backward_.size()); step != 0) {
-            moveTo(bottom_ - step * backward_.size(), step, backward_);
-        } else {
-            moveEverythingDownstream();
+    /// Puts what lies upstream right before the downstream node; false if there is no room, or if
+    /// something may lead there that nobody knows.
+    bool moveBackwardPart() {
+        while (!backwardEnded()) {
+            stepBackward();
         }
+        const std::uint64_t step = stepWithin(bottom_ - below_, backward_.size());
+        return backwardComplete_ && step != 0 && moveTo(bottom_ - step * backward_.size(), step, backward_);
     }
 
     /// The distance of labels that fits so many nodes into a gap, 0 if none does. Wide gaps are not
@@ -206,15 +218,14 @@ private:
         return std::min(roomBetweenMoved, gap / (nodes + 1));
     }
 
-    static void moveTo(std::uint64_t label, std::uint64_t step, std::vector<Node*>& nodes) {
+    static bool moveTo(std::uint64_t label, std::uint64_t step, std::vector<Node*>& nodes) {
         sortByLabel(nodes);
         for (Node* node : nodes) {
             Access::label(*node) = label;
             label += step;
         }
+        return true;
     }
-
-    void moveEverythingDownstream() { moveToEnd(Downstream(downstream_, upstream_).nodes); }
 
     Node& upstream_;
     Node& downstream_;

@@ -112,9 +112,7 @@ Verdict checkInput(Port& input, const Snapshot& before) {
         }
     }
     if (!twoSided) {
-        // A search from here may take none of these links for one that leads down.
         Access::lostMany(input) = true;
-        Access::stamp(input) = 0;
         return Verdict::OneSided;
     }
     if (changed) {
