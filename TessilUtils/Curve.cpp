@@ -1,6 +1,7 @@
 #include <TessilUtils/Curve.h>
 
 #include <TessilUtils/internal/CurveSpans.h>
+#include <TessilUtils/internal/FloatingPointState.h>
 #include <TessilUtils/internal/NearestSearch.h>
 #include <TessilUtils/internal/Spline.h>
 
@@ -35,6 +36,25 @@ Imath::V3d withinFloat(const Imath::V3f& position) {
     constexpr float largest = std::numeric_limits<float>::max();
     return {std::clamp(position.x, -largest, largest), std::clamp(position.y, -largest, largest),
             std::clamp(position.z, -largest, largest)};
+}
+
+// Keeps what it computes out of the function that changes the floating point settings.
+[[gnu::noinline]] std::pair<float, Imath::V3f> nearestOn(const CurveSpans& spans, const Imath::V3f& position,
+                                                         unsigned int samplesPerSpan, unsigned int maxIterations,
+                                                         float tolerance) {
+    const Spline spline = spans.spline();
+    if (std::isnan(position.x) || std::isnan(position.y) || std::isnan(position.z)) {
+        return {0.0f, toFloat(placeAt(spline, 0.0f).point)};
+    }
+    SpanPlace place =
+        nearestPlace(spans, withinFloat(position), searchOptions(samplesPerSpan, maxIterations, tolerance));
+    const Imath::V3d point = splineAt(spline, place.span, static_cast<double>(place.span) + place.part).point;
+    if (spline.degree == 0 && isFinite(point)) {
+        // All of the span is the same point; its middle survives the rounding of the parameter.
+        place.part = 0.5;
+    }
+    const double u = static_cast<double>(place.span) + place.part;
+    return {static_cast<float>(u / static_cast<double>(spline.spans())), toFloat(point)};
 }
 
 }  // namespace
@@ -98,20 +118,8 @@ std::pair<float, Imath::V3f> Curve::closestPoint(const Imath::V3f& position, uns
     if (cvs_.empty()) {
         return {0.0f, Imath::V3f(0.0f)};
     }
-    if (std::isnan(position.x) || std::isnan(position.y) || std::isnan(position.z)) {
-        return {0.0f, pointOnCurve(0.0f)};
-    }
-    const CurveSpans& spans = *currentSpans();
-    const Spline spline = spans.spline();
-    SpanPlace place =
-        nearestPlace(spans, withinFloat(position), searchOptions(samplesPerSpan, maxIterations, tolerance));
-    const Imath::V3d point = splineAt(spline, place.span, static_cast<double>(place.span) + place.part).point;
-    if (spline.degree == 0 && isFinite(point)) {
-        // All of the span is the same point; its middle survives the rounding of the parameter.
-        place.part = 0.5;
-    }
-    const double u = static_cast<double>(place.span) + place.part;
-    return {static_cast<float>(u / static_cast<double>(spline.spans())), toFloat(point)};
+    const internal::FloatingPointState standard;
+    return nearestOn(*currentSpans(), position, samplesPerSpan, maxIterations, tolerance);
 }
 
 const CurveSpans* Curve::currentSpans() {

@@ -58,6 +58,9 @@ public:
     ///
     /// Vertices that are not finite are left out: the answer is the nearest among the points that do not
     /// depend on them. When there are none, or when `position` is NaN, the answer is the beginning of the curve.
+    ///
+    /// Neither the caller's floating point settings nor its exception flags change, and the answer does not depend
+    /// on them.
     virtual std::pair<float, Imath::V3f> closestPoint(const Imath::V3f& position, unsigned int samplesPerSpan,
                                                       unsigned int maxIterations, float tolerance);
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <locale>
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace TessilUtils {
@@ -40,6 +41,11 @@ void writeLine(const std::string& message) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+// For want of memory or of a lock.
+void reportLoss() {
+    std::fputs("A message was lost\n", stderr);
+}
+
 void send(LogLevel level, const std::string& message) {
     if (insideSink) {
         writeLine(message);
@@ -61,7 +67,11 @@ void send(LogLevel level, const std::string& message) {
 
 }  // namespace
 
-LogProxy::LogProxy(LogLevel level) : level_(level), text_(std::make_unique<std::ostringstream>()) {
+LogProxy::LogProxy(LogLevel level) : level_(level), text_(new (std::nothrow) std::ostringstream) {
+    if (!text_) {
+        reportLoss();
+        return;
+    }
     // Numbers look the same whatever locale the host has set.
     text_->imbue(std::locale::classic());
 }
@@ -75,8 +85,7 @@ LogProxy::~LogProxy() {
     try {
         send(level_, text_->str());
     } catch (...) {
-        // Only memory or a lock that could not be had; there is nobody left to tell.
-        std::fputs("A message was lost\n", stderr);
+        reportLoss();
     }
 }
 

@@ -17,6 +17,8 @@ enum class LogLevel { Error };
 /// usually at the end of the statement that asked `Logger` for it.
 ///
 /// Serves one thread. A message travels when the proxy is moved, and is then sent by the last holder only.
+/// Logging throws nothing of its own. Where memory runs out, a piece is cut short, or the message is lost and a line
+/// on standard error says so.
 class TESSILUTILS_API LogProxy {
 public:
     /// Takes the message over; `other` sends nothing any more and ignores further pieces.
@@ -29,7 +31,7 @@ public:
     ~LogProxy();
 
     /// Writes `piece`, anything that a standard stream takes, then one blank. A null C string writes
-    /// the blank alone.
+    /// the blank alone. Throws only what the piece's own operator throws.
     template <class T>
     LogProxy& operator<<(const T& piece) {
         if (!text_) {
@@ -42,9 +44,10 @@ public:
         } else {
             *text_ << piece;
         }
-        // A piece that failed to print itself must not swallow those that follow.
+        // A piece that failed to print itself, or found no memory, must not swallow those that follow.
         text_->clear();
         *text_ << ' ';
+        text_->clear();
         return *this;
     }
 

@@ -46,8 +46,16 @@ private:
 
 namespace {
 
-const std::vector<Imath::V3f> noVectors;
-const std::vector<unsigned int> noIndices;
+// Never destroyed: static meshes of the host may be asked while the process ends.
+const std::vector<Imath::V3f>& noVectors() {
+    static const std::vector<Imath::V3f>& instance = *new std::vector<Imath::V3f>;
+    return instance;
+}
+
+const std::vector<unsigned int>& noIndices() {
+    static const std::vector<unsigned int>& instance = *new std::vector<unsigned int>;
+    return instance;
+}
 
 bool isConsistent(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles,
                   const std::vector<Imath::V3f>& faceVertexNormals) {
@@ -125,15 +133,15 @@ Mesh::Mesh(std::vector<Imath::V3f> points, std::vector<unsigned int> triangles,
 }
 
 const std::vector<Imath::V3f>& Mesh::points() const {
-    return geometry_ ? geometry_->points : noVectors;
+    return geometry_ ? geometry_->points : noVectors();
 }
 
 const std::vector<unsigned int>& Mesh::triangles() const {
-    return geometry_ ? geometry_->triangles : noIndices;
+    return geometry_ ? geometry_->triangles : noIndices();
 }
 
 const std::vector<Imath::V3f>& Mesh::faceVertexNormals() const {
-    return geometry_ ? geometry_->faceVertexNormals : noVectors;
+    return geometry_ ? geometry_->faceVertexNormals : noVectors();
 }
 
 bool Mesh::intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,

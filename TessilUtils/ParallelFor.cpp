@@ -3,6 +3,7 @@
 #include <TessilUtils/internal/PartLoop.h>
 
 #include <atomic>
+#include <utility>
 
 namespace TessilUtils {
 
@@ -13,9 +14,9 @@ using Task = std::function<void(const ParallelForRange&)>;
 // Says to memory what the loop says in time: the caller comes before every part, every part before the return.
 // The loop itself does so as well, but out of ThreadSanitizer's sight.
 struct Work {
-    explicit Work(const Task& workTask) : task(workTask) { order.store(1, std::memory_order_release); }
+    explicit Work(Task workTask) : task(std::move(workTask)) { order.store(1, std::memory_order_release); }
 
-    const Task& task;
+    const Task task;
     std::atomic<unsigned int> order{0};
 };
 
@@ -42,7 +43,7 @@ void parallel_for(const ParallelForRange& range, std::function<void(const Parall
     if (range.begin() >= range.end() || !task) {
         return;
     }
-    Work work(task);
+    Work work(std::move(task));
     struct Joined {
         Work& work;
         ~Joined() { static_cast<void>(work.order.load(std::memory_order_acquire)); }

@@ -25,8 +25,8 @@ private:
 /// A range that is empty or runs backwards, or an empty task, does nothing. The first exception that a
 /// task throws reaches the caller, after all running sub-ranges have ended; sub-ranges that have not
 /// begun are left out. May be called from any thread, from inside a task and inside a host's own
-/// arena, whose limit on threads then holds. A thread that waits here works on this loop only, never
-/// on an outer one, so a task may hold a lock over a nested loop.
+/// arena, whose limit on threads then holds. A thread that waits here keeps to this loop; all the
+/// same, a task had better let go of its locks before a nested loop.
 TESSILUTILS_API void parallel_for(const ParallelForRange& range, std::function<void(const ParallelForRange&)> task);
 
 }  // namespace TessilUtils

@@ -8,9 +8,12 @@
 #include <limits>
 #include <random>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
 
 using Imath::V3d;
 using Imath::V3f;
@@ -515,38 +518,44 @@ TEST(Curve, AnswersAtHighDegreesInFiniteTime) {
     expectNearest(curve, samples, V3f(0.5f), "degree 299");
 }
 
-TEST(Curve, AnswersManyThreadsAtOnce) {
-    Random random(15);
-    Curve curve(tangle(random, 60));
-    std::vector<V3f> positions;
-    for (int i = 0; i < 200; ++i) {
-        positions.push_back(random.vector(6.0f));
-    }
-    for (int round = 0; round < 10; ++round) {
-        curve.cvs()[random.below(60)] = random.vector(5.0f);
-        Curve alone(curve.cvs());
-        std::vector<std::pair<float, V3f>> expected;
-        for (const V3f& position : positions) {
-            expected.push_back(closest(alone, position));
-        }
-        std::vector<int> wrong(8, 0);
-        std::vector<std::thread> threads;
-        for (std::size_t thread = 0; thread < wrong.size(); ++thread) {
-            threads.emplace_back([&, thread] {
+#if defined(__SSE2__)
+TEST(Curve, NeitherChangesNorObeysFloatingPointSettingsInItsSearch) {
+    constexpr unsigned int quiet = 0x1f80;
+    constexpr unsigned int trapping = 0;
+    constexpr unsigned int flushing = quiet | 0x8040;  // denormals are zero, as operands and as results
+    constexpr unsigned int upwards = quiet | 0x4000;
+    const unsigned int before = _mm_getcsr();
+    Random random(21);
+    // The denormal vertices are all that the second curve has.
+    for (const float size : {5.0f, 1e-40f}) {
+        for (const unsigned int degree : {1u, 3u, 6u}) {
+            const std::vector<V3f> vertices = tangle(random, 40, size);
+            std::vector<V3f> positions{V3f(notANumber), V3f(infinity), V3f(largest)};
+            for (int i = 0; i < 50; ++i) {
+                positions.push_back(random.vector(2.0f * size));
+            }
+            std::vector<std::pair<float, V3f>> expected;
+            Curve known(vertices, degree);
+            for (const V3f& position : positions) {
+                expected.push_back(closest(known, position));
+            }
+            for (const unsigned int settings : {quiet, trapping, flushing, upwards}) {
+                Curve curve(vertices, degree);
+                std::vector<std::pair<float, V3f>> answers(positions.size());
+                std::vector<unsigned int> after(positions.size());
+                _mm_setcsr(settings);
                 for (std::size_t i = 0; i < positions.size(); ++i) {
-                    wrong[thread] += closest(curve, positions[i]) != expected[i];
-                    if (i % 50 == 0) {
-                        Curve copy = curve;
-                        wrong[thread] += closest(copy, positions[i]) != expected[i];
-                    }
+                    answers[i] = closest(curve, positions[i]);
+                    after[i] = _mm_getcsr();
                 }
-            });
+                _mm_setcsr(before);
+                EXPECT_EQ(after, std::vector<unsigned int>(positions.size(), settings));
+                EXPECT_TRUE(answers == expected)
+                    << "size " << size << ", degree " << degree << ", settings " << settings;
+            }
         }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        EXPECT_EQ(wrong, std::vector<int>(8, 0)) << "round " << round;
     }
 }
+#endif
 
 }  // namespace

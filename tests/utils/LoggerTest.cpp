@@ -178,12 +178,12 @@ TEST(Logger, DeliversWholeMessagesFromManyThreadsOneAtATime) {
 
 TEST(Logger, ServesAFormerSinkNoMoreOnceItIsReplaced) {
     constexpr int rounds = 200;
+    const Logger::Sink former = Logger::setSink([](LogLevel, const std::string&) {});
     std::thread talker([] {
         for (int i = 0; i < 2000; ++i) {
             Logger::error() << "talk";
         }
     });
-    const Logger::Sink former = Logger::setSink([](LogLevel, const std::string&) {});
     for (int i = 0; i < rounds; ++i) {
         auto counter = std::make_unique<int>(0);
         Logger::setSink([place = counter.get()](LogLevel, const std::string&) { ++*place; });
