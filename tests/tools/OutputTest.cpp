@@ -93,6 +93,22 @@ TEST(Output, RefusesFilesThatCannotBe) {
     EXPECT_EQ(readFile(scratch.path("net.json")), network);
 }
 
+TEST(Output, ReplacesNoObjFileOfTheNetwork) {
+    const Scratch scratch;
+    const std::string triangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
+    const std::string obj = scratch.write("ground.obj", triangle);
+    const std::string net = scratch.write("net.json", R"({"meshes": {"ground": {"file": "ground.obj"}}, "nodes": [
+        {"name": "sum", "type": "AddDouble"}]})");
+    fs::create_symlink("ground.obj", scratch.path("link.obj"));
+    for (const std::string& bad : {obj, scratch.path("./ground.obj"), scratch.path("link.obj")}) {
+        const Outcome outcome = run({"eval", net, "--get", "sum.out", "-o", bad});
+        EXPECT_EQ(outcome.status, 2) << bad;
+        EXPECT_TRUE(isOneLine(outcome.err)) << outcome.err;
+    }
+    EXPECT_EQ(readFile(obj), triangle);
+    EXPECT_EQ(run({"eval", net, "--get", "sum.out", "-o", scratch.path("other.obj")}).status, 0);
+}
+
 TEST(Output, NoticesAFullDisk) {
     const Scratch scratch;
     std::vector<std::string> arguments = evalTo("/dev/full", scratch);

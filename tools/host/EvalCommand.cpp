@@ -3,6 +3,7 @@
 #include <tools/host/FrameRange.h>
 #include <tools/host/LogCapture.h>
 #include <tools/host/NetworkFile.h>
+#include <tools/host/Output.h>
 #include <tools/host/PortAddress.h>
 #include <tools/host/PortValues.h>
 #include <tools/host/Progress.h>
@@ -19,7 +20,6 @@ namespace TessilHost {
 
 namespace {
 
-using TessilGraph::Node;
 using TessilGraph::Port;
 
 /// Runs `use`, whose complaints about a value get the name of the argument in front.
@@ -46,6 +46,9 @@ class Evaluation {
 public:
     Evaluation(const EvalArguments& arguments, LogCapture& log)
         : arguments_(arguments), network_(readNetworkFile(arguments.network, log)) {
+        for (const std::string& file : network_->objFiles) {
+            requireOtherFile(arguments.output, file, "an OBJ file of the network");
+        }
         resolveGets();
         applySets();
         resolveFrames();

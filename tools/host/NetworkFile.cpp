@@ -156,6 +156,7 @@ private:
             } catch (const UserError& error) {
                 mesh.refuse(error.what());
             }
+            network_->objFiles.push_back(path.string());
             refuseLogged(mesh);
         }
     }

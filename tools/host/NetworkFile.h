@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace TessilHost {
 
@@ -14,6 +15,7 @@ namespace TessilHost {
 struct Network {
     Geometry geometry;
     TessilGraph::NetworkManager manager;
+    std::vector<std::string> objFiles;  ///< What the meshes were read from.
 };
 
 /// Builds the network that the file at `path` describes (docs/network-file.md). Throws `UserError`

@@ -120,6 +120,13 @@ void writeDirectly(const std::string& path, std::string_view text) {
 
 }  // namespace
 
+void requireOtherFile(const std::string& path, const std::string& source, const std::string& what) {
+    std::error_code ignored;
+    if (fs::equivalent(path, source, ignored)) {
+        refuseArgument(path, "this is " + what);
+    }
+}
+
 Output::Output(const std::string& path, const std::string& source) : path_(path) {
     if (path.empty()) {
         return;
@@ -128,9 +135,7 @@ Output::Output(const std::string& path, const std::string& source) : path_(path)
     if (fs::is_directory(path, ignored)) {
         refuseArgument(path, "this is a folder");
     }
-    if (fs::equivalent(path, source, ignored)) {
-        refuseArgument(path, "this is the network file itself");
-    }
+    requireOtherFile(path, source, "the network file itself");
     // A link stays, and what it points to is replaced.
     if (const fs::path target = fs::canonical(path, ignored); !target.empty()) {
         path_ = target.string();
