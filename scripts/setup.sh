@@ -35,7 +35,8 @@ if [[ $EUID -ne 0 ]]; then
 fi
 
 # Through env, because sudo drops the variable.
-apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0)
+apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0
+    -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
 echo "setup: apt-get update"
 "${apt[@]}" update
 echo "setup: apt-get install"

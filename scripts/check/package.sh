@@ -38,12 +38,29 @@ for standard in 17 20; do
     done
 done
 
-say "a TessilUtils of the host's own"
-cmake -S tests/package/own-utils -B "$work/own-utils" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-    -DCMAKE_CXX_COMPILER_LAUNCHER=ccache
+# needs_no_utils LIBRARY: it is linked to nothing that only our own TessilUtils brings.
+needs_no_utils() {
+    if readelf -d "$1" | grep -E 'TessilUtils|tbb|embree'; then
+        echo "TessilGraph still needs the above"
+        exit 1
+    fi
+}
+debug=(-G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+
+say "a TessilUtils of the host's own, as a target"
+cmake -S tests/package/own-utils -B "$work/own-utils" "${debug[@]}"
 cmake --build "$work/own-utils" -j "$(nproc)"
 "$work/own-utils/host"
-if readelf -d "$work/own-utils/TessilGraph/TessilGraph/libTessilGraph.so" | grep -E 'TessilUtils|tbb|embree'; then
-    echo "TessilGraph still needs the above"
-    exit 1
-fi
+needs_no_utils "$work/own-utils/TessilGraph/TessilGraph/libTessilGraph.so"
+
+say "a TessilUtils of the host's own, as a package"
+prefix="$work/own-package"
+cmake -S tests/package/host-utils -B "$work/host-utils" "${debug[@]}" -DCMAKE_INSTALL_PREFIX="$prefix"
+cmake --build "$work/host-utils" --target install
+own=(-DTESSIL_UTILS_PACKAGE=HostUtils -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_INSTALL_PREFIX="$prefix")
+cmake -S . -B "$work/with-package" "${debug[@]}" "${own[@]}"
+cmake --build "$work/with-package" -j "$(nproc)" --target install
+needs_no_utils "$(find "$prefix" -name libTessilGraph.so)"
+cmake -S tests/package -B "$work/package-host" "${debug[@]}" -DCMAKE_PREFIX_PATH="$prefix"
+cmake --build "$work/package-host"
+"$work/package-host/host"

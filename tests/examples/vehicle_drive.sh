@@ -2,6 +2,7 @@
 # The vehicle drives the same whichever way the network is evaluated, and a drive that cannot be true is
 # refused: vehicle_drive.sh DRIVE_SCRIPT TESSILGRAPH VEHICLE_PICTURE
 set -eu
+export LC_ALL=C # decimal points, in every language
 drive=$1
 tool=$2
 picture=$3
