@@ -125,7 +125,9 @@ public:
     void clearNodeCache();
 
     /// Empties the network and resets the nodes that `createNode` made; they wait in the cache.
-    /// Nodes that came in through `addNode` are let go of. Stored orders are dropped.
+    /// Nodes that came in through `addNode` are let go of. Stored orders are dropped. When a host's
+    /// node throws out of its `reset`, the others are reset all the same, and the first exception
+    /// reaches the caller at the end.
     void reset();
 
     /// Deletes all nodes, waiting ones too, and drops the stored orders.
