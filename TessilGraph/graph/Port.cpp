@@ -74,7 +74,6 @@ void Port::setAsInput(bool input) {
         return;
     }
     input_ = input;
-    stamp_ = 0;
     if (lost_ != nullptr || lostMany_) {
         // Outputs that still list this port now list an output.
         displaced_ = true;

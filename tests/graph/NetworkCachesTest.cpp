@@ -159,6 +159,43 @@ TEST_F(NetworkCaches, KeepAnOrderWhenTheNamedNodeIsDeleted) {
     EXPECT_EQ(replayed(network, "b"), (Names{"a", "e"}));
 }
 
+TEST_F(NetworkCaches, LoseADeletedNodeForGoodThoughANewOneTakesItsPlace) {
+    network.cacheNodeNetwork("c");
+    network.deleteNode("b");
+    // As many as it takes for one to stand where the deleted node stood in memory.
+    for (int made = 0; made < 8; ++made) {
+        network.createNode(pipe, made == 0 ? "b" : "more");
+    }
+    NetworkManager copy(network);
+    EXPECT_EQ(replayed(copy, "c"), (Names{"a", "c"}));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
+    network.deleteNode("a");
+    EXPECT_EQ(replayed(network, "c"), Names{"c"});
+}
+
+TEST_F(NetworkCaches, KeepANewNodeThatStandsWhereADeletedOneStood) {
+    network.cacheNodeNetwork("c");
+    network.deleteNode("b");
+    for (int made = 0; made < 8; ++made) {
+        const std::string name = "new" + std::to_string(made);
+        network.createNode(pipe, name);
+        network.cacheNodeNetwork(name);
+    }
+    for (int made = 0; made < 8; ++made) {
+        const std::string name = "new" + std::to_string(made);
+        EXPECT_EQ(replayed(network, name), Names{name});
+    }
+}
+
+TEST_F(NetworkCaches, RememberDeletedNodesWhenOneOfSeveralOrdersIsDropped) {
+    network.cacheNodeNetwork("b");
+    network.cacheNodeNetwork("c");
+    network.deleteNode("a");
+    network.clearNodeNetworkCache("b");
+    network.createNode(pipe, "a");
+    EXPECT_EQ(replayed(network, "c"), (Names{"b", "c"}));
+}
+
 TEST_F(NetworkCaches, DropOrdersOnResetAndOnCleaning) {
     network.cacheNodeNetwork("c");
     network.reset();
@@ -469,6 +506,18 @@ TEST_F(NetworkCopy, TakesTheNodesOwnNames) {
     EXPECT_EQ(copy.getNodeNames(), (Names{"b", "c", "d", "own"}));
     EXPECT_EQ(wiring(copy), (Names{"own.out b.in1", "b.out c.in1", "b.out d.in2"}));
     a->setName("a");
+}
+
+TEST_F(NetworkCopy, DeletesACloneWhoseNameAnotherOneTakes) {
+    NetworkManager namesakes;
+    namesakes.createNode(pipe, "a");
+    namesakes.createNode(pipe, "b")->setName("a");
+    takeDestroyed();
+    {
+        const NetworkManager copy(namesakes);
+        EXPECT_EQ(takeDestroyed(), Names{"a"});
+    }
+    EXPECT_EQ(takeDestroyed(), Names{"a"});
 }
 
 TEST_F(NetworkCopy, ReplacesWhatWasThere) {

@@ -108,6 +108,45 @@ TEST_F(Ownership, OfANodeThatWasHandedInAgainIsTheManagers) {
     EXPECT_EQ(takeDestroyed(), Names{"b"});
 }
 
+TEST_F(Ownership, OfANodeThatWasHandedInUnderTwoNamesEndsOnce) {
+    {
+        NetworkManager network;
+        auto* node = new Pipe;
+        network.addNode(node, "a");
+        network.addNode(node, "b");
+    }
+    EXPECT_EQ(takeDestroyed(), Names{"b"});
+    NetworkManager network;
+    auto* node = new Pipe;
+    network.addNode(node, "a");
+    network.addNode(node, "b");
+    network.deleteNode("b");
+    EXPECT_EQ(takeDestroyed(), Names{"b"});
+    EXPECT_EQ(network.getNode("a"), nullptr);
+    EXPECT_EQ(network.getNodeNames(), Names{});
+}
+
+TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
+    for (const bool waits : {false, true}) {
+        SCOPED_TRACE(waits);
+        {
+            NetworkManager network;
+            Node* node = network.createNode(pipe, "a");
+            if (waits) {
+                network.reset();
+            }
+            network.addNode(node, "again");
+            network.deleteNode("again");
+            EXPECT_EQ(takeDestroyed(), Names{"again"});
+            EXPECT_EQ(network.getNodeNames(), Names{});
+            network.reset();
+            EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+            EXPECT_EQ(takeDestroyed(), Names{});
+        }
+        EXPECT_EQ(takeDestroyed(), Names{"a"});
+    }
+}
+
 TEST_F(Ownership, EndsWithDeleteNode) {
     NetworkManager network;
     network.createNode(pipe, "a");
@@ -250,13 +289,13 @@ TEST_F(Ownership, OfANewNodeIsTheCallersOfTheFactory) {
 /// A pipe that may throw out of its `reset`.
 class Reluctant : public Pipe {
 public:
-    static inline std::string throwing;  ///< The name of the one that throws.
+    static inline std::string throwing;  ///< The name of the one that throws, or "all".
 
     static Node* creator() { return new Reluctant; }
     std::string typeStr() const override { return "Reluctant"; }
 
     void reset() override {
-        if (name() == throwing) {
+        if (name() == throwing || throwing == "all") {
             throw std::runtime_error(name());
         }
         Pipe::reset();
@@ -316,6 +355,24 @@ TEST_F(Ownership, StaysWithTheManagerWhenANodeThrowsOutOfReset) {
         }
         EXPECT_EQ(takeDestroyed(), Names{});
     }
+}
+
+TEST_F(Ownership, PassesOnTheFirstOfSeveralExceptionsOutOfReset) {
+    {
+        NetworkManager network;
+        for (const char* name : {"b", "c", "a"}) {
+            network.createNode(reluctant, name);
+        }
+        Reluctant::throwing = "all";
+        try {
+            network.reset();
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), "a");
+        }
+        Reluctant::throwing.clear();
+    }
+    EXPECT_EQ(takeDestroyedInOrderOfNames(), (Names{"a", "b", "c"}));
 }
 
 TEST_F(Ownership, AllowsToGoOnWhenANodeThrewOutOfReset) {

@@ -681,6 +681,260 @@ TEST(Port, LooksForNoCyclesThroughOutputsThatTheirNodeDoesNotHold) {
     }
 }
 
+TEST(Port, RefusesALinkThatAnyOfSeveralOutputsStillLists) {
+    Pipe first;
+    Pipe second;
+    Pipe fed;
+    for (Pipe* source : {&first, &second}) {
+        ASSERT_TRUE(source->out()->connectTo(fed.in()));
+        fed.in()->reset();
+    }
+    for (Pipe* source : {&first, &second}) {
+        EXPECT_FALSE(source->out()->connectTo(fed.in()));
+        EXPECT_FALSE(fed.in()->connectTo(source->out()));
+        EXPECT_EQ(takeLog(), (Messages{connectedMessage, connectedMessage}));
+    }
+}
+
+TEST(Port, RefusesALinkThatAListNamedTwiceAndStillHolds) {
+    Pipe a;
+    Pipe b;
+    Pipe c;
+    ASSERT_TRUE(a.out()->connectTo(b.in()));
+    a.out()->getConnections().push_back(b.in());
+    ASSERT_TRUE(b.out()->connectTo(c.in()));
+    ASSERT_TRUE(a.out()->disconnectFrom(b.in()));
+    EXPECT_FALSE(a.out()->connectTo(b.in()));
+    EXPECT_FALSE(b.in()->connectTo(a.out()));
+    EXPECT_EQ(takeLog(), (Messages{connectedMessage, connectedMessage}));
+}
+
+TEST(Port, LooksForCyclesThroughOutputsThatTheirNodeTookBack) {
+    forEachOrderOfMaking(4, [](const std::vector<std::unique_ptr<Sum>>& nodes) {
+        Sum& d = *nodes[0];
+        Sum& e = *nodes[1];
+        Sum& x = *nodes[2];
+        Sum& y = *nodes[3];
+        ASSERT_TRUE(d.out()->connectTo(e.in(0)));
+        auto* back = new PortTemplate<double>("back");
+        x.addOutputPort(back);
+        x.removeOutputPort("back");
+        x.addOutputPort(back);
+        ASSERT_TRUE(back->connectTo(y.in(0)));
+        EXPECT_TRUE(y.out()->connectTo(d.in(0)));
+        EXPECT_FALSE(y.out()->connectTo(x.in(0)));
+        EXPECT_FALSE(e.out()->connectTo(x.in(0)));
+        EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+    });
+}
+
+TEST(Port, LooksForCyclesThroughOutputsOfTheNodeThatHoldsThem) {
+    for (const bool linkedFirst : {true, false}) {
+        SCOPED_TRACE(linkedFirst);
+        forEachOrderOfMaking(4, [linkedFirst](const std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum& holding = *nodes[0];
+            Sum& named = *nodes[1];
+            Sum& fed = *nodes[2];
+            Sum& below = *nodes[3];
+            if (linkedFirst) {
+                ASSERT_TRUE(holding.out()->connectTo(fed.in(0)));
+            }
+            holding.out()->setNode(&named);
+            if (!linkedFirst) {
+                ASSERT_TRUE(holding.out()->connectTo(fed.in(0)));
+            }
+            EXPECT_TRUE(fed.out()->connectTo(below.in(0)));
+            EXPECT_FALSE(fed.out()->connectTo(holding.in(0)));
+            EXPECT_FALSE(below.out()->connectTo(holding.in(0)));
+            EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+            EXPECT_TRUE(below.out()->connectTo(named.in(0)));
+        });
+    }
+}
+
+TEST(Port, LooksForNoCyclesThroughOutputsThatOnlyNameTheirNode) {
+    // Much lies downstream of the named node, so that a search comes upon it from the other side first.
+    Sum named;
+    Sum fed;
+    std::vector<std::unique_ptr<Sum>> consumers(50);
+    for (std::unique_ptr<Sum>& consumer : consumers) {
+        consumer = std::make_unique<Sum>();
+        ASSERT_TRUE(named.out()->connectTo(consumer->in(0)));
+    }
+    LoosePort outside("outside");
+    outside.setAsInput(false);
+    outside.setNode(&named);
+    ASSERT_TRUE(outside.connectTo(fed.in(0)));
+    EXPECT_TRUE(fed.out()->connectTo(named.in(0)));
+    outside.disconnectFrom(fed.in(0));
+}
+
+TEST(Port, LooksForCyclesThroughInputsElsewhereHoweverManyNodesAreSqueezedIn) {
+    std::vector<std::unique_ptr<Sum>> squeezed(60);
+    for (std::unique_ptr<Sum>& node : squeezed) {
+        node = std::make_unique<Sum>();
+    }
+    Sum source;
+    Sum middle;
+    Sum last;
+    PortTemplate<double> elsewhere("elsewhere");
+    middle.addInputPort(&elsewhere);
+    middle.removeInputPort("elsewhere");
+    ASSERT_TRUE(source.out()->connectTo(&elsewhere));
+    ASSERT_TRUE(middle.out()->connectTo(last.in(0)));
+    Port* next = last.in(1);
+    for (const std::unique_ptr<Sum>& node : squeezed) {
+        ASSERT_TRUE(node->out()->connectTo(next));
+        ASSERT_TRUE(middle.out()->connectTo(node->in(0)));
+        ASSERT_FALSE(middle.out()->connectTo(source.in(0)));
+        ASSERT_FALSE(node->out()->connectTo(source.in(0)));
+        ASSERT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+        next = node->in(1);
+    }
+    source.out()->disconnectFrom(&elsewhere);
+}
+
+/// Makes much stand downstream of a node, so that searches come to their end on the other side first.
+std::vector<std::unique_ptr<Sum>> feedMany(Sum& node) {
+    std::vector<std::unique_ptr<Sum>> consumers(50);
+    for (std::unique_ptr<Sum>& consumer : consumers) {
+        consumer = std::make_unique<Sum>();
+        EXPECT_TRUE(node.out()->connectTo(consumer->in(0)));
+    }
+    return consumers;
+}
+
+TEST(Port, LooksForCyclesThroughTwoLinkedOutputsWhicheverIsOlder) {
+    forEachOrderOfMaking(3, [](const std::vector<std::unique_ptr<Sum>>& nodes) {
+        Sum& first = *nodes[0];
+        Sum& second = *nodes[1];
+        Sum& below = *nodes[2];
+        const std::vector<std::unique_ptr<Sum>> consumers = feedMany(below);
+        ASSERT_TRUE(first.out()->connectTo(second.out()));
+        EXPECT_TRUE(second.out()->connectTo(below.in(0)));
+        EXPECT_FALSE(below.out()->connectTo(first.in(0)));
+        EXPECT_FALSE(below.out()->connectTo(second.in(0)));
+        EXPECT_FALSE(first.in(0)->connectTo(second.out()));
+        EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage, cycleMessage}));
+    });
+}
+
+TEST(Port, LooksForCyclesThroughAnInputThatWasResetAndMovedAnywhere) {
+    for (const bool many : {false, true}) {
+        SCOPED_TRACE(many);
+        forEachOrderOfMaking(4, [many](const std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum& source = *nodes[0];
+            Sum& fed = *nodes[1];
+            Sum& below = *nodes[2];
+            Sum& other = *nodes[3];
+            const std::vector<std::unique_ptr<Sum>> consumers = feedMany(below);
+            auto* in = new PortTemplate<double>("moving");
+            other.addInputPort(in);
+            ASSERT_TRUE(source.out()->connectTo(in));
+            in->reset();
+            if (many) {
+                Sum another;
+                ASSERT_TRUE(another.out()->connectTo(in));
+                in->reset();
+                another.out()->reset();
+            }
+            other.removeInputPort("moving");
+            fed.addInputPort(in);
+            EXPECT_TRUE(fed.out()->connectTo(below.in(0)));
+            EXPECT_FALSE(fed.out()->connectTo(source.in(0)));
+            EXPECT_FALSE(below.out()->connectTo(source.in(0)));
+            EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+        });
+    }
+}
+
+TEST(Port, LooksForCyclesThroughAnInputThatWasReset) {
+    for (const bool twice : {false, true}) {
+        SCOPED_TRACE(twice);
+        forEachOrderOfMaking(4, [twice](const std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum& source = *nodes[0];
+            Sum& fed = *nodes[1];
+            Sum& below = *nodes[2];
+            Sum& other = *nodes[3];
+            const std::vector<std::unique_ptr<Sum>> consumers = feedMany(below);
+            ASSERT_TRUE(source.out()->connectTo(fed.in(0)));
+            fed.in(0)->reset();
+            if (twice) {
+                ASSERT_TRUE(other.out()->connectTo(fed.in(0)));
+            }
+            EXPECT_TRUE(fed.out()->connectTo(below.in(0)));
+            EXPECT_FALSE(fed.out()->connectTo(source.in(0)));
+            EXPECT_FALSE(below.out()->connectTo(source.in(0)));
+            EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+        });
+    }
+}
+
+TEST(Port, LooksForCyclesThroughTheNearestNeighboursOfManyNodesThatMoved) {
+    // A row that is made before `top` and then fed by it.
+    std::vector<std::unique_ptr<Sum>> below(40);
+    for (std::unique_ptr<Sum>& node : below) {
+        node = std::make_unique<Sum>();
+    }
+    Sum top;
+    Sum near;
+    Sum far;
+    PortTemplate<double> elsewhere("elsewhere");
+    top.addInputPort(&elsewhere);
+    top.removeInputPort("elsewhere");
+    for (std::size_t index = 1; index < below.size(); ++index) {
+        ASSERT_TRUE(below[index - 1]->out()->connectTo(below[index]->in(0)));
+    }
+    ASSERT_TRUE(below.back()->out()->connectTo(near.in(0)));
+    ASSERT_TRUE(below.back()->out()->connectTo(far.in(0)));
+    ASSERT_TRUE(top.out()->connectTo(below.front()->in(0)));
+    EXPECT_FALSE(near.out()->connectTo(below.back()->in(1)));
+    EXPECT_EQ(takeLog(), Messages{cycleMessage});
+
+    // A row that is made after `bottom` and then feeds it.
+    Sum distant;
+    Sum close;
+    Sum bottom;
+    const std::vector<std::unique_ptr<Sum>> consumers = feedMany(bottom);
+    std::vector<std::unique_ptr<Sum>> above(20);
+    for (std::unique_ptr<Sum>& node : above) {
+        node = std::make_unique<Sum>();
+    }
+    ASSERT_TRUE(close.out()->connectTo(above.front()->in(0)));
+    ASSERT_TRUE(distant.out()->connectTo(above.front()->in(1)));
+    for (std::size_t index = 1; index < above.size(); ++index) {
+        ASSERT_TRUE(above[index - 1]->out()->connectTo(above[index]->in(0)));
+    }
+    ASSERT_TRUE(above.back()->out()->connectTo(bottom.in(0)));
+    EXPECT_FALSE(above.front()->out()->connectTo(close.in(0)));
+    EXPECT_EQ(takeLog(), Messages{cycleMessage});
+}
+
+TEST(Port, LooksForCyclesToTheEndThoughMuchLiesBesideThem) {
+    for (const bool throughInputElsewhere : {false, true}) {
+        SCOPED_TRACE(throughInputElsewhere);
+        Sum first;
+        const std::vector<std::unique_ptr<Sum>> consumers = feedMany(first);
+        Sum middle;
+        Sum last;
+        ASSERT_TRUE(first.out()->connectTo(middle.in(0)));
+        PortTemplate<double> elsewhere("elsewhere");
+        if (throughInputElsewhere) {
+            last.addInputPort(&elsewhere);
+            last.removeInputPort("elsewhere");
+            ASSERT_TRUE(middle.out()->connectTo(&elsewhere));
+        } else {
+            ASSERT_TRUE(middle.out()->connectTo(last.in(0)));
+        }
+        EXPECT_FALSE(last.out()->connectTo(first.in(0)));
+        EXPECT_FALSE(first.in(1)->connectTo(last.out()));
+        EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+        if (throughInputElsewhere) {
+            EXPECT_TRUE(middle.out()->disconnectFrom(&elsewhere));
+        }
+    }
+}
+
 TEST(Port, LooksForCyclesThroughTheSourcesOfAnInputThatListIt) {
     for (const bool listingFirst : {true, false}) {
         for (const bool linkedFirst : {true, false}) {
@@ -760,6 +1014,31 @@ TEST(Port, JudgesLinksBesideInputsWithTwoSourcesAsAWalkAlongOutputs) {
         }
     }
     EXPECT_GT(refused, 100);
+}
+
+TEST(Port, LooksForCyclesThroughALinkedOutputThatANodeTookAsAnInput) {
+    forEachOrderOfMaking(4, [](const std::vector<std::unique_ptr<Sum>>& nodes) {
+        Sum& source = *nodes[0];
+        Sum& fed = *nodes[1];
+        Sum& below = *nodes[2];
+        Sum& other = *nodes[3];
+        std::vector<std::unique_ptr<Sum>> consumers(50);
+        for (std::unique_ptr<Sum>& consumer : consumers) {
+            consumer = std::make_unique<Sum>();
+            ASSERT_TRUE(below.out()->connectTo(consumer->in(0)));
+        }
+        auto* moving = new PortTemplate<double>("moving");
+        other.addInputPort(moving);
+        ASSERT_TRUE(source.out()->connectTo(moving));
+        other.removeInputPort("moving");
+        other.addOutputPort(moving);
+        other.removeOutputPort("moving");
+        fed.addInputPort(moving);
+        EXPECT_TRUE(fed.out()->connectTo(below.in(0)));
+        EXPECT_FALSE(fed.out()->connectTo(source.in(0)));
+        EXPECT_FALSE(below.out()->connectTo(source.in(0)));
+        EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
+    });
 }
 
 TEST(Port, KeepsNamesOfAnyLengthAndAnyBytes) {
