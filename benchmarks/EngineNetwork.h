@@ -1,0 +1,56 @@
+#pragma once
+
+#include <benchmarks/Workloads.h>
+
+#include <TessilGraph/TessilGraph.h>
+
+#include <Imath/ImathVec.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// "n" and the number, for every node.
+std::vector<std::string> makeNames(std::size_t count, const char* prefix = "n");
+
+/// Creates the nodes of a workload under their names and links them by name in the order of `links`.
+/// `type`, if not null, stands for the type string of every node. Ends the program if a link is refused.
+void buildByNames(TessilGraph::NetworkManager& manager, const Workload& workload, const std::vector<Link>& links,
+                  const std::vector<std::string>& names, const char* type = nullptr);
+
+/// A workload made of the library's nodes, through its public interface.
+class EngineNetwork {
+public:
+    explicit EngineNetwork(const Workload& workload, const char* type = nullptr);
+
+    void setConstants();
+    void touch(std::uint32_t node, const Imath::V3d& value);
+    void mark(std::uint32_t node) { nodes_[node]->setDirty(true); }
+    void setAll(bool dirty);
+    std::size_t countDirty() const;
+
+    void evaluate() { manager_.computeNode(names_[workload_.sink]); }
+    void evaluateLevels();
+    void store() { manager_.cacheNodeNetwork(names_[workload_.sink]); }
+    void replay();
+
+    Imath::V3d sinkValue() const;
+
+    TessilGraph::NetworkManager& manager() { return manager_; }
+    const std::vector<std::string>& names() const { return names_; }
+
+private:
+    void set(std::uint32_t node, std::uint32_t input, const Imath::V3d& value);
+
+    const Workload& workload_;
+    std::vector<std::string> names_;
+    TessilGraph::NetworkManager manager_;
+    std::vector<TessilGraph::Node*> nodes_;
+    std::vector<TessilGraph::Port*> touched_;  ///< The input of each node that `touch` sets, found once.
+    TessilGraph::Port* sink_ = nullptr;
+};
+
+}  // namespace bench
