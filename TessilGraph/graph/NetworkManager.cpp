@@ -31,18 +31,13 @@ bool isNodeName(const std::string& name) {
 /// Says in the log which links of a node cannot be taken away in the ordinary way, since the other
 /// end does not list it.
 void logOneSidedLinks(const Node& node) {
-    const auto logUnlessListed = [](const std::vector<Port*>& list, const Port* port) {
-        if (std::find(list.begin(), list.end(), port) == list.end()) {
-            TessilUtils::Logger::error() << "Connection doesn't exist";
-        }
-    };
     for (const Port* output : Access::outputs(node)) {
         if (output == nullptr) {
             continue;
         }
         for (const Port* peer : Access::connections(*output)) {
-            if (peer != nullptr) {
-                logUnlessListed(Access::connections(*peer), output);
+            if (peer != nullptr && !internal::lists(*peer, *output)) {
+                TessilUtils::Logger::error() << "Connection doesn't exist";
             }
         }
     }

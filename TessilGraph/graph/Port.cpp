@@ -14,17 +14,18 @@ using TessilUtils::Logger;
 
 namespace TessilGraph {
 
+using internal::lists;
+
 namespace {
 
-bool contains(const std::vector<Port*>& ports, const Port* port) {
-    return std::find(ports.begin(), ports.end(), port) != ports.end();
-}
-
-void removeFirst(std::vector<Port*>& ports, const Port* port) {
+/// False when the port is not among them.
+bool removeFirst(std::vector<Port*>& ports, const Port* port) {
     const auto found = std::find(ports.begin(), ports.end(), port);
-    if (found != ports.end()) {
-        ports.erase(found);
+    if (found == ports.end()) {
+        return false;
     }
+    ports.erase(found);
+    return true;
 }
 
 }  // namespace
@@ -142,25 +143,24 @@ bool Port::disconnectFrom(Port* other) {
         Logger::error() << "Error null pointer";
         return false;
     }
-    if (!contains(connections_, other)) {
+    if (!removeFirst(connections_, other)) {
         Logger::error() << "Connection doesn't exist";
         return false;
     }
     removeFirst(other->connections_, this);
-    removeFirst(connections_, other);
     return true;
 }
 
 bool Port::isLinkedWith(const Port& other) const {
     if (watched_ || other.watched_ || input_ == other.input_) {
-        return contains(other.connections_, this) || contains(connections_, &other);
+        return lists(other, *this) || lists(*this, other);
     }
     const Port& in = input_ ? *this : other;
     const Port& out = input_ ? other : *this;
     // The ends of a link list each other, so the short list of the input answers; unless the input
     // was reset and the output has not been emptied since.
     const bool mayBeListed = in.lostMany_ || (in.lost_ == &out && in.stamp_ > out.stamp_);
-    return contains(in.connections_, &out) || (mayBeListed && contains(out.connections_, &in));
+    return lists(in, out) || (mayBeListed && lists(out, in));
 }
 
 void Port::noteLinkTo(const Port& other) {

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -51,6 +52,12 @@ struct Access {
 inline std::uint64_t nextStamp() {
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+/// Whether `peer` stands in the list of `port`.
+inline bool lists(const Port& port, const Port& peer) {
+    const std::vector<Port*>& peers = Access::connections(port);
+    return std::find(peers.begin(), peers.end(), &peer) != peers.end();
 }
 
 /// Where a row of ports ends that starts with `port` and goes from each input to its first source: at

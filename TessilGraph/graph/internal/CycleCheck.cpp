@@ -180,8 +180,7 @@ private:
         }
         if (Access::lostMany(input)) {
             // Stamps speak for inputs with one source, which lists them.
-            const std::vector<Port*>& fed = Access::connections(source);
-            return std::find(fed.begin(), fed.end(), &input) != fed.end();
+            return lists(source, input);
         }
         return Access::stamp(input) > Access::stamp(source);
     }

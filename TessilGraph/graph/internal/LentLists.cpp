@@ -56,11 +56,6 @@ Owner ownerOf(const Port& port) {
     return home != nullptr ? reinterpret_cast<Owner>(home) : thisThread();
 }
 
-bool lists(const Port& port, const Port* peer) {
-    const std::vector<Port*>& peers = Access::connections(port);
-    return std::find(peers.begin(), peers.end(), peer) != peers.end();
-}
-
 /// Whether labels grow along a link, or could be made to.
 bool isInOrder(Node* upstream, Node* downstream) {
     return upstream == nullptr || downstream == nullptr || bringInOrder(*upstream, *downstream);
@@ -83,7 +78,7 @@ Verdict checkOutput(Port& output) {
         if (peer == nullptr) {
             continue;
         }
-        if (lists(*peer, &output) && Access::stamp(*peer) != linked) {
+        if (lists(*peer, output) && Access::stamp(*peer) != linked) {
             Access::stamp(*peer) = linked;
         } else {
             // Listed here without knowing, or twice: nobody may move its node back.
@@ -105,7 +100,7 @@ Verdict checkInput(Port& input, const Snapshot& before) {
         if (source == nullptr) {
             continue;
         }
-        if (source->isInput() || !lists(*source, &input)) {
+        if (source->isInput() || !lists(*source, input)) {
             twoSided = false;
         } else if (!isInOrder(source->node(), input.node())) {
             return Verdict::Disordered;
