@@ -2,10 +2,20 @@
 
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
 
 namespace TessilGraph {
 
 using internal::Access;
+
+NodeSet::NodeSet() : state_(std::make_shared<internal::NetworkState>()) {
+    state_->nodes = this;
+}
+
+NodeSet::~NodeSet() {
+    clear();
+    state_->nodes = nullptr;
+}
 
 Node* NodeSet::find(const std::string& name) const {
     Node* const* node = nodes_.find(name);
@@ -34,9 +44,13 @@ std::string NodeSet::uniqueName(const std::string& name) {
 
 void NodeSet::enter(Node& node, const std::string& name) {
     remove(name);
+    if (Access::slot(node) != 0) {
+        Access::home(node)->prepared->dissolve();
+    }
     nodes_.set(name, &node);
     node.setName(name);
-    Access::home(node) = this;
+    Access::home(node) = state_.get();
+    state_->noteWiring();
     ++Access::holders(node);
     internal::LentLists::nodeMoves(node);
 }
@@ -72,6 +86,10 @@ void NodeSet::clear() {
 
 void NodeSet::leave(Node& node) {
     --Access::holders(node);
+    if (Access::slot(node) != 0) {
+        Access::home(node)->prepared->dissolve();
+    }
+    state_->noteWiring();
     Access::home(node) = nullptr;
     internal::LentLists::nodeMoves(node);
 }

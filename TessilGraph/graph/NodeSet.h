@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/NameTable.h>
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -13,14 +14,22 @@ namespace TessilGraph {
 
 class Node;
 
+namespace internal {
+struct NetworkState;
+}
+
 /// The nodes of one network by name. It owns none of them.
 ///
 /// Threads: const functions may run side by side.
 class TESSILGRAPH_API NodeSet {
 public:
-    NodeSet() = default;
+    NodeSet();
+    ~NodeSet();
     NodeSet(const NodeSet&) = delete;
     NodeSet& operator=(const NodeSet&) = delete;
+
+    /// What the nodes and ports of this network tell about changes. Shared by those who watch them.
+    const std::shared_ptr<internal::NetworkState>& state() const { return state_; }
 
     std::size_t size() const { return nodes_.size(); }
 
@@ -63,6 +72,7 @@ private:
     void leave(Node& node);
     void giveBack(const std::string& freedName);
 
+    std::shared_ptr<internal::NetworkState> state_;
     NameTable<Node*> nodes_;
     std::unordered_map<std::string, Suffixes> suffixes_;  ///< Of names that were asked for while taken.
 };

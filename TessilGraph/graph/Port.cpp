@@ -4,11 +4,13 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
 #include <TessilUtils/Logger.h>
 
-#include <algorithm>
-#include <utility>
+#include <typeinfo>
+#include <vector>
 
 using TessilUtils::Logger;
 
@@ -16,21 +18,9 @@ namespace TessilGraph {
 
 using internal::lists;
 
-namespace {
-
-/// False when the port is not among them.
-bool removeFirst(std::vector<Port*>& ports, const Port* port) {
-    const auto found = std::find(ports.begin(), ports.end(), port);
-    if (found == ports.end()) {
-        return false;
-    }
-    ports.erase(found);
-    return true;
-}
-
-}  // namespace
-
 Port::Port(const std::string& name) : name_(name) {}
+
+Port::Port(const std::string& name, const internal::ValueType& valueType) : name_(name), valueType_(&valueType) {}
 
 std::string Port::typeStr() const {
     return "Port";
@@ -38,12 +28,14 @@ std::string Port::typeStr() const {
 
 Port::~Port() {
     internal::LentLists::forget(*this);
+    noteWiring();
 }
 
 void Port::copyValue(Port*) {}
 
 void Port::reset() {
     // The peers are only remembered, never touched: they may be gone already.
+    noteWiring();
     if (!input_) {
         stamp_ = internal::nextStamp();
     } else if (!connections_.empty()) {
@@ -58,10 +50,12 @@ void Port::setNode(Node* node) {
     if (node == node_) {
         return;
     }
+    noteNewStorage();
     // The old owner may still hold the port, and the new one need not.
     displaced_ = displaced_ || node_ != nullptr;
     removed_ = true;
     node_ = node;
+    internal::noteWiring(node);
     if (node != nullptr) {
         node->inputsElsewhere_ = true;
     }
@@ -74,6 +68,7 @@ void Port::setAsInput(bool input) {
     if (input == input_) {
         return;
     }
+    noteNewStorage();
     input_ = input;
     if (lost_ != nullptr || lostMany_) {
         // Outputs that still list this port now list an output.
@@ -86,7 +81,22 @@ void Port::setAsInput(bool input) {
 
 std::vector<Port*>& Port::getConnections() {
     internal::LentLists::watch(*this);
-    return connections_;
+    noteWiring();
+    return connections_.asVector();
+}
+
+/// A port that was removed may outlive the node that it goes on naming.
+void Port::noteWiring() {
+    if (!removed_) {
+        internal::noteWiring(node_);
+    }
+}
+
+void Port::noteNewStorage() {
+    noteWiring();
+    if (adopted_) {
+        internal::Access::home(*node_)->prepared->dissolve();
+    }
 }
 
 bool Port::connectTo(Port* other) {
@@ -102,10 +112,8 @@ bool Port::connectTo(Port* other) {
         Logger::error() << "Connect port on the same node is not allowed!";
         return false;
     }
-    const std::string type = typeStr();
-    const std::string otherType = other->typeStr();
-    if (type != otherType) {
-        Logger::error() << "Impossible connect a " << type << " attribute to a " << otherType << " port";
+    if (!hasTypeOf(*other)) {
+        Logger::error() << "Impossible connect a " << typeStr() << " attribute to a " << other->typeStr() << " port";
         return false;
     }
 
@@ -115,7 +123,8 @@ bool Port::connectTo(Port* other) {
         return false;
     }
     if ((input_ && !connections_.empty()) || (other->input_ && !other->connections_.empty())) {
-        Logger::error() << "Attribute already connected to another attribute " << name_ << " " << other->name_;
+        Logger::error() << "Attribute already connected to another attribute " << name_.str() << " "
+                        << other->name_.str();
         return false;
     }
 
@@ -126,13 +135,15 @@ bool Port::connectTo(Port* other) {
         return false;
     }
 
-    other->connections_.push_back(this);
+    other->connections_.add(this);
     try {
-        connections_.push_back(other);
+        connections_.add(other);
     } catch (...) {
-        other->connections_.pop_back();
+        other->connections_.removeLast();
         throw;
     }
+    noteWiring();
+    other->noteWiring();
     noteLinkTo(*other);
     other->noteLinkTo(*this);
     return true;
@@ -143,12 +154,23 @@ bool Port::disconnectFrom(Port* other) {
         Logger::error() << "Error null pointer";
         return false;
     }
-    if (!removeFirst(connections_, other)) {
+    if (!connections_.remove(other)) {
         Logger::error() << "Connection doesn't exist";
         return false;
     }
-    removeFirst(other->connections_, this);
+    other->connections_.remove(this);
+    noteWiring();
+    other->noteWiring();
     return true;
+}
+
+/// Ports with the same value are of one type, unless a host's own class says otherwise.
+bool Port::hasTypeOf(const Port& other) const {
+    if (valueType_ != nullptr && valueType_ == other.valueType_ && typeid(*this) == *valueType_->port &&
+        typeid(other) == *valueType_->port) {
+        return true;
+    }
+    return typeStr() == other.typeStr();
 }
 
 bool Port::isLinkedWith(const Port& other) const {
@@ -179,11 +201,14 @@ void Port::noteLinkTo(const Port& other) {
 /// No peer that this port knows lists it afterwards. The list is emptied in one go, since taking its
 /// entries out one by one from the front would be quadratic.
 void Port::detachFromPeers() {
-    const std::vector<Port*> peers = std::move(connections_);
+    const PortRange range = connections_.range();
+    const std::vector<Port*> peers(range.begin(), range.end());
     connections_.clear();
+    noteWiring();
     for (Port* peer : peers) {
         if (peer != nullptr) {
-            removeFirst(peer->connections_, this);
+            peer->connections_.remove(this);
+            peer->noteWiring();
         }
     }
 }

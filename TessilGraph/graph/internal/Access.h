@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
 
@@ -7,7 +8,6 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace TessilGraph::internal {
 
@@ -15,19 +15,37 @@ namespace TessilGraph::internal {
 struct Access {
     /// The links of a port, only to be read. Inside the library nobody calls the overload of
     /// `Port::getConnections` that lends the list for editing.
-    static const std::vector<Port*>& connections(const Port& port) { return port.connections_; }
-    static const std::string& name(const Port& port) { return port.name_; }
+    static PortRange connections(const Port& port) { return port.connections_.range(); }
+    static const std::string& name(const Port& port) { return port.name_.str(); }
     static bool& watched(Port& port) { return port.watched_; }
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
     static bool& removed(Port& port) { return port.removed_; }
     static Port*& lost(Port& port) { return port.lost_; }
     static std::uint64_t& stamp(Port& port) { return port.stamp_; }
+    static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
+    static const ValueType* valueType(const Port& port) { return port.valueType_; }
+    static bool isBound(const Port& port) { return port.bound_; }
+    static bool& adopted(Port& port) { return port.adopted_; }
+
+    // The value of a typed port: what readers see, the room in the port, and the value that `set` sets.
+    template <class TypedPort>
+    static auto*& data(TypedPort& port) {
+        return port.data_;
+    }
+    template <class TypedPort>
+    static auto& storedValue(TypedPort& port) {
+        return port.value_;
+    }
+    template <class TypedPort>
+    static auto& ownValue(TypedPort& port) {
+        return port.bound_ ? port.value_ : *port.data_;
+    }
 
     /// Takes all links of a node away on both sides, for a node that is to be deleted.
     static void unlink(Node& node) {
-        for (const std::vector<Port*>* ports : {&node.inputs_, &node.outputs_}) {
-            for (Port* port : *ports) {
+        for (const auto* ports : {&node.inputs_, &node.outputs_}) {
+            for (Port* port : ports->range()) {
                 if (port != nullptr) {
                     port->detachFromPeers();
                 }
@@ -36,16 +54,19 @@ struct Access {
     }
 
     static const std::string& name(const Node& node) { return node.name_; }
-    static const std::vector<Port*>& inputs(const Node& node) { return node.inputs_; }
-    static const std::vector<Port*>& outputs(const Node& node) { return node.outputs_; }
+    static PortRange inputs(const Node& node) { return node.inputs_.range(); }
+    static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
     static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
     static std::uint32_t& holders(Node& node) { return node.holders_; }
-    static const void*& home(Node& node) { return node.home_; }
+    static NetworkState*& home(Node& node) { return node.home_; }
+    static std::uint32_t& slot(Node& node) { return node.slot_; }
+    static std::atomic<std::uint8_t>*& dirty(Node& node) { return node.dirty_; }
+    static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
-    static std::size_t& place(Node& node) { return node.place_; }
+    static std::uint32_t& place(Node& node) { return node.place_; }
 };
 
 /// A number that no walk and no link has had before. Never 0.
@@ -54,9 +75,16 @@ inline std::uint64_t nextStamp() {
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
+/// Tells the network of a node, if there is one, that its wiring is no longer what it was.
+inline void noteWiring(Node* node) {
+    if (node != nullptr && Access::home(*node) != nullptr) {
+        Access::home(*node)->noteWiring();
+    }
+}
+
 /// Whether `peer` stands in the list of `port`.
 inline bool lists(const Port& port, const Port& peer) {
-    const std::vector<Port*>& peers = Access::connections(port);
+    const PortRange peers = Access::connections(port);
     return std::find(peers.begin(), peers.end(), &peer) != peers.end();
 }
 
@@ -80,7 +108,7 @@ inline const Port& endOfInputs(const Port& port) {
 
 /// The node that feeds an input port; null when nothing does.
 inline Node* upstreamNode(const Port& input) {
-    const std::vector<Port*>& sources = Access::connections(input);
+    const PortRange sources = Access::connections(input);
     return sources.empty() || sources.front() == nullptr ? nullptr : sources.front()->node();
 }
 

@@ -116,7 +116,7 @@ private:
         std::size_t link = 0;
 
         /// The next link, or null for a step from port to port or from node to node.
-        Port* next(const std::vector<Port*>& ports) {
+        Port* next(PortRange ports) {
             if (port == ports.size()) {
                 *this = {node + 1, 0, 0};
                 return nullptr;
@@ -147,7 +147,7 @@ private:
 
     void stepBackward() {
         Node& node = *backward_[up_.node];
-        const std::vector<Port*>& inputs = Access::inputs(node);
+        const PortRange inputs = Access::inputs(node);
         if (up_.port == 0 && up_.link == 0 && Access::inputsElsewhere(node)) {
             backwardComplete_ = false;
         }

@@ -16,7 +16,7 @@ namespace {
 /// Tells nodes apart by marks. Gives up when it meets a node of another home than the one named.
 class ByMarks {
 public:
-    explicit ByMarks(const NodeSet* home) : home_(home) {}
+    explicit ByMarks(const NetworkState* home) : home_(home) {}
 
     bool knows(Node& node) const { return home_ == nullptr || Access::home(node) == home_; }
     void startRound() { round_ = nextStamp(); }
@@ -32,7 +32,7 @@ public:
     bool isClosed(Node& node) const { return isDone(node); }
 
 private:
-    const NodeSet* home_;
+    const NetworkState* home_;
     const std::uint64_t done_ = nextStamp();
     const std::uint64_t open_ = nextStamp();
     std::uint64_t round_ = 0;
@@ -105,7 +105,7 @@ std::optional<EvaluationOrder> walkUpstream(Node& target, Gather gather, Visits 
 }  // namespace
 
 EvaluationOrder upstreamOrder(Node& target, Gather gather, const NodeSet& home) {
-    std::optional<EvaluationOrder> order = walkUpstream(target, gather, ByMarks(&home));
+    std::optional<EvaluationOrder> order = walkUpstream(target, gather, ByMarks(home.state().get()));
     return order ? std::move(*order) : *walkUpstream(target, gather, ByNames());
 }
 

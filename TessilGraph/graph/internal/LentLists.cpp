@@ -90,7 +90,7 @@ Verdict checkOutput(Port& output) {
 }
 
 Verdict checkInput(Port& input, const Snapshot& before) {
-    const std::vector<Port*>& sources = Access::connections(input);
+    const PortRange sources = Access::connections(input);
     const bool changed = sources.size() != before.size || (!sources.empty() && sources.front() != before.first);
     if (changed && before.size != 0) {
         Access::lostMany(input) = true;
@@ -188,7 +188,7 @@ void watch(Port& port) {
     const std::lock_guard<std::mutex> lock(all.mutex);
     const auto owner = all.owners.find(&port);
     if (owner == all.owners.end()) {
-        const std::vector<Port*>& peers = Access::connections(port);
+        const PortRange peers = Access::connections(port);
         enter(all, port, {peers.size(), peers.empty() ? nullptr : peers.front()});
     } else if (owner->second != ownerOf(port)) {
         reenter(all, port);
@@ -208,7 +208,7 @@ void nodeMoves(Node& node) {
     if (watchedPorts.load(std::memory_order_relaxed) == 0) {
         return;
     }
-    const auto moveAll = [](const std::vector<Port*>& ports) {
+    const auto moveAll = [](PortRange ports) {
         for (Port* port : ports) {
             if (port == nullptr || !Access::watched(*port)) {
                 continue;

@@ -19,7 +19,7 @@ namespace {
 using Level = std::vector<Node*>;
 
 bool isFed(const Node& node) {
-    const std::vector<Port*>& inputs = Access::inputs(node);
+    const PortRange inputs = Access::inputs(node);
     return std::any_of(inputs.begin(), inputs.end(),
                        [](const Port* input) { return input != nullptr && input->numConnections() != 0; });
 }
@@ -72,7 +72,7 @@ public:
         const std::uint64_t levelMark = nextStamp();
         for (std::size_t i = 0; i < nodes_.size(); ++i) {
             Access::mark(*nodes_[i]) = levelMark;
-            Access::place(*nodes_[i]) = i;
+            Access::place(*nodes_[i]) = static_cast<std::uint32_t>(i);
         }
         for (std::size_t i = 0; i < nodes_.size(); ++i) {
             for (const Port* input : Access::inputs(*nodes_[i])) {

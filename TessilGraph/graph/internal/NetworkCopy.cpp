@@ -12,7 +12,7 @@ namespace TessilGraph::internal {
 namespace {
 
 bool isLinked(const Node& node) {
-    const auto anyLinked = [](const std::vector<Port*>& ports) {
+    const auto anyLinked = [](PortRange ports) {
         return std::any_of(ports.begin(), ports.end(),
                            [](const Port* port) { return port != nullptr && port->numConnections() != 0; });
     };

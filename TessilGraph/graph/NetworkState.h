@@ -1,0 +1,43 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace TessilGraph {
+
+class Node;
+class NodeSet;
+
+namespace internal {
+
+class PreparedNodes;
+
+/// What a network tells those who keep something prepared for it. They hold it too, so that it
+/// outlives the network; all of it is raised or set by the network's nodes and ports.
+struct NetworkState {
+    /// Raised whenever a node or port comes or goes, a link is made or taken away, a list of links is
+    /// lent out for editing, or a port is bound to other storage.
+    std::atomic<std::uint64_t> wiring{0};
+
+    /// Raised whenever a node becomes dirty.
+    std::atomic<std::uint64_t> marks{0};
+
+    /// Null when the network is gone.
+    NodeSet* nodes = nullptr;
+
+    /// The compiled form of the network's nodes, while somebody has one.
+    PreparedNodes* prepared = nullptr;
+
+    void noteWiring() { raise(wiring); }
+    void noteMark() { raise(marks); }
+
+private:
+    /// Nodes that are computed side by side may raise a counter at the same time. It counts as raised
+    /// then, by how much is of no matter.
+    static void raise(std::atomic<std::uint64_t>& counter) {
+        counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+};
+
+}  // namespace internal
+}  // namespace TessilGraph
