@@ -183,7 +183,7 @@ void Node::leavePrepared() {
     }
 }
 
-void Node::addPort(Ports& ports, Port* port, bool asInput) {
+void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (port == nullptr) {
         Logger::error() << "Error null pointer";
         return;
@@ -198,7 +198,7 @@ void Node::addPort(Ports& ports, Port* port, bool asInput) {
     port->setAsInput(asInput);
     // A port that comes with links, or that others may still list, takes these to another node.
     const bool comesLinked = !port->connections_.empty();
-    const bool mayBeListed = port->lost_ != nullptr || port->lostMany_;
+    const bool mayBeListed = internal::Access::hasLost(*port);
     const bool isWatched = port->watched_;
     port->node_ = this;
     port->removed_ = false;
@@ -210,7 +210,7 @@ void Node::addPort(Ports& ports, Port* port, bool asInput) {
 }
 
 /// False when there is no port of that name.
-bool Node::removePort(Ports& ports, const std::string& name) {
+bool Node::removePort(PortList& ports, const std::string& name) {
     Port* port = findPort(ports.range(), name);
     if (port == nullptr) {
         return false;

@@ -114,10 +114,8 @@ private:
     friend class Port;
     friend struct internal::Access;
 
-    using Ports = PortList<3>;
-
-    void addPort(Ports& ports, Port* port, bool asInput);
-    bool removePort(Ports& ports, const std::string& name);
+    void addPort(PortList& ports, Port* port, bool asInput);
+    bool removePort(PortList& ports, const std::string& name);
     void noteOrigin();
     void leavePrepared();
 
@@ -129,8 +127,8 @@ private:
     std::uint32_t slot_ = 0;        ///< One more than its place among the prepared nodes of its network; 0 for none.
     bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
     bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
-    Ports outputs_;
-    Ports inputs_;
+    PortList outputs_;
+    PortList inputs_;
 
     // From here on stands what every evaluation reads, followed by what the node classes add.
     internal::NetworkState* home_ = nullptr;  ///< Of the network in which the node stands under its own name.

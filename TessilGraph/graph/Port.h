@@ -14,7 +14,6 @@ class Node;
 
 namespace internal {
 struct Access;
-struct ValueType;
 }  // namespace internal
 
 /// The connection point of a node: a name, an owner, a direction and the ports it is wired to.
@@ -95,7 +94,7 @@ public:
 
 protected:
     /// For ports with a value: how those who know only the port handle it.
-    Port(const std::string& name, const internal::ValueType& valueType);
+    Port(const std::string& name, std::uint8_t valueType);
 
     void setAsInput(bool input);
 
@@ -113,18 +112,16 @@ private:
     void detachFromPeers();
 
     PortName name_;
+    Node* node_ = nullptr;
+    PortList connections_;
 
     // What the cycle test knows of this port beyond its list; see internal/CycleCheck.h.
-    Port* lost_ = nullptr;     ///< The output that an input listed when it was reset. Never followed, only compared.
-    std::uint64_t stamp_ = 0;  ///< Input: when its link was made. Output: when its list was last emptied.
+    std::uint32_t epoch_ =
+        0;  ///< Output: since when nobody emptied its list. Input: the same of its source, when linked.
+    std::uint32_t lost_ = 0;  ///< Input: tells the output that it listed when it was reset.
 
-    const internal::ValueType* valueType_ = nullptr;  ///< Null for a port without a value.
-
-    // From here on stands what evaluation reads, followed by the value.
-    Node* node_ = nullptr;
-    PortList<1> connections_;
+    std::uint8_t valueType_ = 0;  ///< A number of internal::ValueType; 0 for a port without a value.
     bool input_ = true;
-
     bool watched_ = false;    ///< Stands in the register of lists that are looked through before the next link.
     bool lostMany_ = false;   ///< Outputs that this input does not list may list it, any number of them.
     bool displaced_ = false;  ///< `setNode` took the port away from an owner that may still hold it.

@@ -21,10 +21,10 @@ struct Access {
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
     static bool& removed(Port& port) { return port.removed_; }
-    static Port*& lost(Port& port) { return port.lost_; }
-    static std::uint64_t& stamp(Port& port) { return port.stamp_; }
+    static bool hasLost(const Port& port) { return port.lost_ != 0 || port.lostMany_; }
+    static std::uint32_t& epoch(Port& port) { return port.epoch_; }
     static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
-    static const ValueType* valueType(const Port& port) { return port.valueType_; }
+    static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
 
@@ -73,6 +73,13 @@ struct Access {
 inline std::uint64_t nextStamp() {
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+/// A number that no output has had before. Never 0.
+inline std::uint32_t nextEpoch() {
+    static std::atomic<std::uint32_t> last{0};
+    const std::uint32_t epoch = last.fetch_add(1, std::memory_order_relaxed) + 1;
+    return epoch != 0 ? epoch : nextEpoch();
 }
 
 /// Tells the network of a node, if there is one, that its wiring is no longer what it was.

@@ -152,7 +152,7 @@ private:
             backwardComplete_ = false;
         }
         Port* input = up_.port < inputs.size() ? inputs[up_.port] : nullptr;
-        if (input != nullptr && (Access::lost(*input) != nullptr || Access::lostMany(*input))) {
+        if (input != nullptr && Access::hasLost(*input)) {
             // An output that this input doesn't know of may list it.
             backwardComplete_ = false;
         }
@@ -179,10 +179,10 @@ private:
             return false;
         }
         if (Access::lostMany(input)) {
-            // Stamps speak for inputs with one source, which lists them.
+            // Epochs speak for inputs with one source, which lists them.
             return lists(source, input);
         }
-        return Access::stamp(input) > Access::stamp(source);
+        return Access::epoch(input) == Access::epoch(source);
     }
 
     bool forwardEnded() const { return down_.node == forward_.size(); }
