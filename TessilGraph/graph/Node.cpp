@@ -53,7 +53,11 @@ void markDirty(Node& node) {
 
 }  // namespace
 
-Node::Node() : label_(internal::newLabel()) {}
+Node::Node() : block_(internal::NodeMemory::claim(this)), label_(internal::newLabel()) {}
+
+void* Node::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
 
 std::string Node::typeStr() const {
     return "Node";
@@ -193,7 +197,7 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
         Logger::error() << "Port " << name << "already exists";
         return;
     }
-    ports.add(port);
+    ports.add(port, this);
     port->noteNewStorage();
     port->setAsInput(asInput);
     // A port that comes with links, or that others may still list, takes these to another node.

@@ -2,11 +2,14 @@
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortList.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -110,6 +113,18 @@ public:
     std::uint64_t profileTime() const { return profileTime_; }
     void setProfileTime(std::uint64_t time) { profileTime_ = time; }
 
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
+
 private:
     friend class Port;
     friend struct internal::Access;
@@ -119,6 +134,7 @@ private:
     void noteOrigin();
     void leavePrepared();
 
+    internal::NodeMemory::Block* const block_;  ///< Where the node's ports find room; null where there is none.
     std::string name_;
     std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.
     std::uint64_t secondMark_ = 0;  ///< For walks that tell two kinds of visit apart.

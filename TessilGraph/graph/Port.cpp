@@ -31,6 +31,10 @@ Port::Port(const std::string& name) : name_(name) {}
 
 Port::Port(const std::string& name, std::uint8_t valueType) : name_(name), valueType_(valueType) {}
 
+void* Port::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
+
 std::string Port::typeStr() const {
     return "Port";
 }

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <TessilGraph/Export.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/PortList.h>
 #include <TessilGraph/graph/PortName.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -91,6 +94,23 @@ public:
     /// Removes the link between this port and `other`. False, with the reason logged, when this
     /// port does not list `other`.
     bool disconnectFrom(Port* other);
+
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    /// Near the node that the port is made for.
+    static void* operator new(std::size_t size, const Node& node) {
+        return internal::NodeMemory::allocate(size, &node);
+    }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
+    static void operator delete(void* memory, const Node&) noexcept { operator delete(memory); }
 
 protected:
     /// For ports with a value: how those who know only the port handle it.

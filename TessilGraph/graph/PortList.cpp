@@ -1,5 +1,7 @@
 #include <TessilGraph/graph/PortList.h>
 
+#include <TessilGraph/graph/NodeMemory.h>
+
 #include <limits>
 #include <memory>
 #include <new>
@@ -13,8 +15,8 @@ struct PortList::Array {
 
     Port** ports() { return reinterpret_cast<Port**>(this + 1); }
 
-    static Array* make(std::uint32_t capacity) {
-        void* memory = ::operator new(sizeof(Array) + capacity * sizeof(Port*));
+    static Array* make(std::uint32_t capacity, const Node* node) {
+        void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(Port*), node);
         return new (memory) Array{0, capacity};
     }
 };
@@ -31,7 +33,7 @@ PortList::~PortList() {
 
 void PortList::destroy(std::uintptr_t word) {
     if ((word & kindBits) == isArray) {
-        ::operator delete(array(word));
+        internal::NodeMemory::release(array(word));
     } else if ((word & kindBits) == isLent) {
         destroy(lent(word)->before);
         delete lent(word);
@@ -46,7 +48,7 @@ PortRange PortList::longRange(std::uintptr_t word) {
     return ports.empty() ? PortRange() : PortRange(ports.data(), ports.size());
 }
 
-void PortList::add(Port* port) {
+void PortList::add(Port* port, const Node* node) {
     const std::uintptr_t old = word();
     if (old == 0 && port != nullptr) {
         setWord(reinterpret_cast<std::uintptr_t>(port));
@@ -63,7 +65,7 @@ void PortList::add(Port* port) {
         if (size > std::numeric_limits<std::uint32_t>::max() / 2) {
             throw std::bad_alloc();
         }
-        target = Array::make(size < 2 ? 2 : 2 * size);
+        target = Array::make(size < 2 ? 2 : 2 * size, node);
         std::copy(ports.begin(), ports.end(), target->ports());
         target->size = size;
         setWord(reinterpret_cast<std::uintptr_t>(target) | isArray);

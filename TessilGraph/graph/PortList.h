@@ -10,6 +10,7 @@
 
 namespace TessilGraph {
 
+class Node;
 class Port;
 
 /// A stretch of a list of ports, only to be read. Valid until the list changes.
@@ -73,7 +74,8 @@ public:
         return std::find(ports.begin(), ports.end(), port) != ports.end();
     }
 
-    void add(Port* port);
+    /// An array that gets too small is made anew, near `node` where that is given.
+    void add(Port* port, const Node* node = nullptr);
 
     /// The first entry of that port goes. False when there is none.
     bool remove(const Port* port);

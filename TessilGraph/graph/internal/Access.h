@@ -53,6 +53,7 @@ struct Access {
         }
     }
 
+    static NodeMemory::Block* block(const Node& node) { return node.block_; }
     static const std::string& name(const Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
