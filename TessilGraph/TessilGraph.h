@@ -11,6 +11,7 @@
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/initTessilGraph.h>

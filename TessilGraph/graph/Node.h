@@ -116,6 +116,7 @@ private:
     std::vector<Port*> outputs_;
     std::uint64_t profileTime_ = 0;
     std::atomic<bool> dirty_{true};
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
 
     // What walks and network managers note at a node instead of keeping sets of nodes.
     bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
