@@ -13,6 +13,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/NodeMemory.h>
+#include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortList.h>
 #include <TessilGraph/graph/PortName.h>

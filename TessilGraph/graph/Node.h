@@ -141,7 +141,8 @@ private:
     std::uint32_t place_ = 0;       ///< For walks that number what they find.
     std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
     std::uint32_t slot_ = 0;        ///< One more than its place among the prepared nodes of its network; 0 for none.
-    bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
+    bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
     bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
     PortList outputs_;
     PortList inputs_;
