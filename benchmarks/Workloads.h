@@ -85,6 +85,9 @@ public:
     std::uint64_t next();
     std::uint32_t below(std::size_t n) { return static_cast<std::uint32_t>(next() % n); }
 
+    /// From [0, 1).
+    double unit() { return static_cast<double>(next() >> 11) * 0x1p-53; }
+
     template <class T>
     void shuffle(std::vector<T>& list) {
         for (std::size_t i = list.size(); i-- > 1;) {

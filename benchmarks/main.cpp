@@ -82,6 +82,8 @@ void addAllLines(bool large) {
             }
         }
     }
+    bench::addRayLines();
+    bench::addCurveLines();
 }
 
 }  // namespace
