@@ -85,6 +85,14 @@ void EngineNetwork::setAll(bool dirty) {
     }
 }
 
+void EngineNetwork::rewire() {
+    const Link& link = workload_.links.back();
+    Port* source = nodes_[link.source]->getOutputPort(namesOf(workload_.kinds[link.source]).outputs[link.output]);
+    Port* target = nodes_[link.target]->getInputPort(namesOf(workload_.kinds[link.target]).inputs[link.input]);
+    source->disconnectFrom(target);
+    source->connectTo(target);
+}
+
 std::size_t EngineNetwork::countDirty() const {
     return static_cast<std::size_t>(
         std::count_if(nodes_.begin(), nodes_.end(), [](const Node* node) { return node->isDirty(); }));

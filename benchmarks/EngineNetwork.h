@@ -30,6 +30,10 @@ public:
     void touch(std::uint32_t node, const Imath::V3d& value);
     void mark(std::uint32_t node) { nodes_[node]->setDirty(true); }
     void setAll(bool dirty);
+
+    /// Takes a link away and makes it again.
+    void rewire();
+
     std::size_t countDirty() const;
 
     void evaluate() { manager_.computeNode(names_[workload_.sink]); }

@@ -116,14 +116,49 @@ void fillClean(Bed& bed, const Way& way, Case& compared) {
               {nullptr, [&bed, &way] { way.lean(bed.lean()); }, [&bed] { return bed.isLeanRight(); }});
 }
 
+/// The first evaluation after links have changed; what is kept from call to call is of no use then.
+void fillRewired(Bed& bed, const Way& way, Case& compared) {
+    compared.subject = {[&bed] {
+                            bed.spoil(bed.engine(), bed.engineTouches);
+                            bed.engine().rewire();
+                        },
+                        [&bed, &way] { way.run(bed.engine()); }, [&bed] { return bed.isEngineRight(); }};
+    compared.rivals.push_back({"lean_walk",
+                               {[&bed] { bed.spoil(bed.lean(), bed.leanTouches); }, [&bed] { bed.lean().evaluate(); },
+                                [&bed] { return bed.isLeanRight(); }}});
+}
+
+/// One joint of one character is moved, as against computing everything.
+void fillOneJoint(Bed& bed, const Way& way, Case& compared) {
+    compared.units = 1.0;
+    compared.unit = "ns/call";
+    const auto isRight = [&bed] { return bed.isEngineRight(); };
+    compared.subject = {nullptr,
+                        [&bed, &way] {
+                            bed.touchFew(bed.engine(), bed.engineTouches);
+                            way.run(bed.engine());
+                        },
+                        isRight};
+    compared.rivals.push_back(
+        {"all_dirty",
+         {[&bed] { bed.spoil(bed.engine(), bed.engineTouches); }, [&bed, &way] { way.run(bed.engine()); }, isRight}});
+}
+
 }  // namespace
 
 void addEvaluationLines(const Way& way, const std::string& kind, const std::string& size) {
     addCase(way, "all_dirty", kind, size, fillAllDirty);
-    if (size != "17.6k") {
-        addCase(way, "change_few", kind, size, fillChangeFew);
+    if (size == "17.6k") {
+        return;
+    }
+    addCase(way, "change_few", kind, size, fillChangeFew);
+    addCase(way, "clean", kind, size, fillClean);
+    if (kind == "rig") {
+        addCase(way, "one_joint", kind, size, fillOneJoint);
+    }
+    if (!way.isParallel()) {
         addCase(way, "change_all", kind, size, fillChangeAll);
-        addCase(way, "clean", kind, size, fillClean);
+        addCase(way, "rewired", kind, size, fillRewired);
     }
 }
 

@@ -36,11 +36,8 @@ FlatLoop::FlatLoop(const Workload& workload) : workload_(workload) {
     values_.assign(std::size_t{3} * size, 0.0);
     for (std::uint32_t node = 0; node < size; ++node) {
         entries_.push_back({size + 2 * node, size + 2 * node + 1});
-        if (stretches_.empty() || stretches_.back().kind != workload.kinds[node]) {
-            stretches_.push_back({workload.kinds[node], 0});
-        }
-        stretches_.back().end = node + 1;
     }
+    findStretches();
     for (const Link& link : workload.links) {
         (link.input == 0 ? entries_[link.target].in1 : entries_[link.target].in2) = link.source;
     }
@@ -65,25 +62,52 @@ void FlatLoop::run() {
     }
 }
 
-void FlatLoop::runDoubles() {
+void FlatLoop::findStretches() {
+    const std::vector<Kind>& kinds = workload_.kinds;
+    std::size_t node = 0;
+    while (node < kinds.size()) {
+        const Kind first = kinds[node];
+        const Kind second = node + 1 < kinds.size() ? kinds[node + 1] : first;
+        const std::size_t begin = node;
+        while (node < kinds.size() && kinds[node] == ((node - begin) % 2 == 0 ? first : second)) {
+            ++node;
+        }
+        stretches_.push_back({first, second, static_cast<std::uint32_t>(node)});
+    }
+}
+
+template <class First, class Second>
+void FlatLoop::run(std::uint32_t from, std::uint32_t to, First first, Second second) {
     double* const values = values_.data();
+    const Entry* const entries = entries_.data();
+    std::uint32_t node = from;
+    for (; node + 1 < to; node += 2) {
+        values[node] = first(values[entries[node].in1], values[entries[node].in2]);
+        values[node + 1] = second(values[entries[node + 1].in1], values[entries[node + 1].in2]);
+    }
+    if (node < to) {
+        values[node] = first(values[entries[node].in1], values[entries[node].in2]);
+    }
+}
+
+void FlatLoop::runDoubles() {
+    const auto add = [](double in1, double in2) { return in1 + in2; };
+    const auto least = [](double in1, double in2) { return smaller(in1, in2); };
+    const auto slow = [](double in1, double in2) { return slowSum(in1, in2); };
     std::uint32_t node = 0;
     for (const Stretch& stretch : stretches_) {
-        if (stretch.kind == Kind::addDouble) {
-            for (; node < stretch.end; ++node) {
-                values[node] = values[entries_[node].in1] + values[entries_[node].in2];
-            }
-        } else if (stretch.kind == Kind::slowAdd) {
-            for (; node < stretch.end; ++node) {
-                values[node] = slowSum(values[entries_[node].in1], values[entries_[node].in2]);
-            }
+        if (stretch.first == Kind::slowAdd) {
+            run(node, stretch.end, slow, slow);
+        } else if (stretch.first == stretch.second) {
+            stretch.first == Kind::addDouble ? run(node, stretch.end, add, add) : run(node, stretch.end, least, least);
+        } else if (stretch.first == Kind::addDouble) {
+            run(node, stretch.end, add, least);
         } else {
-            for (; node < stretch.end; ++node) {
-                values[node] = smaller(values[entries_[node].in1], values[entries_[node].in2]);
-            }
+            run(node, stretch.end, least, add);
         }
+        node = stretch.end;
     }
-    sink_ = V3d(values[workload_.sink], 0.0, 0.0);
+    sink_ = V3d(values_[workload_.sink], 0.0, 0.0);
 }
 
 void FlatLoop::runRig() {

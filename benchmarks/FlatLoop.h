@@ -28,11 +28,16 @@ private:
         std::uint32_t in1;
         std::uint32_t in2;
     };
-    /// A stretch of nodes of one kind.
+    /// Nodes of one kind, or of two in turn.
     struct Stretch {
-        Kind kind;
+        Kind first;
+        Kind second;
         std::uint32_t end;
     };
+
+    void findStretches();
+    template <class First, class Second>
+    void run(std::uint32_t from, std::uint32_t to, First first, Second second);
 
     const Workload& workload_;
     std::vector<Entry> entries_;  ///< Doubles: where in values_ a node finds its inputs.

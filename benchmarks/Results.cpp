@@ -44,7 +44,8 @@ std::vector<Line> readResults(const std::string& path) {
     std::vector<Line> lines;
     try {
         std::ifstream file(path);
-        for (const json& line : json::parse(file).at("lines")) {
+        const json results = json::parse(file);
+        for (const json& line : results.at("lines")) {
             lines.push_back(toLine(line));
         }
     } catch (const std::exception& problem) {

@@ -6,8 +6,12 @@ namespace bench {
 
 namespace {
 
+constexpr int nameWidth = 40;
+
+/// Beyond the spread of both; less than a hundredth is not worth a mark even where there is none.
 bool areApart(const Spread& a, const Spread& b) {
-    return a.max < b.min || b.max < a.min;
+    constexpr double little = 1.01;
+    return a.max * little < b.min || b.max * little < a.min;
 }
 
 double percent(double now, double before) {
@@ -36,19 +40,24 @@ Table::Table(const std::vector<Line>& stored) {
 }
 
 void Table::printHead() const {
-    std::printf("%-36s %10s %23s %-10s  %s%s\n", "operation/workload/size", "median", "[min .. max]", "",
+    std::printf("%-*s %10s %24s %-12s  %s%s\n", nameWidth, "operation/workload/size", "median", "[min .. max]", "",
                 "compared with: its median, x ratio to it [min .. max]",
                 stored_.empty() ? "" : "; change against the stored run, * beyond the spread");
 }
 
 void Table::print(const Line& line) const {
-    std::printf("%-36s %10.4g [%9.4g .. %9.4g] %-10s", line.name.c_str(), line.subject.median, line.subject.min,
-                line.subject.max, line.unit.c_str());
+    std::printf("%-*s %10.4g", nameWidth, line.name.c_str(), line.subject.median);
+    if (line.subject.min < line.subject.max) {
+        std::printf(" [%9.4g .. %9.4g]", line.subject.min, line.subject.max);
+    } else {
+        std::printf(" %24s", "");
+    }
+    std::printf(" %-12s", line.unit.c_str());
     for (std::size_t i = 0; i < line.comparisons.size(); ++i) {
         const Comparison& with = line.comparisons[i];
         std::printf("  %s %.4g x%.3g", with.name.c_str(), with.median, with.ratio.median);
         // What counts is the first; of the others the median will do.
-        if (i == 0) {
+        if (i == 0 && with.ratio.min < with.ratio.max) {
             std::printf(" [%.3g .. %.3g]", with.ratio.min, with.ratio.max);
         }
     }

@@ -1,5 +1,6 @@
 #include <benchmarks/Lines.h>
 #include <benchmarks/Measure.h>
+#include <benchmarks/Plot.h>
 #include <benchmarks/Results.h>
 #include <benchmarks/SlowNode.h>
 #include <benchmarks/Table.h>
@@ -18,6 +19,7 @@ struct Options {
     bool large = false;   ///< Also networks of a million nodes.
     std::string compare;  ///< Results of an earlier run.
     std::string out;      ///< Where the results go.
+    std::string plot;     ///< Where the picture goes.
 };
 
 /// Takes our own options out of the list; the others are Google Benchmark's.
@@ -35,7 +37,8 @@ Options takeOptions(int& argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--large") == 0) {
             options.large = true;
-        } else if (!takeValue(argv[i], "--compare=", options.compare) && !takeValue(argv[i], "--out=", options.out)) {
+        } else if (!takeValue(argv[i], "--compare=", options.compare) && !takeValue(argv[i], "--out=", options.out) &&
+                   !takeValue(argv[i], "--plot=", options.plot)) {
             argv[kept++] = argv[i];
         }
     }
@@ -110,6 +113,9 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
     if (!options.out.empty()) {
         bench::writeResults(options.out, lines);
+    }
+    if (!options.plot.empty()) {
+        bench::writePlot(options.plot, lines);
     }
     return allRight ? 0 : 1;
 }
