@@ -35,9 +35,9 @@ std::vector<std::string> makeNames(std::size_t count, const char* prefix) {
 }
 
 void buildByNames(TessilGraph::NetworkManager& manager, const Workload& workload, const std::vector<Link>& links,
-                  const std::vector<std::string>& names, const char* type) {
+                  const std::vector<std::string>& names) {
     for (std::size_t node = 0; node < workload.size(); ++node) {
-        manager.createNode(type != nullptr ? type : namesOf(workload.kinds[node]).type, names[node]);
+        manager.createNode(namesOf(workload.kinds[node]).type, names[node]);
     }
     for (const Link& link : links) {
         const char* output = namesOf(workload.kinds[link.source]).outputs[link.output];
@@ -49,9 +49,8 @@ void buildByNames(TessilGraph::NetworkManager& manager, const Workload& workload
     }
 }
 
-EngineNetwork::EngineNetwork(const Workload& workload, const char* type)
-    : workload_(workload), names_(makeNames(workload.size())) {
-    buildByNames(manager_, workload, workload.links, names_, type);
+EngineNetwork::EngineNetwork(const Workload& workload) : workload_(workload), names_(makeNames(workload.size())) {
+    buildByNames(manager_, workload, workload.links, names_);
     for (std::size_t node = 0; node < workload.size(); ++node) {
         nodes_.push_back(manager_.getNode(names_[node]));
         const char* input = namesOf(workload.kinds[node]).inputs[Workload::touchedInput];
@@ -84,6 +83,14 @@ void EngineNetwork::setAll(bool dirty) {
             node->setDirty(false);
         }
     }
+}
+
+void EngineNetwork::rewire() {
+    const Link& link = workload_.links.back();
+    Port* source = nodes_[link.source]->getOutputPort(namesOf(workload_.kinds[link.source]).outputs[link.output]);
+    Port* target = nodes_[link.target]->getInputPort(namesOf(workload_.kinds[link.target]).inputs[link.input]);
+    source->disconnectFrom(target);
+    source->connectTo(target);
 }
 
 std::size_t EngineNetwork::countDirty() const {
