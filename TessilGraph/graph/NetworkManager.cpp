@@ -216,16 +216,11 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (!node->isDirty()) {
         return;
     }
-    const bool cyclic = parallel && internal::runsInACircle(*node);
-    if (parallel && !cyclic) {
+    if (parallel && !internal::runsInACircle(*node)) {
         internal::computeInLevels(*node, data);
-        return;
+    } else {
+        internal::computeUpstream(*node, nodes_, data);
     }
-    const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::Dirty, nodes_);
-    if (cyclic || order.cyclic) {
-        internal::logCycle();
-    }
-    internal::computeInOrder(order.nodes, data);
 }
 
 void NetworkManager::setAllNodeDirty() {
@@ -239,11 +234,7 @@ void NetworkManager::cacheNodeNetwork(const std::string& name) {
     if (node == nullptr) {
         return;
     }
-    internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::All, nodes_);
-    if (order.cyclic) {
-        internal::logCycle();
-    }
-    networkCache_.store(name, std::move(order.nodes));
+    networkCache_.store(name, internal::wholeOrder(*node, nodes_));
 }
 
 void NetworkManager::clearNodeNetworkCache(const std::string& name) {

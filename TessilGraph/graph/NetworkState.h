@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace TessilGraph {
 
@@ -11,10 +12,14 @@ class NodeSet;
 namespace internal {
 
 class PreparedNodes;
+struct WalkScratch;
 
 /// What a network tells those who keep something prepared for it. They hold it too, so that it
 /// outlives the network; all of it is raised or set by the network's nodes and ports.
 struct NetworkState {
+    NetworkState();
+    ~NetworkState();
+
     /// Raised whenever a node or port comes or goes, a link is made or taken away, a list of links is
     /// lent out for editing, or a port is bound to other storage.
     std::atomic<std::uint64_t> wiring{0};
@@ -24,6 +29,9 @@ struct NetworkState {
 
     /// Null when the network is gone.
     NodeSet* nodes = nullptr;
+
+    /// Room for walks; empty while one is at it.
+    std::unique_ptr<WalkScratch> scratch;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
