@@ -138,13 +138,16 @@ protected:
     std::string getUniqueName(const std::string& name);
 
 private:
+    Node* waitingNode(const HashedName& name) const;
+    bool isCached(NodeSet::Position position, const HashedName& name) const;
+    void moveEntry(const HashedName& from, const HashedName& to);
     void destroy(Node& node);
-    void setCacheEntry(const std::string& name, NodeCacheEntry entry);
-    void eraseCacheEntry(const std::string& name);
+    void setCacheEntry(const HashedName& name, NodeCacheEntry entry);
+    void eraseCacheEntry(const HashedName& name);
 
     NodeSet nodes_;
     StoredOrders networkCache_;
-    NameTable<NodeCacheEntry> nodeCache_;
+    NameTable<NodeCacheEntry> nodeCache_;  ///< Of a node in use it knows by a bit of its entry in `nodes_`.
 };
 
 }  // namespace TessilGraph

@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/Node.h>
 
+#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
@@ -95,13 +96,10 @@ short Node::baseNodeType() const {
 }
 
 void Node::setName(const std::string& name) {
-    name_ = name;
-    if (home_ != nullptr) {
-        leavePrepared();
-        home_->noteWiring();
-        home_ = nullptr;
-        internal::LentLists::nodeMoves(*this);
+    if (home_ != nullptr && name != name_) {
+        home_->nodes->keepName(*this);
     }
+    name_ = name;
 }
 
 void Node::addInputPort(Port* port) {

@@ -141,9 +141,7 @@ private:
     std::uint32_t place_ = 0;       ///< For walks that number what they find.
     std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
     std::uint32_t slot_ = 0;        ///< One more than its place among the prepared nodes of its network; 0 for none.
-    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
-    bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
-    bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
+    std::uint32_t entry_ = 0;       ///< Where its entry stands in the node set of `home_`.
     PortList outputs_;
     PortList inputs_;
 
@@ -153,6 +151,10 @@ private:
     std::uint64_t profileTime_ = 0;
     std::atomic<std::uint8_t>* dirty_ = &ownDirty_;
     std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte, unless a prepared network keeps it.
+
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
+    bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
+    bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
 };
 
 }  // namespace TessilGraph

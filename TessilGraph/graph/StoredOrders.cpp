@@ -7,15 +7,6 @@
 
 namespace TessilGraph {
 
-namespace {
-
-void removeDead(std::vector<Node*>& order, const std::unordered_set<const Node*>& dead) {
-    order.erase(std::remove_if(order.begin(), order.end(), [&dead](const Node* node) { return dead.count(node) != 0; }),
-                order.end());
-}
-
-}  // namespace
-
 const std::vector<Node*>* StoredOrders::find(const std::string& name) {
     const auto found = orders_.find(name);
     if (found == orders_.end()) {
@@ -52,12 +43,10 @@ void StoredOrders::nodeDies(Node& node) {
     }
 }
 
-std::map<std::string, std::vector<Node*>> StoredOrders::living() const {
-    auto orders = orders_;
-    for (auto& [name, order] : orders) {
-        removeDead(order, dead_);
-    }
-    return orders;
+std::vector<Node*> StoredOrders::livingOf(std::vector<Node*> order) const {
+    order.erase(std::remove_if(order.begin(), order.end(), [this](const Node* node) { return dead_.count(node) != 0; }),
+                order.end());
+    return order;
 }
 
 void StoredOrders::forgetTheDead() {
@@ -65,7 +54,7 @@ void StoredOrders::forgetTheDead() {
         return;
     }
     for (auto& [name, order] : orders_) {
-        removeDead(order, dead_);
+        order = livingOf(std::move(order));
     }
     dead_.clear();
 }

@@ -31,10 +31,20 @@ public:
     /// To be told before a node that may stand in an order is deleted.
     void nodeDies(Node& node);
 
-    /// All orders by name, without the nodes that died.
-    std::map<std::string, std::vector<Node*>> living() const;
+    /// Calls `visit(name, order)` with all orders, without the nodes that died.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        for (const auto& [name, order] : orders_) {
+            if (dead_.empty()) {
+                visit(name, order);
+            } else {
+                visit(name, livingOf(order));
+            }
+        }
+    }
 
 private:
+    std::vector<Node*> livingOf(std::vector<Node*> order) const;
     void forgetTheDead();
 
     std::map<std::string, std::vector<Node*>> orders_;

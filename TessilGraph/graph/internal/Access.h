@@ -55,16 +55,21 @@ struct Access {
 
     static NodeMemory::Block* block(const Node& node) { return node.block_; }
     static const std::string& name(const Node& node) { return node.name_; }
+    static std::string& name(Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
     static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
     static std::uint32_t& holders(Node& node) { return node.holders_; }
     static NetworkState*& home(Node& node) { return node.home_; }
+    static const NetworkState* home(const Node& node) { return node.home_; }
+    static std::uint32_t& entry(Node& node) { return node.entry_; }
+    static std::uint32_t entry(const Node& node) { return node.entry_; }
     static std::uint32_t& slot(Node& node) { return node.slot_; }
     static std::atomic<std::uint8_t>*& dirty(Node& node) { return node.dirty_; }
     static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
+    static std::uint64_t label(const Node& node) { return node.label_; }
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
     static std::uint32_t& place(Node& node) { return node.place_; }

@@ -12,7 +12,6 @@ namespace TessilGraph::internal {
 
 namespace {
 
-constexpr std::uint64_t roomBetweenNodes = std::uint64_t(1) << 24;
 constexpr std::uint64_t roomBetweenMoved = std::uint64_t(1) << 20;
 constexpr std::uint64_t noLabel = std::numeric_limits<std::uint64_t>::max();
 
@@ -246,7 +245,11 @@ private:
 }  // namespace
 
 std::uint64_t newLabel() {
-    return takeLabels(roomBetweenNodes) + roomBetweenNodes;
+    return newLabels(1);
+}
+
+std::uint64_t newLabels(std::size_t count) {
+    return takeLabels(count * roomBetweenNodes) + roomBetweenNodes;
 }
 
 bool admitsLink(Node& upstream, Node& downstream, bool ordered) {

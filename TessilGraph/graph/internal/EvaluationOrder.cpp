@@ -140,27 +140,27 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
 }
 
 /// Fills `scratch.order` and says in the log if links run in a circle.
-void gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch) {
+void gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
     Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
     if (outcome == Outcome::MetUnknown) {
         outcome = walkUpstream(target, gather, ByNames(), scratch);
     }
-    if (outcome == Outcome::Cyclic) {
+    if (isCyclic || outcome == Outcome::Cyclic) {
         TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
     }
 }
 
 }  // namespace
 
-void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data) {
+void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
     const ScratchLease scratch(*home.state());
-    gatherUpstream(target, Gather::Dirty, home, *scratch);
+    gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
     computeInOrder((*scratch).order, data);
 }
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
     const ScratchLease scratch(*home.state());
-    gatherUpstream(target, Gather::All, home, *scratch);
+    gatherUpstream(target, Gather::All, home, *scratch, false);
     return (*scratch).order;
 }
 

@@ -11,8 +11,9 @@ class NodeSet;
 namespace TessilGraph::internal {
 
 /// Computes the dirty nodes that lead to `target` through dirty ones, and then `target`, as
-/// `wholeOrder` has them, and marks them clean. Says in the log if links run in a circle.
-void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data);
+/// `wholeOrder` has them, and marks them clean. Says in the log if links run in a circle, be it that the
+/// caller found one (`isCyclic`) or this walk.
+void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic);
 
 /// All nodes upstream of `target`, depth first, `target` last: each comes after all that feed it. A node
 /// that was waiting in two places stands twice in the order. Where links run in a circle, one of them
