@@ -155,20 +155,19 @@ void Node::setDirty(bool dirty) {
     noteOrigin();
     internal::SmallStack<Node*, 64> marked;
     marked.push(this);
-    while (!marked.empty()) {
-        const Node* node = marked.pop();
-        for (const Port* output : node->outputs_.range()) {
-            if (output == nullptr) {
-                continue;
-            }
-            for (const Port* peer : output->connections_.range()) {
-                Node* downstream = peer != nullptr ? peer->node() : nullptr;
-                if (downstream != nullptr && !downstream->isDirty()) {
-                    markDirty(*downstream);
-                    marked.push(downstream);
-                }
-            }
+    const auto markOwner = [&marked](const Port* peer) {
+        Node* downstream = peer != nullptr ? peer->node() : nullptr;
+        if (downstream != nullptr && !downstream->isDirty()) {
+            markDirty(*downstream);
+            marked.push(downstream);
         }
+    };
+    while (!marked.empty()) {
+        marked.pop()->outputs_.forEach([&markOwner](const Port* output) {
+            if (output != nullptr) {
+                output->connections_.forEach(markOwner);
+            }
+        });
     }
 }
 

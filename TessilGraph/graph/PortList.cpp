@@ -8,24 +8,10 @@
 
 namespace TessilGraph {
 
-/// Several ports, right behind this header.
-struct PortList::Array {
-    std::uint32_t size;
-    std::uint32_t capacity;
-
-    Port** ports() { return reinterpret_cast<Port**>(this + 1); }
-
-    static Array* make(std::uint32_t capacity, const Node* node) {
-        void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(Port*), node);
-        return new (memory) Array{0, capacity};
-    }
-};
-
-/// A vector that hosts have seen.
-struct PortList::Lent {
-    std::vector<Port*> ports;
-    std::uintptr_t before;  ///< What the list was; readers on other threads may still be at it.
-};
+PortList::Array* PortList::Array::make(std::uint32_t capacity, const Node* node) {
+    void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(Port*), node);
+    return new (memory) Array{0, capacity};
+}
 
 PortList::~PortList() {
     destroy(word());
@@ -38,14 +24,6 @@ void PortList::destroy(std::uintptr_t word) {
         destroy(lent(word)->before);
         delete lent(word);
     }
-}
-
-PortRange PortList::longRange(std::uintptr_t word) {
-    if ((word & kindBits) == isArray) {
-        return {array(word)->ports(), array(word)->size};
-    }
-    const std::vector<Port*>& ports = lent(word)->ports;
-    return ports.empty() ? PortRange() : PortRange(ports.data(), ports.size());
 }
 
 void PortList::add(Port* port, const Node* node) {

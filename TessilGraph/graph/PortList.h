@@ -56,6 +56,21 @@ public:
         return longRange(word);
     }
 
+    /// Calls `visit` with each port, as the list was when this was called.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        if ((word & kindBits) == isSingle) {
+            if (word != 0) {
+                visit(reinterpret_cast<Port*>(word));
+            }
+            return;
+        }
+        for (Port* port : longRange(word)) {
+            visit(port);
+        }
+    }
+
     std::size_t size() const { return range().size(); }
     bool empty() const { return size() == 0; }
 
@@ -87,15 +102,33 @@ public:
     std::vector<Port*>& asVector() const;
 
 private:
-    struct Array;
-    struct Lent;
+    /// Several ports, right behind this header.
+    struct Array {
+        std::uint32_t size;
+        std::uint32_t capacity;
+
+        Port** ports() { return reinterpret_cast<Port**>(this + 1); }
+        static Array* make(std::uint32_t capacity, const Node* node);
+    };
+
+    /// A vector that hosts have seen.
+    struct Lent {
+        std::vector<Port*> ports;
+        std::uintptr_t before;  ///< What the list was; readers on other threads may still be at it.
+    };
 
     static constexpr std::uintptr_t kindBits = 3;
     static constexpr std::uintptr_t isSingle = 0;
     static constexpr std::uintptr_t isArray = 1;
     static constexpr std::uintptr_t isLent = 2;
 
-    static PortRange longRange(std::uintptr_t word);
+    static PortRange longRange(std::uintptr_t word) {
+        if ((word & kindBits) == isArray) {
+            return {array(word)->ports(), array(word)->size};
+        }
+        const std::vector<Port*>& ports = lent(word)->ports;
+        return ports.empty() ? PortRange() : PortRange(ports.data(), ports.size());
+    }
     static Array* array(std::uintptr_t word) { return reinterpret_cast<Array*>(word & ~kindBits); }
     static Lent* lent(std::uintptr_t word) { return reinterpret_cast<Lent*>(word & ~kindBits); }
     static void destroy(std::uintptr_t word);

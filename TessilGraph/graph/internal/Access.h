@@ -57,6 +57,10 @@ struct Access {
     static const std::string& name(const Node& node) { return node.name_; }
     static std::string& name(Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
+    template <class Visit>
+    static void forEachInput(const Node& node, Visit visit) {
+        node.inputs_.forEach(visit);
+    }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
     static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
@@ -67,6 +71,15 @@ struct Access {
     static std::uint32_t entry(const Node& node) { return node.entry_; }
     static std::uint32_t& slot(Node& node) { return node.slot_; }
     static std::atomic<std::uint8_t>*& dirty(Node& node) { return node.dirty_; }
+    /// As `setDirty(false)`.
+    static void setClean(Node& node) {
+        if (node.slot_ == 0) {
+            node.dirty_->store(0, std::memory_order_relaxed);
+        } else {
+            node.setDirty(false);
+        }
+    }
+    static Port* firstConnection(const Port& port) { return port.connections_.front(); }
     static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
     static std::uint64_t label(const Node& node) { return node.label_; }
@@ -122,8 +135,8 @@ inline const Port& endOfInputs(const Port& port) {
 
 /// The node that feeds an input port; null when nothing does.
 inline Node* upstreamNode(const Port& input) {
-    const PortRange sources = Access::connections(input);
-    return sources.empty() || sources.front() == nullptr ? nullptr : sources.front()->node();
+    const Port* source = Access::firstConnection(input);
+    return source != nullptr ? source->node() : nullptr;
 }
 
 }  // namespace TessilGraph::internal

@@ -6,8 +6,8 @@
 
 #include <TessilUtils/Logger.h>
 
-#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <unordered_set>
 
@@ -60,19 +60,18 @@ private:
 template <class Visits>
 class Pushed {
 public:
-    Pushed(const std::vector<Node*>& stack) : stack_(stack), first_(stack.size()) {}
+    explicit Pushed(const std::vector<Node*>& stack) : stack_(stack), first_(stack.size()) {}
 
     bool has(Node& node) {
-        if (stack_.size() - first_ <= few) {
-            return std::any_of(stack_.begin() + static_cast<std::ptrdiff_t>(first_), stack_.end(),
-                               [&node](Node* pushed) { return Visits::areAlike(*pushed, node); });
+        if (stack_.size() - first_ > few) {
+            return isAmongMany(node);
         }
-        if (names_.empty()) {
-            for (std::size_t i = first_; i < stack_.size(); ++i) {
-                names_.insert(Access::name(*stack_[i]));
+        for (std::size_t i = first_; i < stack_.size(); ++i) {
+            if (Visits::areAlike(*stack_[i], node)) {
+                return true;
             }
         }
-        return !names_.insert(Access::name(node)).second;
+        return false;
     }
 
     bool none() const { return stack_.size() == first_; }
@@ -80,9 +79,19 @@ public:
 private:
     static constexpr std::size_t few = 8;
 
+    bool isAmongMany(Node& node) {
+        if (!names_) {
+            names_.emplace();
+            for (std::size_t i = first_; i < stack_.size(); ++i) {
+                names_->insert(Access::name(*stack_[i]));
+            }
+        }
+        return !names_->insert(Access::name(node)).second;
+    }
+
     const std::vector<Node*>& stack_;
     const std::size_t first_;
-    std::unordered_set<std::string_view> names_;  ///< Of nodes with very many inputs.
+    std::optional<std::unordered_set<std::string_view>> names_;  ///< For nodes with very many inputs.
 };
 
 enum class Outcome { Acyclic, Cyclic, MetUnknown };
@@ -120,10 +129,10 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
         }
         visits.setOpen(top);
         Pushed<Visits> pushed(stack);
-        for (const Port* input : Access::inputs(top)) {
+        Access::forEachInput(top, [&](const Port* input) {
             Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
             if (upstream == nullptr || (gather == Gather::Dirty && !upstream->isDirty()) || visits.isDone(*upstream)) {
-                continue;
+                return;
             }
             if (visits.isOpen(*upstream)) {
                 // It waits for this very node.
@@ -131,7 +140,7 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
             } else if (!pushed.has(*upstream)) {
                 stack.push_back(upstream);
             }
-        }
+        });
         if (pushed.none()) {
             finish(top);
         }
@@ -176,7 +185,7 @@ void computeInOrder(const std::vector<Node*>& order, const ComputeData* data) {
         }
         if (node->isDirty()) {
             node->compute(data);
-            node->setDirty(false);
+            Access::setClean(*node);
         }
     }
 }
