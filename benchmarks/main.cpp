@@ -1,5 +1,6 @@
 #include <benchmarks/EngineBenchmarks.h>
 #include <benchmarks/Measure.h>
+#include <benchmarks/PreparedBenchmarks.h>
 
 #include <benchmark/benchmark.h>
 
@@ -22,6 +23,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     bench::addEngineBenchmarks(large);
+    bench::addPreparedBenchmarks(large);
     bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     benchmark::Shutdown();

@@ -53,6 +53,11 @@ struct Access {
         }
     }
 
+    template <class Manager>
+    static auto& nodes(Manager& manager) {
+        return manager.nodes_;
+    }
+
     static const std::string& name(const Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
