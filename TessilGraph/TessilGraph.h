@@ -7,6 +7,8 @@
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>
+#include <TessilGraph/exec/CancelToken.h>
+#include <TessilGraph/exec/PreparedEvaluation.h>
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/NetworkState.h>

@@ -36,6 +36,9 @@ struct NetworkState {
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
 
+    /// Set while a prepared evaluation of the network runs.
+    std::atomic<bool> running{false};
+
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
 

@@ -54,6 +54,11 @@ struct Access {
     }
 
     static NodeMemory::Block* block(const Node& node) { return node.block_; }
+    template <class Manager>
+    static auto& nodes(Manager& manager) {
+        return manager.nodes_;
+    }
+
     static const std::string& name(const Node& node) { return node.name_; }
     static std::string& name(Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
