@@ -57,6 +57,7 @@ void Bed::dropNetworks() {
 }
 
 void Bed::settle() {
+    engine().forgetPrepared();
     engine().setAll(true);
     engine().evaluate();
     engine().setAll(false);

@@ -109,6 +109,22 @@ void EngineNetwork::replay() {
     manager_.computeNode(names_[workload_.sink], nullptr, parallel, useCache);
 }
 
+void EngineNetwork::runPrepared() {
+    if (!prepared_) {
+        prepared_.emplace(manager_, names_[workload_.sink]);
+    }
+    prepared_->run();
+}
+
+void EngineNetwork::runPreparedParallel() {
+    if (!prepared_) {
+        prepared_.emplace(manager_, names_[workload_.sink]);
+    }
+    TessilGraph::RunOptions options;
+    options.parallel = true;
+    prepared_->run(nullptr, options);
+}
+
 V3d EngineNetwork::sinkValue() const {
     return workload_.isRig() ? static_cast<PortTemplate<V3d>*>(sink_)->get()
                              : V3d(static_cast<PortTemplate<double>*>(sink_)->get(), 0.0, 0.0);

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,12 @@ public:
     void store() { manager_.cacheNodeNetwork(names_[workload_.sink]); }
     void replay();
 
+    void runPrepared();
+    void runPreparedParallel();
+
+    /// Ends the prepared evaluation, if there is one.
+    void forgetPrepared() { prepared_.reset(); }
+
     Imath::V3d sinkValue() const;
     bool isSinkDirty() const { return nodes_[workload_.sink]->isDirty(); }
 
@@ -56,6 +63,7 @@ private:
     std::vector<TessilGraph::Node*> nodes_;
     std::vector<TessilGraph::Port*> touched_;  ///< The input of each node that `touch` sets, found once.
     TessilGraph::Port* sink_ = nullptr;
+    std::optional<TessilGraph::PreparedEvaluation> prepared_;  ///< From its first run on.
 };
 
 }  // namespace bench

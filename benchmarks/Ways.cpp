@@ -20,6 +20,13 @@ void walkLevels(EngineNetwork& network) {
     network.evaluateLevels();
 }
 
+void runPrepared(EngineNetwork& network) {
+    network.runPrepared();
+}
+void runPreparedParallel(EngineNetwork& network) {
+    network.runPreparedParallel();
+}
+
 }  // namespace
 
 const std::vector<Way>& ways() {
@@ -27,6 +34,8 @@ const std::vector<Way>& ways() {
         {"stored", replay, replayLean},
         {"walk", walk, walkLean},
         {"levels", walkLevels, walkLean, walk},
+        {"prepared", runPrepared, replayLean},
+        {"prepared_parallel", runPreparedParallel, replayLean, runPrepared},
     };
     return all;
 }

@@ -56,9 +56,10 @@ std::vector<Node*> CompiledNetwork::nodesInOrder(const NetworkState& state) {
     std::vector<Labelled> labelled;
     labelled.reserve(state.nodes->size());
     const std::uint64_t walk = nextStamp();
-    for (const auto& [name, node] : *state.nodes) {
+    for (NodeSet::Position position = 0; position < state.nodes->endPosition(); ++position) {
+        Node* node = state.nodes->nodeIfAt(position);
         // A host may enter a node under two names, or into two networks.
-        if (Access::home(*node) == &state && Access::mark(*node) != walk) {
+        if (node != nullptr && Access::home(*node) == &state && Access::mark(*node) != walk) {
             Access::mark(*node) = walk;
             labelled.push_back({Access::label(*node), node});
         }

@@ -26,16 +26,13 @@ public:
             return true;
         }
         const std::uint64_t wiring = state_.wiring.load(std::memory_order_relaxed);
-        const EvaluationOrder order = upstreamOrder(*node, Gather::All, *state_.nodes);
-        if (order.cyclic) {
-            logCycle();
-        }
+        const std::vector<Node*> order = wholeOrder(*node, *state_.nodes);
         if (control_.wantsProgress()) {
-            const auto dirty = std::count_if(order.nodes.begin(), order.nodes.end(),
+            const auto dirty = std::count_if(order.begin(), order.end(),
                                              [](const Node* upstream) { return upstream->isDirty(); });
             control_.setTotal(control_.computed() + static_cast<std::uint64_t>(dirty));
         }
-        for (Node* upstream : order.nodes) {
+        for (Node* upstream : order) {
             if (!upstream->isDirty() || !computed_.insert(upstream).second) {
                 continue;
             }

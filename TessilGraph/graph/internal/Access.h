@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
 #include <algorithm>
 #include <atomic>
@@ -24,6 +25,8 @@ struct Access {
     static bool hasLost(const Port& port) { return port.lost_ != 0 || port.lostMany_; }
     static std::uint32_t& epoch(Port& port) { return port.epoch_; }
     static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
+    /// Null for a port without a value.
+    static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
     static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
