@@ -206,11 +206,8 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
-    if (useCache) {
-        if (const std::vector<Node*>* order = networkCache_.find(name)) {
-            internal::computeInOrder(*order, data);
-            return;
-        }
+    if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
+        return;
     }
     if (!node->isDirty()) {
         return;

@@ -8,4 +8,10 @@ NetworkState::NetworkState() = default;
 
 NetworkState::~NetworkState() = default;
 
+void NetworkState::reserveDirtyByte(std::uint32_t position) {
+    while (position / bytesTogether >= dirtyBytes_.size()) {
+        dirtyBytes_.push_back(std::make_unique<std::atomic<std::uint8_t>[]>(bytesTogether));
+    }
+}
+
 }  // namespace TessilGraph::internal

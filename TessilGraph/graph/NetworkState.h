@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace TessilGraph {
 
@@ -27,6 +28,12 @@ struct NetworkState {
     /// Raised whenever a node becomes dirty.
     std::atomic<std::uint64_t> marks{0};
 
+    /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
+    std::uint64_t storage = 0;
+
+    /// Raised whenever a node is given a profile time.
+    std::uint64_t profileTimes = 0;
+
     /// Null when the network is gone.
     NodeSet* nodes = nullptr;
 
@@ -39,6 +46,13 @@ struct NetworkState {
     /// Set while a prepared evaluation of the network runs.
     std::atomic<bool> running{false};
 
+    /// The dirty byte of the node at a position of the node set; close to those of its neighbours.
+    std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) {
+        return dirtyBytes_[position / bytesTogether][position % bytesTogether];
+    }
+    /// Makes room for the byte of that position.
+    void reserveDirtyByte(std::uint32_t position);
+
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
 
@@ -48,6 +62,10 @@ private:
     static void raise(std::atomic<std::uint64_t>& counter) {
         counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
+
+    static constexpr std::uint32_t bytesTogether = 4096;
+
+    std::vector<std::unique_ptr<std::atomic<std::uint8_t>[]>> dirtyBytes_;
 };
 
 }  // namespace internal

@@ -134,6 +134,13 @@ void Node::removeOutputPort(const std::string& name) {
     removePort(outputs_, name);
 }
 
+void Node::setProfileTime(std::uint64_t time) {
+    profileTime_ = time;
+    if (time != 0 && home_ != nullptr) {
+        ++home_->profileTimes;
+    }
+}
+
 void Node::setDirtyFlag() {
     markDirty(*this);
     noteOrigin();

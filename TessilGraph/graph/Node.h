@@ -111,7 +111,7 @@ public:
 
     /// Set to 0 for every node that an evaluation passes, the level walk apart.
     std::uint64_t profileTime() const { return profileTime_; }
-    void setProfileTime(std::uint64_t time) { profileTime_ = time; }
+    void setProfileTime(std::uint64_t time);
 
     // Nodes and ports live in memory of their own kind; see NodeMemory.
     static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }

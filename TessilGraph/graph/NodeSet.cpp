@@ -91,6 +91,7 @@ Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
     } else {
         position = endPosition();
         index_.reserveOne();
+        state_->reserveDirtyByte(position);
         made_.resize(position + std::size_t{1});
         entries_.push_back(&node);
         made_[position] = made;
@@ -183,6 +184,7 @@ void NodeSet::keepName(Node& node) {
     leavePrepared(node);
     state_->noteWiring();
     Access::home(node) = nullptr;
+    Access::bringDirtyHome(node);
     internal::LentLists::nodeMoves(node);
 }
 
@@ -207,6 +209,8 @@ bool NodeSet::bearsItsName(Position position) const {
 void NodeSet::settle(Node& node, Position position) {
     Access::home(node) = state_.get();
     Access::entry(node) = position;
+    Access::bringDirtyHome(node);
+    state_->profileTimes += node.profileTime() != 0 ? 1 : 0;
     state_->noteWiring();
     internal::LentLists::nodeMoves(node);
 }
@@ -219,6 +223,7 @@ void NodeSet::leave(Position position) {
     if (bearsItsName(position)) {
         leavePrepared(node);
         Access::home(node) = nullptr;
+        Access::bringDirtyHome(node);
         internal::LentLists::nodeMoves(node);
     } else {
         keptNames_.erase(position);
@@ -266,6 +271,9 @@ void NodeSet::closeGaps() {
         }
         if (bearsItsName(from)) {
             Access::entry(*entries_[from]) = to;
+            if (Access::slot(*entries_[from]) == 0) {
+                Access::bringDirtyHome(*entries_[from]);
+            }
         } else {
             keptNames.emplace(to, std::move(keptNames_[from]));
         }
@@ -276,6 +284,7 @@ void NodeSet::closeGaps() {
     entries_.resize(to);
     made_.resize(to);
     keptNames_ = std::move(keptNames);
+    state_->storage += 1;
     index_.renumber(moved);
 }
 

@@ -74,6 +74,9 @@ public:
     std::size_t size() const { return range().size(); }
     bool empty() const { return size() == 0; }
 
+    /// Whether hosts have seen the list as a vector, which they may edit.
+    bool isVector() const { return (word() & kindBits) == isLent; }
+
     /// The first port; null when there is none.
     Port* front() const {
         const std::uintptr_t word = word_.load(std::memory_order_acquire);

@@ -96,6 +96,7 @@ CompiledNetwork::~CompiledNetwork() {
 
 void CompiledNetwork::takeNodes() {
     state_->prepared = this;
+    ++state_->storage;
     for (Slot slot = 0; slot < size(); ++slot) {
         Node& node = *nodes_[slot];
         if (node.isDirty()) {
@@ -116,14 +117,13 @@ void CompiledNetwork::dissolve() noexcept {
         return;
     }
     state_->prepared = nullptr;
+    ++state_->storage;
     for (Port* port : adopted_) {
         Access::valueType(*port)->release(*port);
     }
     for (Slot slot = 0; slot < size(); ++slot) {
         Node& node = *nodes_[slot];
-        const bool dirty = node.isDirty();
-        Access::dirty(node) = &Access::ownDirty(node);
-        Access::ownDirty(node).store(dirty ? 1 : 0, std::memory_order_relaxed);
+        Access::bringDirtyHome(node);
         Access::slot(node) = 0;
     }
 }

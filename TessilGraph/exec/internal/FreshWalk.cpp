@@ -28,8 +28,8 @@ public:
         const std::uint64_t wiring = state_.wiring.load(std::memory_order_relaxed);
         const std::vector<Node*> order = wholeOrder(*node, *state_.nodes);
         if (control_.wantsProgress()) {
-            const auto dirty = std::count_if(order.begin(), order.end(),
-                                             [](const Node* upstream) { return upstream->isDirty(); });
+            const auto dirty =
+                std::count_if(order.begin(), order.end(), [](const Node* upstream) { return upstream->isDirty(); });
             control_.setTotal(control_.computed() + static_cast<std::uint64_t>(dirty));
         }
         for (Node* upstream : order) {

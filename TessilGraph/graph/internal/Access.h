@@ -28,6 +28,8 @@ struct Access {
     /// Null for a port without a value.
     static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
     static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
+    static bool isLent(const Port& port) { return port.connections_.isVector(); }
+    static bool removed(const Port& port) { return port.removed_; }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
 
@@ -88,6 +90,15 @@ struct Access {
         }
     }
     static Port* firstConnection(const Port& port) { return port.connections_.front(); }
+    /// Makes a node keep its dirty byte at `place`.
+    static void moveDirty(Node& node, std::atomic<std::uint8_t>& place) {
+        place.store(node.dirty_->load(std::memory_order_relaxed) != 0 ? 1 : 0, std::memory_order_relaxed);
+        node.dirty_ = &place;
+    }
+    /// The same, where it belongs while nobody has prepared the network.
+    static void bringDirtyHome(Node& node) {
+        moveDirty(node, node.home_ != nullptr ? node.home_->dirtyByte(node.entry_) : node.ownDirty_);
+    }
     static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
     static std::uint64_t label(const Node& node) { return node.label_; }

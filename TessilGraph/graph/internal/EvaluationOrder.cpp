@@ -164,7 +164,9 @@ void gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratc
 void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
     const ScratchLease scratch(*home.state());
     gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
-    computeInOrder((*scratch).order, data);
+    for (Node* node : (*scratch).order) {
+        computeIfDirty(*node, data);
+    }
 }
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
@@ -178,15 +180,13 @@ bool runsInACircle(Node& target) {
     return walkUpstream(target, Gather::Dirty, ByMarks(nullptr), scratch) == Outcome::Cyclic;
 }
 
-void computeInOrder(const std::vector<Node*>& order, const ComputeData* data) {
-    for (Node* node : order) {
-        if (node->profileTime() != 0) {
-            node->setProfileTime(0);
-        }
-        if (node->isDirty()) {
-            node->compute(data);
-            Access::setClean(*node);
-        }
+void computeIfDirty(Node& node, const ComputeData* data) {
+    if (node.profileTime() != 0) {
+        node.setProfileTime(0);
+    }
+    if (node.isDirty()) {
+        node.compute(data);
+        Access::setClean(node);
     }
 }
 

@@ -26,7 +26,7 @@ std::vector<Node*> wholeOrder(Node& target, const NodeSet& home);
 /// Whether links between dirty nodes upstream of `target` run in a circle.
 bool runsInACircle(Node& target);
 
-/// Computes the dirty nodes of an order, front to back, and marks them clean.
-void computeInOrder(const std::vector<Node*>& order, const ComputeData* data);
+/// Computes a node and marks it clean, if it is dirty. Sets its profile time to 0.
+void computeIfDirty(Node& node, const ComputeData* data);
 
 }  // namespace TessilGraph::internal
