@@ -13,6 +13,7 @@ class NodeSet;
 namespace internal {
 
 class PreparedNodes;
+struct KeptWalk;
 struct WalkScratch;
 
 /// What a network tells those who keep something prepared for it. They hold it too, so that it
@@ -39,6 +40,9 @@ struct NetworkState {
 
     /// Room for walks; empty while one is at it.
     std::unique_ptr<WalkScratch> scratch;
+
+    /// The last walk that found everything dirty; empty while it is at work again.
+    std::unique_ptr<KeptWalk> keptWalk;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
