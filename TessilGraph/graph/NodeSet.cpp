@@ -91,9 +91,11 @@ Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
     } else {
         position = endPosition();
         index_.reserveOne();
-        made_.resize(position + std::size_t{1});
-        entries_.push_back(&node);
+        if (made_.size() == position) {  // Where memory ran out after this, it is there already.
+            made_.push_back(made);
+        }
         made_[position] = made;
+        entries_.push_back(&node);
         index_.insert(name.hash(), position);
         ++size_;
         sorted_.clear();
@@ -276,7 +278,7 @@ void NodeSet::closeGaps() {
     entries_.resize(to);
     made_.resize(to);
     keptNames_ = std::move(keptNames);
-    index_.renumber(moved);
+    index_.moveAll(moved);
 }
 
 std::vector<NodeSet::Position> NodeSet::listed() const {
