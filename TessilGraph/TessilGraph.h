@@ -14,6 +14,7 @@
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortList.h>
 #include <TessilGraph/graph/PortName.h>

@@ -137,7 +137,8 @@ private:
     std::uint64_t mark_ = 0;                  ///< The last walk that has been here.
     std::uint64_t profileTime_ = 0;
     std::atomic<std::uint8_t>* dirty_ = &ownDirty_;
-    std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte, unless a prepared network keeps it.
+    std::atomic<std::uint8_t> ownDirty_{1};        ///< The dirty byte, unless a prepared network keeps it.
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
 };
 
 }  // namespace TessilGraph

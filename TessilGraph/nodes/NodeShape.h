@@ -3,20 +3,23 @@
 #include <TessilGraph/Export.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <memory>
 #include <string>
+#include <typeinfo>
 
 namespace TessilGraph {
 
 // What all built-in node classes are made of, and what a host makes its own from: derive from one of
 // the shapes below, give the class a typeInfo row, and register it with registerNodes.
 
-/// The type string that a node class is registered under, and its number.
+/// The type string that a node class is registered under, its number, and what evaluation may rely on.
 struct TypeInfo {
     const char* str = "";
     unsigned int id = 0;
+    NodeTraits traits = {};
 };
 
 /// The catalogue row of node class `N`. Every node class has one, next to the class.
@@ -47,10 +50,22 @@ PortTemplate<T>* addOutput(Node& node, const char* name) {
 /// `copy`; it is deleted if this throws.
 TESSILGRAPH_API Node* copyUnconnected(Node& node, Node* copy);
 
+/// Declares the traits in the row of `N`, if it has any.
+template <class N>
+void declareTraitsOfRow() {
+    if constexpr (!typeInfo<N>.traits.none()) {
+        static const bool declared = (declareNodeTraits(typeid(N), typeInfo<N>.traits), true);
+        static_cast<void>(declared);
+    }
+}
+
 /// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
 template <class N>
 class TESSILGRAPH_API NodeShape : public Node {
 public:
+    /// From the first node on, the traits in the row of `N` are known.
+    NodeShape() { declareTraitsOfRow<N>(); }
+
     /// A new node with default values, owned by the caller.
     static Node* creator() { return new N; }
 
@@ -105,6 +120,7 @@ private:
 /// Registers the node classes `N` with the factory in the order given.
 template <class... N>
 void registerNodes() {
+    (declareTraitsOfRow<N>(), ...);
     (NodeFactory::instance().registerNode(N::staticTypeStr(), N::creator), ...);
 }
 

@@ -72,6 +72,7 @@ struct Access {
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
     static std::uint32_t& place(Node& node) { return node.place_; }
+    static std::atomic<std::uint8_t>& traits(const Node& node) { return node.traits_; }
 };
 
 /// A number that no walk and no link has had before. Never 0.
