@@ -208,7 +208,6 @@ void addPreparedBenchmarks(bool large) {
             addRuns(kind, size);
         }
     }
-    addRuns("rig", "17.6k");
     for (const char* kind : {"dag", "fan", "ladder", "chain"}) {
         addSlow(kind);
     }
