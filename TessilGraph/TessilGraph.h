@@ -24,6 +24,7 @@
 #include <TessilGraph/nodes/BlendVectors.h>
 #include <TessilGraph/nodes/ClosestPointOnCurve.h>
 #include <TessilGraph/nodes/CompareNodes.h>
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/IfNodes.h>
 #include <TessilGraph/nodes/MathNodes.h>
 #include <TessilGraph/nodes/MatrixAlgorithmNodes.h>
