@@ -30,6 +30,7 @@ public:
     void touch(std::uint32_t node, const Imath::V3d& value);
     void mark(std::uint32_t node) { nodes_[node]->setDirty(true); }
     void setAll(bool dirty);
+    void clean(std::uint32_t node) { nodes_[node]->setDirty(false); }
 
     /// Takes a link away and makes it again.
     void rewire();
