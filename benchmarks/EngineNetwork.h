@@ -7,7 +7,7 @@
 #include <Imath/ImathVec.h>
 
 #include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <vector>
 
