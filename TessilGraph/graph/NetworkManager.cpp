@@ -206,25 +206,18 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
-    if (useCache) {
-        if (const std::vector<Node*>* order = networkCache_.find(name)) {
-            internal::computeInOrder(*order, data);
-            return;
-        }
+    if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
+        return;
     }
     if (!node->isDirty()) {
         return;
     }
-    const bool cyclic = parallel && internal::runsInACircle(*node);
-    if (parallel && !cyclic) {
+    const bool isCyclic = parallel && internal::runsInACircle(*node);
+    if (parallel && !isCyclic) {
         internal::computeInLevels(*node, data);
-        return;
+    } else {
+        internal::computeUpstream(*node, nodes_, data, isCyclic);
     }
-    const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::Dirty, nodes_);
-    if (cyclic || order.cyclic) {
-        internal::logCycle();
-    }
-    internal::computeInOrder(order.nodes, data);
 }
 
 void NetworkManager::setAllNodeDirty() {
@@ -240,11 +233,7 @@ void NetworkManager::cacheNodeNetwork(const std::string& name) {
     if (node == nullptr) {
         return;
     }
-    internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::All, nodes_);
-    if (order.cyclic) {
-        internal::logCycle();
-    }
-    networkCache_.store(name, std::move(order.nodes));
+    networkCache_.store(name, internal::wholeOrder(*node, nodes_));
 }
 
 void NetworkManager::clearNodeNetworkCache(const std::string& name) {

@@ -54,7 +54,11 @@ void markDirty(Node& node) {
 
 }  // namespace
 
-Node::Node() : label_(internal::newLabel()) {}
+Node::Node() : block_(internal::NodeMemory::claim(this)), label_(internal::newLabel()) {}
+
+void* Node::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
 
 std::string Node::typeStr() const {
     return "Node";
@@ -130,6 +134,13 @@ void Node::removeOutputPort(const std::string& name) {
     removePort(outputs_, name);
 }
 
+void Node::setProfileTime(std::uint64_t time) {
+    profileTime_ = time;
+    if (time != 0 && home_ != nullptr) {
+        ++home_->profileTimes;
+    }
+}
+
 void Node::setDirtyFlag() {
     markDirty(*this);
     noteOrigin();
@@ -151,20 +162,19 @@ void Node::setDirty(bool dirty) {
     noteOrigin();
     internal::SmallStack<Node*, 64> marked;
     marked.push(this);
-    while (!marked.empty()) {
-        const Node* node = marked.pop();
-        for (const Port* output : node->outputs_.range()) {
-            if (output == nullptr) {
-                continue;
-            }
-            for (const Port* peer : output->connections_.range()) {
-                Node* downstream = peer != nullptr ? peer->node() : nullptr;
-                if (downstream != nullptr && !downstream->isDirty()) {
-                    markDirty(*downstream);
-                    marked.push(downstream);
-                }
-            }
+    const auto markOwner = [&marked](const Port* peer) {
+        Node* downstream = peer != nullptr ? peer->node() : nullptr;
+        if (downstream != nullptr && !downstream->isDirty()) {
+            markDirty(*downstream);
+            marked.push(downstream);
         }
+    };
+    while (!marked.empty()) {
+        marked.pop()->outputs_.forEach([&markOwner](const Port* output) {
+            if (output != nullptr) {
+                output->connections_.forEach(markOwner);
+            }
+        });
     }
 }
 
@@ -181,7 +191,7 @@ void Node::leavePrepared() {
     }
 }
 
-void Node::addPort(Ports& ports, Port* port, bool asInput) {
+void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (port == nullptr) {
         Logger::error() << "Error null pointer";
         return;
@@ -191,12 +201,12 @@ void Node::addPort(Ports& ports, Port* port, bool asInput) {
         Logger::error() << "Port " << name << "already exists";
         return;
     }
-    ports.add(port);
+    ports.add(port, this);
     port->noteNewStorage();
     port->setAsInput(asInput);
     // A port that comes with links, or that others may still list, takes these to another node.
     const bool comesLinked = !port->connections_.empty();
-    const bool mayBeListed = port->lost_ != nullptr || port->lostMany_;
+    const bool mayBeListed = internal::Access::hasLost(*port);
     const bool isWatched = port->watched_;
     port->node_ = this;
     port->removed_ = false;
@@ -208,7 +218,7 @@ void Node::addPort(Ports& ports, Port* port, bool asInput) {
 }
 
 /// False when there is no port of that name.
-bool Node::removePort(Ports& ports, const std::string& name) {
+bool Node::removePort(PortList& ports, const std::string& name) {
     Port* port = findPort(ports.range(), name);
     if (port == nullptr) {
         return false;

@@ -2,11 +2,14 @@
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortList.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -108,19 +111,30 @@ public:
 
     /// Set to 0 for every node that an evaluation passes, the level walk apart.
     std::uint64_t profileTime() const { return profileTime_; }
-    void setProfileTime(std::uint64_t time) { profileTime_ = time; }
+    void setProfileTime(std::uint64_t time);
+
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
 
 private:
     friend class Port;
     friend struct internal::Access;
 
-    using Ports = PortList<3>;
-
-    void addPort(Ports& ports, Port* port, bool asInput);
-    bool removePort(Ports& ports, const std::string& name);
+    void addPort(PortList& ports, Port* port, bool asInput);
+    bool removePort(PortList& ports, const std::string& name);
     void noteOrigin();
     void leavePrepared();
 
+    internal::NodeMemory::Block* const block_;  ///< Where the node's ports find room; null where there is none.
     std::string name_;
     std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.
     std::uint64_t secondMark_ = 0;  ///< For walks that tell two kinds of visit apart.
@@ -128,8 +142,8 @@ private:
     std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
     std::uint32_t slot_ = 0;        ///< One more than its place among the prepared nodes of its network; 0 for none.
     std::uint32_t entry_ = 0;       ///< Where its entry stands in the node set of `home_`.
-    Ports outputs_;
-    Ports inputs_;
+    PortList outputs_;
+    PortList inputs_;
 
     // From here on stands what every evaluation reads, followed by what the node classes add.
     internal::NetworkState* home_ = nullptr;  ///< Of the network in which the node stands under its own name.
@@ -138,7 +152,8 @@ private:
     std::atomic<std::uint8_t>* dirty_ = &ownDirty_;
     std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte, unless a prepared network keeps it.
 
-    bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
+    bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
     bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
 };
 

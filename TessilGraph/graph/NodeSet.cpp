@@ -91,6 +91,7 @@ Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
     } else {
         position = endPosition();
         index_.reserveOne();
+        state_->reserveDirtyByte(position);
         if (made_.size() == position) {  // Where memory ran out after this, it is there already.
             made_.push_back(made);
         }
@@ -185,6 +186,7 @@ void NodeSet::keepName(Node& node) {
     leavePrepared(node);
     state_->noteWiring();
     Access::home(node) = nullptr;
+    Access::bringDirtyHome(node);
     internal::LentLists::nodeMoves(node);
 }
 
@@ -209,6 +211,8 @@ bool NodeSet::bearsItsName(Position position) const {
 void NodeSet::settle(Node& node, Position position) {
     Access::home(node) = state_.get();
     Access::entry(node) = position;
+    Access::bringDirtyHome(node);
+    state_->profileTimes += node.profileTime() != 0 ? 1 : 0;
     state_->noteWiring();
     internal::LentLists::nodeMoves(node);
 }
@@ -221,6 +225,7 @@ void NodeSet::leave(Position position) {
     if (bearsItsName(position)) {
         leavePrepared(node);
         Access::home(node) = nullptr;
+        Access::bringDirtyHome(node);
         internal::LentLists::nodeMoves(node);
     } else {
         keptNames_.erase(position);
@@ -268,6 +273,9 @@ void NodeSet::closeGaps() {
         }
         if (bearsItsName(from)) {
             Access::entry(*entries_[from]) = to;
+            if (Access::slot(*entries_[from]) == 0) {
+                Access::bringDirtyHome(*entries_[from]);
+            }
         } else {
             keptNames.emplace(to, std::move(keptNames_[from]));
         }
@@ -278,6 +286,7 @@ void NodeSet::closeGaps() {
     entries_.resize(to);
     made_.resize(to);
     keptNames_ = std::move(keptNames);
+    state_->storage += 1;
     index_.moveAll(moved);
 }
 

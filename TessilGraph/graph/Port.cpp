@@ -18,9 +18,22 @@ namespace TessilGraph {
 
 using internal::lists;
 
+namespace {
+
+/// Enough of a port's address to tell it from others; never 0.
+std::uint32_t tagOf(const Port* port) {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(port) >> 3) | 1U;
+}
+
+}  // namespace
+
 Port::Port(const std::string& name) : name_(name) {}
 
-Port::Port(const std::string& name, const internal::ValueType& valueType) : name_(name), valueType_(&valueType) {}
+Port::Port(const std::string& name, std::uint8_t valueType) : name_(name), valueType_(valueType) {}
+
+void* Port::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
 
 std::string Port::typeStr() const {
     return "Port";
@@ -37,10 +50,10 @@ void Port::reset() {
     // The peers are only remembered, never touched: they may be gone already.
     noteWiring();
     if (!input_) {
-        stamp_ = internal::nextStamp();
+        epoch_ = internal::nextEpoch();
     } else if (!connections_.empty()) {
-        Port* source = connections_.front();
-        lostMany_ = lostMany_ || connections_.size() > 1 || (lost_ != nullptr && lost_ != source);
+        const std::uint32_t source = tagOf(connections_.front());
+        lostMany_ = lostMany_ || connections_.size() > 1 || (lost_ != 0 && lost_ != source);
         lost_ = source;
     }
     connections_.clear();
@@ -70,7 +83,7 @@ void Port::setAsInput(bool input) {
     }
     noteNewStorage();
     input_ = input;
-    if (lost_ != nullptr || lostMany_) {
+    if (lost_ != 0 || lostMany_) {
         // Outputs that still list this port now list an output.
         displaced_ = true;
     }
@@ -166,9 +179,11 @@ bool Port::disconnectFrom(Port* other) {
 
 /// Ports with the same value are of one type, unless a host's own class says otherwise.
 bool Port::hasTypeOf(const Port& other) const {
-    if (valueType_ != nullptr && valueType_ == other.valueType_ && typeid(*this) == *valueType_->port &&
-        typeid(other) == *valueType_->port) {
-        return true;
+    if (valueType_ != 0 && valueType_ == other.valueType_) {
+        const std::type_info& library = *internal::valueTypeOf(*this)->port;
+        if (typeid(*this) == library && typeid(other) == library) {
+            return true;
+        }
     }
     return typeStr() == other.typeStr();
 }
@@ -181,7 +196,7 @@ bool Port::isLinkedWith(const Port& other) const {
     const Port& out = input_ ? other : *this;
     // The ends of a link list each other, so the short list of the input answers; unless the input
     // was reset and the output has not been emptied since.
-    const bool mayBeListed = in.lostMany_ || (in.lost_ == &out && in.stamp_ > out.stamp_);
+    const bool mayBeListed = in.lostMany_ || (in.lost_ == tagOf(&out) && in.epoch_ == out.epoch_);
     return lists(in, out) || (mayBeListed && lists(out, in));
 }
 
@@ -192,9 +207,9 @@ void Port::noteLinkTo(const Port& other) {
         }
         return;
     }
-    stamp_ = internal::nextStamp();
-    if (lost_ == &other) {
-        lost_ = nullptr;
+    epoch_ = other.epoch_;
+    if (lost_ == tagOf(&other)) {
+        lost_ = 0;
     }
 }
 

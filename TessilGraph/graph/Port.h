@@ -1,10 +1,13 @@
 #pragma once
 
 #include <TessilGraph/Export.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/PortList.h>
 #include <TessilGraph/graph/PortName.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -14,7 +17,6 @@ class Node;
 
 namespace internal {
 struct Access;
-struct ValueType;
 }  // namespace internal
 
 /// The connection point of a node: a name, an owner, a direction and the ports it is wired to.
@@ -93,9 +95,26 @@ public:
     /// port does not list `other`.
     bool disconnectFrom(Port* other);
 
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    /// Near the node that the port is made for.
+    static void* operator new(std::size_t size, const Node& node) {
+        return internal::NodeMemory::allocate(size, &node);
+    }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
+    static void operator delete(void* memory, const Node&) noexcept { operator delete(memory); }
+
 protected:
     /// For ports with a value: how those who know only the port handle it.
-    Port(const std::string& name, const internal::ValueType& valueType);
+    Port(const std::string& name, std::uint8_t valueType);
 
     void setAsInput(bool input);
 
@@ -113,18 +132,16 @@ private:
     void detachFromPeers();
 
     PortName name_;
+    Node* node_ = nullptr;
+    PortList connections_;
 
     // What the cycle test knows of this port beyond its list; see internal/CycleCheck.h.
-    Port* lost_ = nullptr;     ///< The output that an input listed when it was reset. Never followed, only compared.
-    std::uint64_t stamp_ = 0;  ///< Input: when its link was made. Output: when its list was last emptied.
+    std::uint32_t epoch_ =
+        0;  ///< Output: since when nobody emptied its list. Input: the same of its source, when linked.
+    std::uint32_t lost_ = 0;  ///< Input: tells the output that it listed when it was reset.
 
-    const internal::ValueType* valueType_ = nullptr;  ///< Null for a port without a value.
-
-    // From here on stands what evaluation reads, followed by the value.
-    Node* node_ = nullptr;
-    PortList<1> connections_;
+    std::uint8_t valueType_ = 0;  ///< A number of internal::ValueType; 0 for a port without a value.
     bool input_ = true;
-
     bool watched_ = false;    ///< Stands in the register of lists that are looked through before the next link.
     bool lostMany_ = false;   ///< Outputs that this input does not list may list it, any number of them.
     bool displaced_ = false;  ///< `setNode` took the port away from an owner that may still hold it.

@@ -1,106 +1,119 @@
 #include <TessilGraph/graph/PortList.h>
 
+#include <TessilGraph/graph/NodeMemory.h>
+
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <new>
 
 namespace TessilGraph {
 
-template <std::size_t Room>
-PortList<Room>::~PortList() {
-    delete vector_.load(std::memory_order_relaxed);
-    if (capacity_ != 0) {
-        delete[] many_;
+PortList::Array* PortList::Array::make(std::uint32_t capacity, const Node* node) {
+    void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(Port*), node);
+    return new (memory) Array{0, capacity};
+}
+
+PortList::~PortList() {
+    destroy(word());
+}
+
+void PortList::destroy(std::uintptr_t word) {
+    if ((word & kindBits) == isArray) {
+        internal::NodeMemory::release(array(word));
+    } else if ((word & kindBits) == isLent) {
+        destroy(lent(word)->before);
+        delete lent(word);
     }
 }
 
-template <std::size_t Room>
-void PortList<Room>::add(Port* port) {
-    if (std::vector<Port*>* vector = vector_.load(std::memory_order_relaxed)) {
-        vector->push_back(port);
+void PortList::add(Port* port, const Node* node) {
+    const std::uintptr_t old = word();
+    if (old == 0 && port != nullptr) {
+        setWord(reinterpret_cast<std::uintptr_t>(port));
         return;
     }
-    if (size_ == (capacity_ == 0 ? Room : capacity_)) {
-        grow();
+    if ((old & kindBits) == isLent) {
+        lent(old)->ports.push_back(port);
+        return;
     }
-    (capacity_ == 0 ? few_ : many_)[size_++] = port;
+    const PortRange ports = range();
+    const auto size = static_cast<std::uint32_t>(ports.size());
+    Array* target = (old & kindBits) == isArray ? array(old) : nullptr;
+    if (target == nullptr || target->size == target->capacity) {
+        if (size > std::numeric_limits<std::uint32_t>::max() / 2) {
+            throw std::bad_alloc();
+        }
+        target = Array::make(size < 2 ? 2 : 2 * size, node);
+        std::copy(ports.begin(), ports.end(), target->ports());
+        target->size = size;
+        setWord(reinterpret_cast<std::uintptr_t>(target) | isArray);
+        destroy(old);
+    }
+    target->ports()[target->size++] = port;
 }
 
-template <std::size_t Room>
-bool PortList<Room>::remove(const Port* port) {
-    if (std::vector<Port*>* vector = vector_.load(std::memory_order_relaxed)) {
-        const auto found = std::find(vector->begin(), vector->end(), port);
-        if (found == vector->end()) {
+bool PortList::remove(const Port* port) {
+    const std::uintptr_t old = word();
+    if ((old & kindBits) == isSingle) {
+        if (old == 0 || reinterpret_cast<Port*>(old) != port) {
             return false;
         }
-        vector->erase(found);
+        setWord(0);
         return true;
     }
-    Port** const begin = capacity_ == 0 ? few_ : many_;
-    Port** const end = begin + size_;
+    if ((old & kindBits) == isLent) {
+        std::vector<Port*>& ports = lent(old)->ports;
+        const auto found = std::find(ports.begin(), ports.end(), port);
+        if (found == ports.end()) {
+            return false;
+        }
+        ports.erase(found);
+        return true;
+    }
+    Port** const begin = array(old)->ports();
+    Port** const end = begin + array(old)->size;
     Port** const found = std::find(begin, end, port);
     if (found == end) {
         return false;
     }
     std::copy(found + 1, end, found);
-    --size_;
+    --array(old)->size;
     return true;
 }
 
-template <std::size_t Room>
-void PortList<Room>::removeLast() {
-    if (std::vector<Port*>* vector = vector_.load(std::memory_order_relaxed)) {
-        vector->pop_back();
+void PortList::removeLast() {
+    const std::uintptr_t old = word();
+    if ((old & kindBits) == isSingle) {
+        setWord(0);
+    } else if ((old & kindBits) == isLent) {
+        lent(old)->ports.pop_back();
     } else {
-        --size_;
+        --array(old)->size;
     }
 }
 
-template <std::size_t Room>
-void PortList<Room>::clear() {
-    if (std::vector<Port*>* vector = vector_.load(std::memory_order_relaxed)) {
-        vector->clear();
+void PortList::clear() {
+    const std::uintptr_t old = word();
+    if ((old & kindBits) == isLent) {
+        lent(old)->ports.clear();
         return;
     }
-    if (capacity_ != 0) {
-        delete[] many_;
-        capacity_ = 0;
-    }
-    size_ = 0;
+    setWord(0);
+    destroy(old);
 }
 
-template <std::size_t Room>
-std::vector<Port*>& PortList<Room>::asVector() const {
-    if (std::vector<Port*>* vector = vector_.load(std::memory_order_acquire)) {
-        return *vector;
+std::vector<Port*>& PortList::asVector() const {
+    std::uintptr_t old = word_.load(std::memory_order_acquire);
+    if ((old & kindBits) == isLent) {
+        return lent(old)->ports;
     }
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (vector_.load(std::memory_order_relaxed) == nullptr) {
-        const PortRange ports = range();
-        vector_.store(new std::vector<Port*>(ports.begin(), ports.end()), std::memory_order_release);
+    const PortRange ports = range();
+    auto made = std::make_unique<Lent>(Lent{std::vector<Port*>(ports.begin(), ports.end()), old});
+    const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(made.get()) | isLent;
+    if (word_.compare_exchange_strong(old, word, std::memory_order_acq_rel, std::memory_order_acquire)) {
+        return made.release()->ports;
     }
-    return *vector_.load(std::memory_order_relaxed);
+    return lent(old)->ports;  // Another thread was first.
 }
-
-template <std::size_t Room>
-void PortList<Room>::grow() {
-    if (size_ > std::numeric_limits<std::uint32_t>::max() / 2) {
-        throw std::bad_alloc();
-    }
-    const std::uint32_t capacity = std::max<std::uint32_t>(4, 2 * size_);
-    Port** const wider = new Port*[capacity];
-    Port** const old = capacity_ == 0 ? few_ : many_;
-    std::copy(old, old + size_, wider);
-    if (capacity_ != 0) {
-        delete[] many_;
-    }
-    many_ = wider;
-    capacity_ = capacity;
-}
-
-template class PortList<1>;
-template class PortList<3>;
 
 }  // namespace TessilGraph

@@ -5,6 +5,7 @@
 #include <TessilGraph/graph/internal/ValueType.h>
 
 #include <new>
+#include <type_traits>
 #include <typeinfo>
 
 namespace TessilGraph {
@@ -40,17 +41,46 @@ struct ValueOf {
 
 }  // namespace internal
 
+namespace {
+
+using internal::ValueOf;
+using internal::ValueType;
+
 template <class T>
-const internal::ValueType PortTemplate<T>::valueType = {&typeid(PortTemplate<T>),      sizeof(T),
-                                                        internal::isPlainValue<T>,     internal::ValueOf<T>::own,
-                                                        internal::ValueOf<T>::shown,   internal::ValueOf<T>::adopt,
-                                                        internal::ValueOf<T>::release, internal::ValueOf<T>::assign,
-                                                        internal::ValueOf<T>::clone,   internal::ValueOf<T>::destroy,
-                                                        internal::ValueOf<T>::same};
+constexpr ValueType valueType = {&typeid(PortTemplate<T>), sizeof(T),          internal::isPlainValue<T>,
+                                 ValueOf<T>::own,          ValueOf<T>::shown,  ValueOf<T>::adopt,
+                                 ValueOf<T>::release,      ValueOf<T>::assign, ValueOf<T>::clone,
+                                 ValueOf<T>::destroy,      ValueOf<T>::same};
+
+/// The value types of ports, numbered from 1.
+template <class... T>
+struct Numbered {
+    template <class Wanted>
+    static constexpr std::uint8_t number() {
+        std::uint8_t place = 0;
+        std::uint8_t found = 0;
+        ((++place, found = std::is_same_v<T, Wanted> ? place : found), ...);
+        return found;
+    }
+
+    static constexpr const ValueType* types[] = {nullptr, &valueType<T>...};
+};
+
+using Values = Numbered<bool, Long, double, std::string, Imath::M44d, Imath::V3d, Imath::Quatd, TessilUtils::Curve,
+                        TessilUtils::Mesh, TessilUtils::Image, TessilUtils::Curve*, TessilUtils::Mesh*,
+                        std::vector<bool>, std::vector<Long>, std::vector<double>, std::vector<std::string>,
+                        std::vector<Imath::M44d>, std::vector<Imath::V3d>, std::vector<Imath::Quatd>,
+                        std::vector<TessilUtils::Curve>, std::vector<TessilUtils::Mesh>>;
+
+}  // namespace
+
+const internal::ValueType* internal::valueTypeOf(const Port& port) {
+    return Values::types[Access::valueTypeNumber(port)];
+}
 
 template <class T>
 PortTemplate<T>::PortTemplate(const std::string& name)
-    : Port(name, valueType), data_(&value_), value_(defaultPortValue<T>()) {}
+    : Port(name, Values::number<T>()), data_(&value_), value_(defaultPortValue<T>()) {}
 
 template <class T>
 PortTemplate<T>::~PortTemplate() {

@@ -123,8 +123,6 @@ private:
     /// Where a row of inputs that were linked by hand ends; this port if it runs in a circle.
     const Port& endOfInputs() const;
 
-    static const internal::ValueType valueType;
-
     T* data_;  ///< What readers see: the own value, or storage outside. While adopted, the own value elsewhere.
     T value_;  ///< The own value; while adopted, a copy that doesn't count.
 };

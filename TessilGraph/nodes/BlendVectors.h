@@ -26,7 +26,7 @@ private:
 };
 
 template <>
-inline constexpr TypeInfo typeInfo<BlendVectors>{"BlendVectors", 83};
+inline constexpr TypeInfo typeInfo<BlendVectors>{"BlendVectors", 83, pureNode};
 
 /// Registers the vector blending node.
 TESSILGRAPH_API void registerBlendVectorsNode();

@@ -41,9 +41,10 @@ private:
 };
 
 // The type string lacks an "s", as does the name of the registration function: both are kept for
-// the networks and hosts that use them.
+// the networks and hosts that use them. A curve may be of a host's own class, whose search does whatever
+// it does, so the node is not taken for pure.
 template <>
-inline constexpr TypeInfo typeInfo<ClosestPointOnCurve>{"ClosetPointOnCurve", 82};
+inline constexpr TypeInfo typeInfo<ClosestPointOnCurve>{"ClosetPointOnCurve", 82, outputKeepingNode};
 
 /// Registers the closest-point node.
 TESSILGRAPH_API void registerClosetPointOnCurveNode();

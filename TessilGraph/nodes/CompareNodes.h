@@ -35,13 +35,13 @@ private:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<CompareNode<bool>>{"CompareBool", 92};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<Long>>{"CompareLong", 93};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<double>>{"CompareDouble", 94};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<std::string>>{"CompareString", 95};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::M44d>>{"CompareMatrix", 96};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::V3d>>{"CompareVector", 97};
-template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::Quatd>>{"CompareQuaternion", 98};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<bool>>{"CompareBool", 92, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<Long>>{"CompareLong", 93, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<double>>{"CompareDouble", 94, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<std::string>>{"CompareString", 95, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::M44d>>{"CompareMatrix", 96, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::V3d>>{"CompareVector", 97, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::Quatd>>{"CompareQuaternion", 98, pureNode};
 // clang-format on
 
 /// Registers the compare nodes.

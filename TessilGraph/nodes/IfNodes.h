@@ -42,13 +42,13 @@ public:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<IfNode<bool>>{"IfBool", 84};
-template <> inline constexpr TypeInfo typeInfo<IfNode<Long>>{"IfLong", 85};
-template <> inline constexpr TypeInfo typeInfo<IfNode<double>>{"IfDouble", 86};
-template <> inline constexpr TypeInfo typeInfo<IfNode<std::string>>{"IfString", 87};
-template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::M44d>>{"IfMatrix", 88};
-template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::V3d>>{"IfVector", 89};
-template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::Quatd>>{"IfQuaternion", 90};
+template <> inline constexpr TypeInfo typeInfo<IfNode<bool>>{"IfBool", 84, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<Long>>{"IfLong", 85, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<double>>{"IfDouble", 86, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<std::string>>{"IfString", 87, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::M44d>>{"IfMatrix", 88, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::V3d>>{"IfVector", 89, pureNode};
+template <> inline constexpr TypeInfo typeInfo<IfNode<Imath::Quatd>>{"IfQuaternion", 90, pureNode};
 template <> inline constexpr TypeInfo typeInfo<IfNode<TessilUtils::Curve>>{"IfCurve", 91};
 // clang-format on
 

@@ -254,24 +254,24 @@ public:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<MultiDirMatrixNode>{"MultiDirMatrix", 61};
-template <> inline constexpr TypeInfo typeInfo<MultiVecMatrixNode>{"MultiVecMatrix", 62};
-template <> inline constexpr TypeInfo typeInfo<SetAxisAngleMatrixNode>{"SetAxisAngleMatrix", 63};
-template <> inline constexpr TypeInfo typeInfo<AlignZAxisWithTargetDirMatrixNode>{"AlignZAxisWithTargetDirMatrix", 64};
-template <> inline constexpr TypeInfo typeInfo<ComputeLocalFrameMatrixNode>{"ComputeLocalFrameMatrix", 65};
-template <> inline constexpr TypeInfo typeInfo<ComputeRSMatrixNode>{"ComputeRSMatrix", 66};
-template <> inline constexpr TypeInfo typeInfo<ExtractEulerZYXMatrixNode>{"ExtractEulerZYXMatrix", 67};
-template <> inline constexpr TypeInfo typeInfo<ExtractQuaternionMatrixNode>{"ExtractQuaternionMatrix", 68};
-template <> inline constexpr TypeInfo typeInfo<ExtractScalingMatrixNode>{"ExtractScalingMatrix", 69};
-template <> inline constexpr TypeInfo typeInfo<ExtractScalingAndShearMatrixNode>{"ExtractScalingAndShearMatrix", 70};
-template <> inline constexpr TypeInfo typeInfo<ExtractSHRTMatrixNode>{"ExtractSHRTMatrix", 71};
-template <> inline constexpr TypeInfo typeInfo<RotationMatrixNode>{"RotationMatrix", 72};
-template <> inline constexpr TypeInfo typeInfo<RotationWithUpDirMatrixNode>{"RotationWithUpDirMatrix", 73};
-template <> inline constexpr TypeInfo typeInfo<SansScalingMatrixNode>{"SansScalingMatrix", 74};
-template <> inline constexpr TypeInfo typeInfo<SansScalingAndShearMatrixNode>{"SansScalingAndShearMatrix", 75};
-template <> inline constexpr TypeInfo typeInfo<VectorToMatrixNode>{"VectorToMatrix", 76};
-template <> inline constexpr TypeInfo typeInfo<MatrixToVectorNode>{"MatrixToVector", 77};
-template <> inline constexpr TypeInfo typeInfo<ExtractEulerXYZMatrixNode>{"ExtractEulerXYZMatrix", 78};
+template <> inline constexpr TypeInfo typeInfo<MultiDirMatrixNode>{"MultiDirMatrix", 61, pureNode};
+template <> inline constexpr TypeInfo typeInfo<MultiVecMatrixNode>{"MultiVecMatrix", 62, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SetAxisAngleMatrixNode>{"SetAxisAngleMatrix", 63, pureNode};
+template <> inline constexpr TypeInfo typeInfo<AlignZAxisWithTargetDirMatrixNode>{"AlignZAxisWithTargetDirMatrix", 64, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ComputeLocalFrameMatrixNode>{"ComputeLocalFrameMatrix", 65, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ComputeRSMatrixNode>{"ComputeRSMatrix", 66, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractEulerZYXMatrixNode>{"ExtractEulerZYXMatrix", 67, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractQuaternionMatrixNode>{"ExtractQuaternionMatrix", 68, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractScalingMatrixNode>{"ExtractScalingMatrix", 69, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractScalingAndShearMatrixNode>{"ExtractScalingAndShearMatrix", 70, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractSHRTMatrixNode>{"ExtractSHRTMatrix", 71, pureNode};
+template <> inline constexpr TypeInfo typeInfo<RotationMatrixNode>{"RotationMatrix", 72, pureNode};
+template <> inline constexpr TypeInfo typeInfo<RotationWithUpDirMatrixNode>{"RotationWithUpDirMatrix", 73, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SansScalingMatrixNode>{"SansScalingMatrix", 74, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SansScalingAndShearMatrixNode>{"SansScalingAndShearMatrix", 75, pureNode};
+template <> inline constexpr TypeInfo typeInfo<VectorToMatrixNode>{"VectorToMatrix", 76, pureNode};
+template <> inline constexpr TypeInfo typeInfo<MatrixToVectorNode>{"MatrixToVector", 77, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ExtractEulerXYZMatrixNode>{"ExtractEulerXYZMatrix", 78, pureNode};
 // clang-format on
 
 }  // namespace TessilGraph

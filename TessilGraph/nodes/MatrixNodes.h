@@ -122,23 +122,23 @@ public:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<AddNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"AddMatrix", 44};
-template <> inline constexpr TypeInfo typeInfo<SubtractNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"SubtractMatrix", 45};
-template <> inline constexpr TypeInfo typeInfo<MultiplyNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"MultiplyMatrix", 46};
-template <> inline constexpr TypeInfo typeInfo<InverseNode<Imath::M44d, Imath::M44d, Imath::M44d>>{"InverseMatrix", 47};
-template <> inline constexpr TypeInfo typeInfo<TransposeNode<Imath::M44d, Imath::M44d, Imath::M44d>>{"TransposeMatrix", 48};
-template <> inline constexpr TypeInfo typeInfo<DeterminantMatrixNode<Imath::M44d, Imath::M44d, double>>{"DeterminantMatrix", 49};
-template <> inline constexpr TypeInfo typeInfo<MultiplyScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"MultiplyScalarMatrix", 50};
-template <> inline constexpr TypeInfo typeInfo<AddScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"AddScalarMatrix", 51};
-template <> inline constexpr TypeInfo typeInfo<DivideScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"DivideScalarMatrix", 52};
-template <> inline constexpr TypeInfo typeInfo<RotateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"RotateMatrix", 53};
-template <> inline constexpr TypeInfo typeInfo<SetRotateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetRotationMatrix", 54};
-template <> inline constexpr TypeInfo typeInfo<ScaleNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"ScaleMatrix", 55};
-template <> inline constexpr TypeInfo typeInfo<SetScaleNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetScaleMatrix", 56};
-template <> inline constexpr TypeInfo typeInfo<TranslateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"TranslateMatrix", 57};
-template <> inline constexpr TypeInfo typeInfo<SetTranslationNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetTranslationMatrix", 58};
-template <> inline constexpr TypeInfo typeInfo<ShearNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"ShearMatrix", 59};
-template <> inline constexpr TypeInfo typeInfo<SetShearNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetShearMatrix", 60};
+template <> inline constexpr TypeInfo typeInfo<AddNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"AddMatrix", 44, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SubtractNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"SubtractMatrix", 45, pureNode};
+template <> inline constexpr TypeInfo typeInfo<MultiplyNode<Imath::M44d, Imath::M44d, Imath::M44d, Imath::M44d>>{"MultiplyMatrix", 46, pureNode};
+template <> inline constexpr TypeInfo typeInfo<InverseNode<Imath::M44d, Imath::M44d, Imath::M44d>>{"InverseMatrix", 47, pureNode};
+template <> inline constexpr TypeInfo typeInfo<TransposeNode<Imath::M44d, Imath::M44d, Imath::M44d>>{"TransposeMatrix", 48, pureNode};
+template <> inline constexpr TypeInfo typeInfo<DeterminantMatrixNode<Imath::M44d, Imath::M44d, double>>{"DeterminantMatrix", 49, pureNode};
+template <> inline constexpr TypeInfo typeInfo<MultiplyScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"MultiplyScalarMatrix", 50, pureNode};
+template <> inline constexpr TypeInfo typeInfo<AddScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"AddScalarMatrix", 51, pureNode};
+template <> inline constexpr TypeInfo typeInfo<DivideScalarMatrixNode<Imath::M44d, Imath::M44d, double, Imath::M44d>>{"DivideScalarMatrix", 52, pureNode};
+template <> inline constexpr TypeInfo typeInfo<RotateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"RotateMatrix", 53, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SetRotateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetRotationMatrix", 54, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ScaleNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"ScaleMatrix", 55, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SetScaleNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetScaleMatrix", 56, pureNode};
+template <> inline constexpr TypeInfo typeInfo<TranslateNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"TranslateMatrix", 57, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SetTranslationNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetTranslationMatrix", 58, pureNode};
+template <> inline constexpr TypeInfo typeInfo<ShearNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"ShearMatrix", 59, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SetShearNode<Imath::M44d, Imath::M44d, Imath::V3d, Imath::M44d>>{"SetShearMatrix", 60, pureNode};
 // clang-format on
 
 /// Registers the matrix nodes: arithmetic, transforms and algorithms.

@@ -58,7 +58,7 @@ private:
 
 // The number is also that of ClosestPointOnCurve; both are kept, so it does not tell the two apart.
 template <>
-inline constexpr TypeInfo typeInfo<MeshRayCast>{"MeshRayCast", 82};
+inline constexpr TypeInfo typeInfo<MeshRayCast>{"MeshRayCast", 82, pureNode | outputKeepingNode};
 
 /// Registers the ray casting node.
 TESSILGRAPH_API void registerMeshRayCastNode();

@@ -3,20 +3,24 @@
 #include <TessilGraph/Export.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <typeinfo>
 
 namespace TessilGraph {
 
 // What all built-in node classes are made of, and what a host makes its own from: derive from one of
 // the shapes below, give the class a typeInfo row, and register it with registerNodes.
 
-/// The type string that a node class is registered under, and its number.
+/// The type string that a node class is registered under, its number, and what evaluation may rely on.
 struct TypeInfo {
     const char* str = "";
     unsigned int id = 0;
+    NodeTraits traits = {};
 };
 
 /// The catalogue row of node class `N`. Every node class has one, next to the class.
@@ -27,7 +31,7 @@ inline constexpr TypeInfo typeInfo{};
 /// reason logged, when the node has an input of that name.
 template <class T>
 PortTemplate<T>* addInput(Node& node, const char* name) {
-    auto port = std::make_unique<PortTemplate<T>>(name);
+    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
     node.addInputPort(port.get());
     return port->node() == &node ? port.release() : nullptr;
 }
@@ -36,7 +40,7 @@ PortTemplate<T>* addInput(Node& node, const char* name) {
 /// reason logged, when the node has an output of that name.
 template <class T>
 PortTemplate<T>* addOutput(Node& node, const char* name) {
-    auto port = std::make_unique<PortTemplate<T>>(name);
+    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
     node.addOutputPort(port.get());
     return port->node() == &node ? port.release() : nullptr;
 }
@@ -47,10 +51,22 @@ PortTemplate<T>* addOutput(Node& node, const char* name) {
 /// `copy`; it is deleted if this throws.
 TESSILGRAPH_API Node* copyUnconnected(Node& node, Node* copy);
 
+/// Declares the traits in the row of `N`, if it has any.
+template <class N>
+void declareTraitsOfRow() {
+    if constexpr (!typeInfo<N>.traits.none()) {
+        static const bool declared = (declareNodeTraits(typeid(N), typeInfo<N>.traits), true);
+        static_cast<void>(declared);
+    }
+}
+
 /// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
 template <class N>
 class TESSILGRAPH_API NodeShape : public Node {
 public:
+    /// From the first node on, the traits in the row of `N` are known.
+    NodeShape() { declareTraitsOfRow<N>(); }
+
     /// A new node with default values, owned by the caller.
     static Node* creator() { return new N; }
 
@@ -63,6 +79,14 @@ public:
 
     std::string typeStr() const override { return staticTypeStr(); }
     unsigned int typeId() const override { return staticTypeId(); }
+
+    using Node::operator new;
+
+    /// With room for the ports of a node of this class.
+    static void* operator new(std::size_t size) {
+        static internal::PortRoom room{0};
+        return internal::NodeMemory::allocateNode(size, room);
+    }
 
     /// A new node of the same class with the same name, owned by the caller. Unconnected inputs keep
     /// their values; connected inputs, outputs and whatever else a node remembers start afresh.
@@ -105,6 +129,7 @@ private:
 /// Registers the node classes `N` with the factory in the order given.
 template <class... N>
 void registerNodes() {
+    (declareTraitsOfRow<N>(), ...);
     (NodeFactory::instance().registerNode(N::staticTypeStr(), N::creator), ...);
 }
 

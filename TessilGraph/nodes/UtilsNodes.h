@@ -77,9 +77,9 @@ private:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<BufferLong>{"BufferLong", 79};
-template <> inline constexpr TypeInfo typeInfo<BufferDouble>{"BufferDouble", 80};
-template <> inline constexpr TypeInfo typeInfo<TimeNode>{"TimeNode", 81};
+template <> inline constexpr TypeInfo typeInfo<BufferLong>{"BufferLong", 79, pureNode};
+template <> inline constexpr TypeInfo typeInfo<BufferDouble>{"BufferDouble", 80, pureNode};
+template <> inline constexpr TypeInfo typeInfo<TimeNode>{"TimeNode", 81, statefulNode};
 // clang-format on
 
 /// Registers the buffers and the time node.

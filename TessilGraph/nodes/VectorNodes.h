@@ -88,17 +88,17 @@ private:
 };
 
 // clang-format off
-template <> inline constexpr TypeInfo typeInfo<AddNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"AddVector", 33};
-template <> inline constexpr TypeInfo typeInfo<SubtractNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"SubtractVector", 34};
-template <> inline constexpr TypeInfo typeInfo<MultiplyNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"MultiplyVector", 35};
-template <> inline constexpr TypeInfo typeInfo<LengthNode<Imath::V3d, Imath::V3d, double>>{"LengthVector", 36};
-template <> inline constexpr TypeInfo typeInfo<Length2Node<Imath::V3d, Imath::V3d, double>>{"Length2Vector", 37};
-template <> inline constexpr TypeInfo typeInfo<NormalizedNode<Imath::V3d, Imath::V3d, Imath::V3d>>{"NormalizedVector", 38};
-template <> inline constexpr TypeInfo typeInfo<DotNode<Imath::V3d, Imath::V3d, Imath::V3d, double>>{"DotVector", 39};
-template <> inline constexpr TypeInfo typeInfo<CrossNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"CrossVector", 40};
-template <> inline constexpr TypeInfo typeInfo<VectorScaleNode<Imath::V3d, Imath::V3d, double, Imath::V3d>>{"ScaleVector", 41};
-template <> inline constexpr TypeInfo typeInfo<VectorToDouble>{"VectorToDouble", 42};
-template <> inline constexpr TypeInfo typeInfo<DoubleToVector>{"DoubleToVector", 43};
+template <> inline constexpr TypeInfo typeInfo<AddNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"AddVector", 33, pureNode};
+template <> inline constexpr TypeInfo typeInfo<SubtractNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"SubtractVector", 34, pureNode};
+template <> inline constexpr TypeInfo typeInfo<MultiplyNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"MultiplyVector", 35, pureNode};
+template <> inline constexpr TypeInfo typeInfo<LengthNode<Imath::V3d, Imath::V3d, double>>{"LengthVector", 36, pureNode};
+template <> inline constexpr TypeInfo typeInfo<Length2Node<Imath::V3d, Imath::V3d, double>>{"Length2Vector", 37, pureNode};
+template <> inline constexpr TypeInfo typeInfo<NormalizedNode<Imath::V3d, Imath::V3d, Imath::V3d>>{"NormalizedVector", 38, pureNode};
+template <> inline constexpr TypeInfo typeInfo<DotNode<Imath::V3d, Imath::V3d, Imath::V3d, double>>{"DotVector", 39, pureNode};
+template <> inline constexpr TypeInfo typeInfo<CrossNode<Imath::V3d, Imath::V3d, Imath::V3d, Imath::V3d>>{"CrossVector", 40, pureNode};
+template <> inline constexpr TypeInfo typeInfo<VectorScaleNode<Imath::V3d, Imath::V3d, double, Imath::V3d>>{"ScaleVector", 41, pureNode};
+template <> inline constexpr TypeInfo typeInfo<VectorToDouble>{"VectorToDouble", 42, pureNode};
+template <> inline constexpr TypeInfo typeInfo<DoubleToVector>{"DoubleToVector", 43, pureNode};
 // clang-format on
 
 /// Registers the vector nodes and the conversions between a vector and its components.

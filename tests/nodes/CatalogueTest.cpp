@@ -41,6 +41,17 @@ TEST(Catalogue, HasNinetyEightNodeTypes) {
     EXPECT_EQ(catalogueRows().size(), 98u);
 }
 
+TEST(Catalogue, IsPureButForTheNodesThatKeepStateOrCallAHostsClass) {
+    std::vector<std::string> others;
+    for (const CatalogueRow& row : catalogueRows()) {
+        const std::unique_ptr<Node> node(NodeFactory::instance().createNode(row.typeStr));
+        if (!TessilGraph::traitsOf(*node).pure) {
+            others.push_back(row.typeStr);
+        }
+    }
+    EXPECT_EQ(others, (std::vector<std::string>{"TimeNode", "ClosetPointOnCurve"}));
+}
+
 TEST(Catalogue, IsWhatTheFactoryListsInByteOrder) {
     EXPECT_EQ(NodeFactory::instance().getRegisteredNodes(), typeStrs());
 }

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
 #include <algorithm>
 #include <atomic>
@@ -21,10 +22,14 @@ struct Access {
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
     static bool& removed(Port& port) { return port.removed_; }
-    static Port*& lost(Port& port) { return port.lost_; }
-    static std::uint64_t& stamp(Port& port) { return port.stamp_; }
+    static bool hasLost(const Port& port) { return port.lost_ != 0 || port.lostMany_; }
+    static std::uint32_t& epoch(Port& port) { return port.epoch_; }
     static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
-    static const ValueType* valueType(const Port& port) { return port.valueType_; }
+    /// Null for a port without a value.
+    static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
+    static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
+    static bool isLent(const Port& port) { return port.connections_.isVector(); }
+    static bool removed(const Port& port) { return port.removed_; }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
 
@@ -53,9 +58,19 @@ struct Access {
         }
     }
 
+    static NodeMemory::Block* block(const Node& node) { return node.block_; }
+    template <class Manager>
+    static auto& nodes(Manager& manager) {
+        return manager.nodes_;
+    }
+
     static const std::string& name(const Node& node) { return node.name_; }
     static std::string& name(Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
+    template <class Visit>
+    static void forEachInput(const Node& node, Visit visit) {
+        node.inputs_.forEach(visit);
+    }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
     static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
@@ -66,18 +81,44 @@ struct Access {
     static std::uint32_t entry(const Node& node) { return node.entry_; }
     static std::uint32_t& slot(Node& node) { return node.slot_; }
     static std::atomic<std::uint8_t>*& dirty(Node& node) { return node.dirty_; }
+    /// As `setDirty(false)`.
+    static void setClean(Node& node) {
+        if (node.slot_ == 0) {
+            node.dirty_->store(0, std::memory_order_relaxed);
+        } else {
+            node.setDirty(false);
+        }
+    }
+    static Port* firstConnection(const Port& port) { return port.connections_.front(); }
+    /// Makes a node keep its dirty byte at `place`.
+    static void moveDirty(Node& node, std::atomic<std::uint8_t>& place) {
+        place.store(node.dirty_->load(std::memory_order_relaxed) != 0 ? 1 : 0, std::memory_order_relaxed);
+        node.dirty_ = &place;
+    }
+    /// The same, where it belongs while nobody has prepared the network.
+    static void bringDirtyHome(Node& node) {
+        moveDirty(node, node.home_ != nullptr ? node.home_->dirtyByte(node.entry_) : node.ownDirty_);
+    }
     static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
     static std::uint64_t label(const Node& node) { return node.label_; }
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
     static std::uint32_t& place(Node& node) { return node.place_; }
+    static std::atomic<std::uint8_t>& traits(const Node& node) { return node.traits_; }
 };
 
 /// A number that no walk and no link has had before. Never 0.
 inline std::uint64_t nextStamp() {
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+/// A number that no output has had before. Never 0.
+inline std::uint32_t nextEpoch() {
+    static std::atomic<std::uint32_t> last{0};
+    const std::uint32_t epoch = last.fetch_add(1, std::memory_order_relaxed) + 1;
+    return epoch != 0 ? epoch : nextEpoch();
 }
 
 /// Tells the network of a node, if there is one, that its wiring is no longer what it was.
@@ -113,8 +154,8 @@ inline const Port& endOfInputs(const Port& port) {
 
 /// The node that feeds an input port; null when nothing does.
 inline Node* upstreamNode(const Port& input) {
-    const PortRange sources = Access::connections(input);
-    return sources.empty() || sources.front() == nullptr ? nullptr : sources.front()->node();
+    const Port* source = Access::firstConnection(input);
+    return source != nullptr ? source->node() : nullptr;
 }
 
 }  // namespace TessilGraph::internal

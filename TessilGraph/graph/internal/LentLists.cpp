@@ -69,17 +69,17 @@ Verdict checkOutput(Port& output) {
             return Verdict::Disordered;
         }
     }
-    // Links get new stamps, so that an input that was taken out of the list by hand, and may still
+    // Links get a new epoch, so that an input that was taken out of the list by hand, and may still
     // list this output, sees that its link is older than the list.
-    Access::stamp(output) = nextStamp();
-    const std::uint64_t linked = nextStamp();
+    const std::uint32_t epoch = nextEpoch();
+    Access::epoch(output) = epoch;
     bool twoSided = true;
     for (Port* peer : Access::connections(output)) {
         if (peer == nullptr) {
             continue;
         }
-        if (lists(*peer, output) && Access::stamp(*peer) != linked) {
-            Access::stamp(*peer) = linked;
+        if (lists(*peer, output) && Access::epoch(*peer) != epoch) {
+            Access::epoch(*peer) = epoch;
         } else {
             // Listed here without knowing, or twice: nobody may move its node back.
             Access::lostMany(*peer) = true;
@@ -111,7 +111,8 @@ Verdict checkInput(Port& input, const Snapshot& before) {
         return Verdict::OneSided;
     }
     if (changed) {
-        Access::stamp(input) = nextStamp();
+        Port* source = sources.empty() ? nullptr : sources.front();
+        Access::epoch(input) = source != nullptr ? Access::epoch(*source) : 0;
     }
     return Verdict::Sound;
 }

@@ -38,5 +38,8 @@ struct ValueType {
     bool (*same)(const void* a, const void* b);
 };
 
+/// Null for a port without a value.
+const ValueType* valueTypeOf(const Port& port);
+
 }  // namespace internal
 }  // namespace TessilGraph
