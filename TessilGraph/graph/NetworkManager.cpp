@@ -216,13 +216,11 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (!node->isDirty()) {
         return;
     }
-    const bool cyclic = parallel && internal::runsInACircle(*node);
-    if (parallel && !cyclic) {
-        internal::computeInLevels(*node, data);
+    if (parallel && internal::computeInLevels(*node, data)) {
         return;
     }
     const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::Dirty, nodes_);
-    if (cyclic || order.cyclic) {
+    if (parallel || order.cyclic) {
         internal::logCycle();
     }
     internal::computeInOrder(order.nodes, data);

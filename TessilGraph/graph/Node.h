@@ -121,6 +121,7 @@ private:
     // What walks and network managers note at a node instead of keeping sets of nodes.
     bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
     bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
+    float cost_ = 0.0f;             ///< What `compute` takes, in nanoseconds; 0 until a level walk has measured it.
     std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
     const void* home_ = nullptr;    ///< The node set in which the node stands under its own name.
     std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.

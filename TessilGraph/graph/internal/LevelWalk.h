@@ -8,7 +8,7 @@ class Node;
 namespace TessilGraph::internal {
 
 /// Computes what stands upstream of `target` in levels, the farthest first, the nodes of one level
-/// side by side.
+/// side by side. False, with nothing computed, when links between dirty nodes run in a circle.
 ///
 /// A node stands in one level for each distance at which it feeds the target, and is computed once
 /// for each; a clean node that feeds a dirty one is computed too. Nodes of one level that read each
@@ -16,7 +16,7 @@ namespace TessilGraph::internal {
 /// number of threads. What a node throws reaches the caller, once; nodes that were not reached keep
 /// their dirty flags.
 ///
-/// No cycle may run through dirty nodes upstream of `target`.
-void computeInLevels(Node& target, const ComputeData* data);
+/// Where nobody can tell, pure nodes are computed once and in another order; see PureWalk.h.
+bool computeInLevels(Node& target, const ComputeData* data);
 
 }  // namespace TessilGraph::internal
