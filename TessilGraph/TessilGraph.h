@@ -7,12 +7,18 @@
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>
+#include <TessilGraph/exec/CancelToken.h>
+#include <TessilGraph/exec/PreparedEvaluation.h>
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/NetworkManager.h>
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/PortList.h>
+#include <TessilGraph/graph/PortName.h>
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/initTessilGraph.h>
 #include <TessilGraph/nodes/BlendVectors.h>

@@ -35,9 +35,9 @@ std::vector<std::string> makeNames(std::size_t count, const char* prefix) {
 }
 
 void buildByNames(TessilGraph::NetworkManager& manager, const Workload& workload, const std::vector<Link>& links,
-                  const std::vector<std::string>& names, const char* type) {
+                  const std::vector<std::string>& names) {
     for (std::size_t node = 0; node < workload.size(); ++node) {
-        manager.createNode(type != nullptr ? type : namesOf(workload.kinds[node]).type, names[node]);
+        manager.createNode(namesOf(workload.kinds[node]).type, names[node]);
     }
     for (const Link& link : links) {
         const char* output = namesOf(workload.kinds[link.source]).outputs[link.output];
@@ -49,9 +49,8 @@ void buildByNames(TessilGraph::NetworkManager& manager, const Workload& workload
     }
 }
 
-EngineNetwork::EngineNetwork(const Workload& workload, const char* type)
-    : workload_(workload), names_(makeNames(workload.size())) {
-    buildByNames(manager_, workload, workload.links, names_, type);
+EngineNetwork::EngineNetwork(const Workload& workload) : workload_(workload), names_(makeNames(workload.size())) {
+    buildByNames(manager_, workload, workload.links, names_);
     for (std::size_t node = 0; node < workload.size(); ++node) {
         nodes_.push_back(manager_.getNode(names_[node]));
         const char* input = namesOf(workload.kinds[node]).inputs[Workload::touchedInput];
@@ -86,6 +85,14 @@ void EngineNetwork::setAll(bool dirty) {
     }
 }
 
+void EngineNetwork::rewire() {
+    const Link& link = workload_.links.back();
+    Port* source = nodes_[link.source]->getOutputPort(namesOf(workload_.kinds[link.source]).outputs[link.output]);
+    Port* target = nodes_[link.target]->getInputPort(namesOf(workload_.kinds[link.target]).inputs[link.input]);
+    source->disconnectFrom(target);
+    source->connectTo(target);
+}
+
 std::size_t EngineNetwork::countDirty() const {
     return static_cast<std::size_t>(
         std::count_if(nodes_.begin(), nodes_.end(), [](const Node* node) { return node->isDirty(); }));
@@ -100,6 +107,22 @@ void EngineNetwork::replay() {
     constexpr bool parallel = false;
     constexpr bool useCache = true;
     manager_.computeNode(names_[workload_.sink], nullptr, parallel, useCache);
+}
+
+void EngineNetwork::runPrepared() {
+    if (!prepared_) {
+        prepared_.emplace(manager_, names_[workload_.sink]);
+    }
+    prepared_->run();
+}
+
+void EngineNetwork::runPreparedParallel() {
+    if (!prepared_) {
+        prepared_.emplace(manager_, names_[workload_.sink]);
+    }
+    TessilGraph::RunOptions options;
+    options.parallel = true;
+    prepared_->run(nullptr, options);
 }
 
 V3d EngineNetwork::sinkValue() const {

@@ -1,6 +1,6 @@
 #include <benchmarks/Lean.h>
 
-#include <Imath/ImathMatrixAlgo.h>
+#include <benchmarks/Mathematics.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,49 +12,6 @@ using Imath::M44d;
 using Imath::V3d;
 
 namespace {
-
-// --- The mathematics, shared by the nodes and the loops -------------------------------------------
-
-struct Parts {
-    V3d scale{0.0};
-    V3d shear{0.0};
-    V3d rotate{0.0};
-    V3d translate{0.0};
-};
-
-double smaller(double in1, double in2) {
-    return in2 < in1 ? in2 : in1;
-}
-
-M44d rotation(const V3d& angles) {
-    M44d out;
-    out.setEulerAngles(angles);
-    return out;
-}
-
-M44d translation(const V3d& vector) {
-    M44d out;
-    out.setTranslation(vector);
-    return out;
-}
-
-M44d product(const M44d& in1, const M44d& in2) {
-    M44d out(Imath::UNINITIALIZED);
-    M44d::multiply(in1, in2, out);
-    return out;
-}
-
-Parts decompose(const M44d& matrix) {
-    Parts parts;
-    Imath::extractSHRT(matrix, parts.scale, parts.shear, parts.rotate, parts.translate, false);
-    return parts;
-}
-
-V3d blend(const V3d& in1, const V3d& in2, double parameter) {
-    return parameter * in2 + (1.0 - parameter) * in1;
-}
-
-// --- Nodes ----------------------------------------------------------------------------------------
 
 /// An input: its own value and the address that is read.
 template <class T>
@@ -126,6 +83,9 @@ class Add final : public OneOutput<double, double, double> {
 class Min final : public OneOutput<double, double, double> {
     void compute() override { out = smaller(in<0>(), in<1>()); }
 };
+class Slow final : public OneOutput<double, double, double> {
+    void compute() override { out = slowSum(in<0>(), in<1>()); }
+};
 class SetRotation final : public OneOutput<M44d, M44d, V3d> {
     void compute() override { out = rotation(in<1>()); }
 };
@@ -185,6 +145,8 @@ LeanNode* makeNode(Kind kind) {
             return new Blend;
         case Kind::addVector:
             return new AddVector;
+        case Kind::slowAdd:
+            return new Slow;
     }
     std::abort();
 }
@@ -196,30 +158,6 @@ void addConsumer(LeanNode& node, LeanNode* consumer) {
         node.consumers = static_cast<LeanNode**>(larger);
     }
     node.consumers[node.consumerCount++] = consumer;
-}
-
-/// Computes from one of four places, so that the processor foresees each kind's target apart. The
-/// empty statements keep the compiler from making one place of them.
-inline void computeSplit(LeanNode& node) {
-    switch (node.callSite) {
-        case 0:
-            node.compute();
-            asm volatile("# site 0");
-            break;
-        case 1:
-            node.compute();
-            asm volatile("# site 1");
-            break;
-        case 2:
-            node.compute();
-            asm volatile("# site 2");
-            break;
-        default:
-            node.compute();
-            asm volatile("# site 3");
-            break;
-    }
-    node.dirty = false;
 }
 
 }  // namespace
@@ -336,111 +274,6 @@ void LeanNetwork::walk(std::vector<LeanNode*>& order, bool onlyDirty) {
             path_.emplace_back(source, 0);
         }
     }
-}
-
-// --- Loops ----------------------------------------------------------------------------------------
-
-namespace {
-
-/// The number of the joint, over all characters, to which one of its ten nodes belongs.
-std::uint32_t jointOf(std::uint32_t node) {
-    return node / 879 * 80 + node % 879 / 10;
-}
-
-}  // namespace
-
-FlatLoop::FlatLoop(const Workload& workload) : workload_(workload) {
-    const auto size = static_cast<std::uint32_t>(workload.size());
-    if (workload.isRig()) {
-        for (const std::uint32_t joint : workload.all) {
-            angles_.push_back(workload.touchValue(joint, 0));
-        }
-        // The fourth node of a joint reads that of its parent, and 879 nodes make a character of 80.
-        parents_.assign(angles_.size(), ~std::uint32_t{0});
-        for (const Link& link : workload.links) {
-            const bool isWorld = workload.kinds[link.target] == Kind::multiplyMatrix && link.target % 879 % 10 == 3;
-            if (isWorld && link.input == 1) {
-                parents_[jointOf(link.target)] = jointOf(link.source);
-            }
-        }
-        worlds_.resize(angles_.size());
-        return;
-    }
-    values_.assign(std::size_t{3} * size, 0.0);
-    for (std::uint32_t node = 0; node < size; ++node) {
-        entries_.push_back({size + 2 * node, size + 2 * node + 1});
-        if (stretches_.empty() || stretches_.back().kind != workload.kinds[node]) {
-            stretches_.push_back({workload.kinds[node], 0});
-        }
-        stretches_.back().end = node + 1;
-    }
-    for (const Link& link : workload.links) {
-        (link.input == 0 ? entries_[link.target].in1 : entries_[link.target].in2) = link.source;
-    }
-    for (const Constant& constant : workload.constants) {
-        values_[size + 2 * constant.node + constant.input] = constant.value.x;
-    }
-}
-
-void FlatLoop::touch(std::uint32_t node, const V3d& value) {
-    if (workload_.isRig()) {
-        angles_[jointOf(node)] = value;
-    } else {
-        values_[workload_.size() + 2 * node + Workload::touchedInput] = value.x;
-    }
-}
-
-void FlatLoop::run() {
-    if (workload_.isRig()) {
-        runRig();
-    } else {
-        runDoubles();
-    }
-}
-
-void FlatLoop::runDoubles() {
-    double* const values = values_.data();
-    std::uint32_t node = 0;
-    for (const Stretch& stretch : stretches_) {
-        if (stretch.kind == Kind::addDouble) {
-            for (; node < stretch.end; ++node) {
-                values[node] = values[entries_[node].in1] + values[entries_[node].in2];
-            }
-        } else {
-            for (; node < stretch.end; ++node) {
-                values[node] = smaller(values[entries_[node].in1], values[entries_[node].in2]);
-            }
-        }
-    }
-    sink_ = V3d(values[workload_.sink], 0.0, 0.0);
-}
-
-void FlatLoop::runRig() {
-    const M44d identity;
-    const auto reduce = [this](std::size_t from) {
-        while (results_.size() - from > 1) {
-            std::size_t to = from;
-            for (std::size_t i = from; i < results_.size(); i += 2) {
-                results_[to++] = i + 1 < results_.size() ? results_[i] + results_[i + 1] : results_[i];
-            }
-            results_.resize(to);
-        }
-    };
-    results_.clear();
-    for (std::size_t joint = 0; joint < angles_.size(); ++joint) {
-        const M44d local = product(rotation(angles_[joint]), translation(V3d(1.0, 0.5, 0.25)));
-        const bool isRoot = parents_[joint] == ~std::uint32_t{0};
-        worlds_[joint] = product(local, isRoot ? identity : worlds_[parents_[joint]]);
-        const Parts parts = decompose(worlds_[joint]);
-        const V3d& at = parts.translate;
-        const double parameter = at.y > 0.0 ? at.x + at.z : at.y;
-        results_.push_back(blend(parts.translate, parts.rotate, parameter));
-        if (joint % 80 == 79) {
-            reduce(joint / 80);
-        }
-    }
-    reduce(0);
-    sink_ = results_.front();
 }
 
 }  // namespace bench

@@ -2,7 +2,6 @@
 
 #include <benchmarks/Workloads.h>
 
-#include <Imath/ImathMatrix.h>
 #include <Imath/ImathVec.h>
 
 #include <cstddef>
@@ -38,6 +37,30 @@ public:
     std::uint32_t consumerRoom = 0;
 };
 
+/// Computes from one of four places, so that the processor foresees each kind's target apart. The
+/// empty statements keep the compiler from making one place of them.
+inline void computeSplit(LeanNode& node) {
+    switch (node.callSite) {
+        case 0:
+            node.compute();
+            asm volatile("# site 0");
+            break;
+        case 1:
+            node.compute();
+            asm volatile("# site 1");
+            break;
+        case 2:
+            node.compute();
+            asm volatile("# site 2");
+            break;
+        default:
+            node.compute();
+            asm volatile("# site 3");
+            break;
+    }
+    node.dirty = false;
+}
+
 /// A workload made of lean nodes: the mark that the library's engine is measured against.
 class LeanNetwork {
 public:
@@ -70,6 +93,9 @@ public:
     void replay();
 
     Imath::V3d sinkValue() const;
+    bool isSinkDirty() const { return sink_->dirty; }
+
+    LeanNode& node(std::uint32_t number) { return *nodes_[number]; }
 
 private:
     void walk(std::vector<LeanNode*>& order, bool onlyDirty);
@@ -82,41 +108,6 @@ private:
     std::vector<LeanNode*> pending_;
     std::vector<std::pair<LeanNode*, std::uint32_t>> path_;
     std::uint32_t walks_ = 0;
-};
-
-/// The same mathematics in straight loops over arrays, without nodes and flags: the value that every
-/// other way must give, and the time that nothing with nodes gets below.
-class FlatLoop {
-public:
-    explicit FlatLoop(const Workload& workload);
-
-    void touch(std::uint32_t node, const Imath::V3d& value);
-    void run();
-    Imath::V3d sinkValue() const { return sink_; }
-
-private:
-    void runDoubles();
-    void runRig();
-
-    struct Entry {
-        std::uint32_t in1;
-        std::uint32_t in2;
-    };
-    /// A stretch of nodes of one kind.
-    struct Stretch {
-        Kind kind;
-        std::uint32_t end;
-    };
-
-    const Workload& workload_;
-    std::vector<Entry> entries_;  ///< Doubles: where in values_ a node finds its inputs.
-    std::vector<Stretch> stretches_;
-    std::vector<double> values_;      ///< Doubles: outputs, then the unconnected inputs.
-    std::vector<Imath::V3d> angles_;  ///< Rig: of each joint.
-    std::vector<std::uint32_t> parents_;
-    std::vector<Imath::V3d> results_;
-    std::vector<Imath::M44d> worlds_;
-    Imath::V3d sink_{0.0};
 };
 
 }  // namespace bench

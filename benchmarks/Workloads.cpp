@@ -202,6 +202,7 @@ const KindNames& namesOf(Kind kind) {
         {"IfDouble", {"if", "in1", "in2"}, {"out"}},
         {"BlendVectors", {"inVector1", "inVector2", "inParameter"}, {"outVector"}},
         {"AddVector", {"in1", "in2"}, {"out"}},
+        {"SlowAdd", {"in1", "in2"}, {"out"}},
     };
     return names[static_cast<std::size_t>(kind)];
 }
@@ -219,24 +220,34 @@ Imath::V3d Workload::touchValue(std::uint32_t node, std::uint32_t step) const {
 Workload makeWorkload(const std::string& kind, const std::string& size) {
     struct Size {
         const char* name;
-        std::uint32_t nodes;
+        std::uint32_t nodes;  ///< 0: there is only a rig.
         std::uint32_t characters;
     };
-    static constexpr Size sizes[] = {{"1k", 1000, 1}, {"10k", 10000, 11}, {"100k", 100000, 114}, {"1M", 1000000, 1136}};
+    static constexpr Size sizes[] = {
+        {"1k", 1000, 1}, {"10k", 10000, 11}, {"17.6k", 0, 20}, {"100k", 100000, 114}, {"1M", 1000000, 1136}};
+    static const std::string slow = "slow_";
+    const bool isSlow = kind.compare(0, slow.size(), slow) == 0;
+    const std::string wiring = isSlow ? kind.substr(slow.size()) : kind;
     for (const Size& known : sizes) {
         if (size != known.name) {
             continue;
         }
-        Workload workload = kind == "chain"    ? chain(known.nodes)
-                            : kind == "fan"    ? fan(known.nodes)
-                            : kind == "ladder" ? ladder(known.nodes)
-                            : kind == "dag"    ? dag(known.nodes)
-                            : kind == "rig"    ? rig(known.characters)
-                                               : Workload{};
-        if (!workload.kinds.empty()) {
-            workload.name = kind + "/" + size;
-            return workload;
+        const bool isRig = wiring == "rig" && !isSlow;
+        Workload workload = isRig                ? rig(known.characters)
+                            : known.nodes == 0   ? Workload{}
+                            : wiring == "chain"  ? chain(known.nodes)
+                            : wiring == "fan"    ? fan(known.nodes)
+                            : wiring == "ladder" ? ladder(known.nodes)
+                            : wiring == "dag"    ? dag(known.nodes)
+                                                 : Workload{};
+        if (workload.kinds.empty()) {
+            continue;
         }
+        if (isSlow) {
+            workload.kinds.assign(workload.size(), Kind::slowAdd);
+        }
+        workload.name = kind + "/" + size;
+        return workload;
     }
     std::fprintf(stderr, "there is no workload %s/%s\n", kind.c_str(), size.c_str());
     std::exit(2);

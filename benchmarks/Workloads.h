@@ -23,7 +23,8 @@ enum class Kind : std::uint8_t {
     compareDouble,
     ifDouble,
     blendVectors,
-    addVector
+    addVector,
+    slowAdd
 };
 
 /// What the library calls a kind and its ports.
@@ -71,7 +72,9 @@ struct Workload {
     Imath::V3d touchValue(std::uint32_t node, std::uint32_t step) const;
 };
 
-/// "chain", "fan", "ladder", "dag" or "rig" at "1k", "10k", "100k" or "1M", ends the program for others.
+/// "chain", "fan", "ladder", "dag" or "rig" at "1k", "10k", "100k" or "1M", or twenty characters of the
+/// rig, which are "17.6k"; with "slow_" before the first four, every node is a slow addition. Ends the
+/// program for others.
 Workload makeWorkload(const std::string& kind, const std::string& size);
 
 /// SplitMix64.
@@ -81,6 +84,9 @@ public:
 
     std::uint64_t next();
     std::uint32_t below(std::size_t n) { return static_cast<std::uint32_t>(next() % n); }
+
+    /// From [0, 1).
+    double unit() { return static_cast<double>(next() >> 11) * 0x1p-53; }
 
     template <class T>
     void shuffle(std::vector<T>& list) {

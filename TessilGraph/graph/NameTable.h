@@ -1,10 +1,11 @@
 #pragma once
 
-#include <algorithm>
+#include <TessilGraph/graph/HashedName.h>
+#include <TessilGraph/graph/NameIndex.h>
+#include <TessilGraph/graph/NameOrder.h>
+
 #include <cstddef>
-#include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -16,84 +17,78 @@ namespace TessilGraph {
 template <class Value>
 class NameTable {
 public:
-    using Entry = std::pair<const std::string, Value>;
+    struct Entry {
+        std::string name;
+        Value value;
+    };
 
-    std::size_t size() const { return entries_.size(); }
-    bool contains(const std::string& name) const { return entries_.count(name) != 0; }
+    bool isEmpty() const { return entries_.empty(); }
 
-    /// What stands under the name; null when nothing does. Valid until the name is erased.
-    Value* find(const std::string& name) {
-        const auto found = entries_.find(name);
-        return found != entries_.end() ? &found->second : nullptr;
+    /// What stands under the name; null when nothing does. Valid until a name is added or erased.
+    Value* find(const HashedName& name) {
+        const NameIndex::Position position = positionOf(name);
+        return position != NameIndex::none ? &entries_[position].value : nullptr;
     }
-    const Value* find(const std::string& name) const { return const_cast<NameTable*>(this)->find(name); }
+    const Value* find(const HashedName& name) const { return const_cast<NameTable*>(this)->find(name); }
 
-    /// Puts a value under the name, in place of what stood there.
-    void set(const std::string& name, Value value) {
-        const auto [entry, added] = entries_.insert_or_assign(name, std::move(value));
-        static_cast<void>(entry);
-        if (added) {
-            sorted_.clear();
+    /// False, with nothing changed, when the name is taken.
+    bool add(const HashedName& name, Value value) {
+        if (positionOf(name) != NameIndex::none) {
+            return false;
         }
+        index_.reserveOne();
+        entries_.push_back({std::string(name.text()), std::move(value)});
+        index_.insert(name.hash(), static_cast<NameIndex::Position>(entries_.size() - 1));
+        return true;
     }
 
-    void erase(const std::string& name) {
-        if (entries_.erase(name) != 0) {
-            sorted_.clear();
+    /// False when the name is unknown.
+    bool erase(const HashedName& name) {
+        const NameIndex::Position position = positionOf(name);
+        if (position == NameIndex::none) {
+            return false;
         }
+        index_.erase(name.hash(), position);
+        const auto last = static_cast<NameIndex::Position>(entries_.size() - 1);
+        if (position != last) {
+            index_.move(HashedName(entries_[last].name).hash(), last, position);
+            entries_[position] = std::move(entries_[last]);
+        }
+        entries_.pop_back();
+        return true;
     }
 
     void clear() {
-        entries_.clear();
-        sorted_.clear();
+        entries_ = std::vector<Entry>();
+        index_.clear();
     }
 
     /// All entries in ascending byte order of their names. Valid until a name is added or erased.
-    const std::vector<Entry*>& sorted() {
-        if (sorted_.size() != entries_.size()) {
-            sorted_ = sortedEntries<Entry>(entries_);
+    std::vector<Entry*> sorted() {
+        std::vector<Entry*> entries;
+        entries.reserve(entries_.size());
+        for (Entry& entry : entries_) {
+            entries.push_back(&entry);
         }
-        return sorted_;
+        sortByName(entries, [](const Entry* entry) -> const std::string& { return entry->name; });
+        return entries;
     }
-    std::vector<const Entry*> sorted() const { return sortedEntries<const Entry>(entries_); }
+    std::vector<const Entry*> sorted() const {
+        const std::vector<Entry*> entries = const_cast<NameTable*>(this)->sorted();
+        return {entries.begin(), entries.end()};
+    }
 
     /// All entries, in no particular order.
     auto begin() { return entries_.begin(); }
     auto end() { return entries_.end(); }
-    auto begin() const { return entries_.begin(); }
-    auto end() const { return entries_.end(); }
 
 private:
-    /// The first eight bytes as a number that compares as they do, so that most comparisons of the
-    /// sort stay clear of the strings.
-    static std::uint64_t prefix(const std::string& name) {
-        std::uint64_t number = 0;
-        for (std::size_t i = 0; i < 8; ++i) {
-            number = number << 8 | (i < name.size() ? static_cast<unsigned char>(name[i]) : 0U);
-        }
-        return number;
+    NameIndex::Position positionOf(const HashedName& name) const {
+        return index_.find(name.hash(), [&](NameIndex::Position at) { return entries_[at].name == name.text(); });
     }
 
-    template <class E, class Entries>
-    static std::vector<E*> sortedEntries(Entries& entries) {
-        std::vector<std::pair<std::uint64_t, E*>> keyed;
-        keyed.reserve(entries.size());
-        for (E& entry : entries) {
-            keyed.emplace_back(prefix(entry.first), &entry);
-        }
-        std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) {
-            return a.first != b.first ? a.first < b.first : a.second->first < b.second->first;
-        });
-        std::vector<E*> sorted;
-        sorted.reserve(keyed.size());
-        for (const auto& [key, entry] : keyed) {
-            sorted.push_back(entry);
-        }
-        return sorted;
-    }
-
-    std::unordered_map<std::string, Value> entries_;
-    std::vector<Entry*> sorted_;  ///< The last listing; not valid when its length is not that of the table.
+    std::vector<Entry> entries_;
+    NameIndex index_;
 };
 
 }  // namespace TessilGraph

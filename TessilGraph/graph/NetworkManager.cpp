@@ -70,16 +70,15 @@ NetworkManager::NetworkManager(const NetworkManager& other) : NetworkManager() {
 NetworkManager& NetworkManager::operator=(const NetworkManager& other) {
     cleanNetwork();
     internal::NetworkCopy copy(other.nodes_);
+    nodes_.reserve(other.nodes_.size());
     copy.handOver([this](Node& clone, const std::string& name) {
-        Node* replaced = nodes_.find(name);
-        nodes_.enter(clone, name);
-        if (replaced != nullptr) {
+        if (Node* replaced = nodes_.enter(clone, name)) {
             destroy(*replaced);
         }
     });
-    for (const auto& [name, order] : other.networkCache_.living()) {
+    other.networkCache_.forEach([&](const std::string& name, const std::vector<Node*>& order) {
         networkCache_.store(name, copy.translate(order, nodes_));
-    }
+    });
     copy.connect(nodes_);
     return *this;
 }
@@ -97,36 +96,38 @@ void NetworkManager::addNode(Node* node, const std::string& name) {
         TessilUtils::Logger::error() << "Error null pointer";
         return;
     }
-    nodes_.enter(*node, getUniqueName(name));
+    nodes_.enter(*node, NodeSet::FreeName(nodes_, name));
 }
 
 Node* NetworkManager::createNode(const std::string& type, const std::string& name) {
-    const std::string unique = getUniqueName(name);
-    Node* node = nullptr;
-    NodeCacheEntry* waiting = nodeCache_.find(unique);
-    if (waiting != nullptr && !waiting->inUse && waiting->node != nullptr && waiting->node->typeStr() == type) {
-        waiting->inUse = true;
-        node = waiting->node;
-    } else {
-        std::unique_ptr<Node> made(NodeFactory::instance().createNode(type));
-        setCacheEntry(unique, {true, made.get()});
-        node = made.release();
+    constexpr bool made = true;
+    const NodeSet::FreeName unique(nodes_, name);
+    Node* waiting = waitingNode(unique);
+    if (waiting != nullptr && waiting->typeStr() == type) {
+        nodes_.enter(*waiting, unique, made);
+        eraseCacheEntry(unique);
+        return waiting;
     }
-    if (node != nullptr) {
-        nodes_.enter(*node, unique);
+    std::unique_ptr<Node> node(NodeFactory::instance().createNode(type));
+    if (node == nullptr) {
+        setCacheEntry(unique, {true, nullptr});
+        return nullptr;
     }
-    return node;
+    nodes_.enter(*node, unique, made);
+    eraseCacheEntry(unique);
+    return node.release();
 }
 
 void NetworkManager::deleteNode(const std::string& name) {
-    const std::string key = name;  // The argument may live in the node.
-    if (Node* node = nodes_.find(key)) {
+    const HashedName key(name);
+    Node* node = nodes_.find(key);
+    if (node != nullptr) {
         logOneSidedLinks(*node);
         nodes_.remove(key);
-        eraseCacheEntry(key);
+    }
+    eraseCacheEntry(key);
+    if (node != nullptr) {
         destroy(*node);
-    } else {
-        eraseCacheEntry(key);
     }
 }
 
@@ -134,25 +135,23 @@ bool NetworkManager::renameNode(const std::string& oldName, const std::string& n
     if (!isNodeName(newName)) {
         return false;
     }
-    Node* node = nodes_.find(oldName);
-    if (node == nullptr) {
+    const HashedName old(oldName);
+    const NodeSet::Position position = nodes_.positionOf(old);
+    if (position == NodeSet::none) {
         return false;
     }
-    const std::string old = oldName;  // The argument may live in the node.
-    const std::string unique = getUniqueName(newName);
-    const NodeCacheEntry* cached = nodeCache_.find(old);
-    if (cached != nullptr && cached->node == node) {
-        const NodeCacheEntry entry = *cached;
-        const NodeCacheEntry* inTheWay = nodeCache_.find(unique);
-        if (inTheWay != nullptr && !inTheWay->inUse && inTheWay->node != nullptr) {
-            Node& waiting = *inTheWay->node;
-            eraseCacheEntry(unique);
-            destroy(waiting);
-        }
-        setCacheEntry(unique, entry);
-        eraseCacheEntry(old);
+    const NodeSet::FreeName unique(nodes_, newName);
+    Node* inTheWay = isCached(position, old) ? waitingNode(unique) : nullptr;
+    if (inTheWay == nullptr) {
+        moveEntry(old, unique);
+        return true;
     }
-    nodes_.rename(old, unique);
+    // The names may live in the node that goes.
+    const std::string from = oldName;
+    const std::string to(unique.name().text());
+    eraseCacheEntry(to);
+    destroy(*inTheWay);
+    moveEntry(from, to);
     return true;
 }
 
@@ -161,22 +160,22 @@ Node* NetworkManager::getNode(const std::string& name) {
 }
 
 Node* NetworkManager::getNodeByType(unsigned int typeId) {
-    const std::string* firstName = nullptr;
-    Node* first = nullptr;
-    for (const auto& [name, node] : nodes_) {
-        if (node->typeId() == typeId && (firstName == nullptr || name < *firstName)) {
-            firstName = &name;
-            first = node;
+    NodeSet::Position first = NodeSet::none;
+    for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+        const Node* node = nodes_.nodeIfAt(position);
+        if (node != nullptr && node->typeId() == typeId &&
+            (first == NodeSet::none || nodes_.nameAt(position) < nodes_.nameAt(first))) {
+            first = position;
         }
     }
-    return first;
+    return first != NodeSet::none ? &nodes_.nodeAt(first) : nullptr;
 }
 
 std::vector<Node*> NetworkManager::getAllNodes() {
     std::vector<Node*> nodes;
     nodes.reserve(nodes_.size());
-    for (const auto* entry : nodes_.sorted()) {
-        nodes.push_back(entry->second);
+    for (const NodeSet::Position position : nodes_.sorted()) {
+        nodes.push_back(&nodes_.nodeAt(position));
     }
     return nodes;
 }
@@ -184,8 +183,8 @@ std::vector<Node*> NetworkManager::getAllNodes() {
 std::vector<std::string> NetworkManager::getNodeNames() {
     std::vector<std::string> names;
     names.reserve(nodes_.size());
-    for (const auto* entry : nodes_.sorted()) {
-        names.push_back(entry->first);
+    for (const NodeSet::Position position : nodes_.sorted()) {
+        names.push_back(nodes_.nameAt(position));
     }
     return names;
 }
@@ -207,28 +206,24 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
-    if (useCache) {
-        if (const std::vector<Node*>* order = networkCache_.find(name)) {
-            internal::computeInOrder(*order, data);
-            return;
-        }
+    if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
+        return;
     }
     if (!node->isDirty()) {
         return;
     }
-    if (parallel && internal::computeInLevels(*node, data)) {
+    if (parallel && internal::computeInLevels(*node, *nodes_.state(), data)) {
         return;
     }
-    const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::Dirty, nodes_);
-    if (parallel || order.cyclic) {
-        internal::logCycle();
-    }
-    internal::computeInOrder(order.nodes, data);
+    const bool isCyclic = parallel;
+    internal::computeUpstream(*node, nodes_, data, isCyclic);
 }
 
 void NetworkManager::setAllNodeDirty() {
-    for (const auto& [name, node] : nodes_) {
-        node->setDirtyFlag();
+    for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+        if (Node* node = nodes_.nodeIfAt(position)) {
+            node->setDirtyFlag();
+        }
     }
 }
 
@@ -237,11 +232,7 @@ void NetworkManager::cacheNodeNetwork(const std::string& name) {
     if (node == nullptr) {
         return;
     }
-    internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::All, nodes_);
-    if (order.cyclic) {
-        internal::logCycle();
-    }
-    networkCache_.store(name, std::move(order.nodes));
+    networkCache_.store(name, internal::wholeOrder(*node, nodes_));
 }
 
 void NetworkManager::clearNodeNetworkCache(const std::string& name) {
@@ -253,35 +244,40 @@ void NetworkManager::clearNodeNetworkCaches() {
 }
 
 void NetworkManager::clearNodeCache() {
-    const auto entries = nodeCache_.sorted();
-    std::vector<std::pair<std::string, Node*>> waiting;
-    for (const auto* entry : entries) {
-        if (!entry->second.inUse) {
-            waiting.emplace_back(entry->first, entry->second.node);
+    std::vector<NameTable<NodeCacheEntry>::Entry> waiting;
+    for (const auto* entry : nodeCache_.sorted()) {
+        if (!entry->value.inUse) {
+            waiting.push_back(*entry);
         }
     }
-    for (const auto& [name, node] : waiting) {
+    for (const auto& [name, entry] : waiting) {
         // A node that stands under two names is gone, and its entries with it, at the first one.
-        const NodeCacheEntry* entry = nodeCache_.find(name);
-        const bool stillThere = entry != nullptr && entry->node == node;
+        const NodeCacheEntry* now = nodeCache_.find(name);
+        const bool stillThere = now != nullptr && now->node == entry.node;
         eraseCacheEntry(name);
-        if (stillThere && node != nullptr) {
-            destroy(*node);
+        if (stillThere && entry.node != nullptr) {
+            destroy(*entry.node);
         }
     }
 }
 
 void NetworkManager::reset() {
     // The books first: what a host's node throws out of its reset finds them in order.
-    const auto& entries = nodeCache_.sorted();
+    for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+        Node* node = nodes_.nodeIfAt(position);
+        if (node != nullptr && nodes_.isMade(position)) {
+            setCacheEntry(nodes_.nameAt(position), {false, node});
+        }
+    }
     nodes_.clear();
     networkCache_.dropAll();
+    const auto entries = nodeCache_.sorted();
     for (auto* entry : entries) {
-        entry->second.inUse = false;
+        entry->value.inUse = false;
     }
     std::exception_ptr failure;
     for (auto* entry : entries) {
-        Node* node = entry->second.node;
+        Node* node = entry->value.node;
         if (node == nullptr) {
             continue;
         }
@@ -299,25 +295,21 @@ void NetworkManager::reset() {
 }
 
 void NetworkManager::cleanNetwork() {
-    // A node that the host entered twice is deleted once.
-    std::vector<Node*> doomed;
-    doomed.reserve(nodes_.size());
-    const std::uint64_t walk = internal::nextStamp();
-    const auto doom = [&doomed, walk](Node* node) {
-        if (node != nullptr && Access::mark(*node) != walk) {
+    std::vector<Node*> doomed = nodes_.takeAll();
+    if (!nodeCache_.isEmpty()) {
+        // A node may wait and stand in the network as well.
+        const std::uint64_t walk = internal::nextStamp();
+        for (Node* node : doomed) {
             Access::mark(*node) = walk;
-            doomed.push_back(node);
         }
-    };
-    for (const auto* entry : nodes_.sorted()) {
-        doom(entry->second);
-    }
-    for (const auto* entry : nodeCache_.sorted()) {
-        if (!entry->second.inUse) {
-            doom(entry->second.node);
+        for (const auto* entry : nodeCache_.sorted()) {
+            Node* node = entry->value.node;
+            if (!entry->value.inUse && node != nullptr && Access::mark(*node) != walk) {
+                Access::mark(*node) = walk;
+                doomed.push_back(node);
+            }
         }
     }
-    nodes_.clear();
     nodeCache_.clear();
     networkCache_.dropAll();
     for (Node* node : doomed) {
@@ -326,7 +318,38 @@ void NetworkManager::cleanNetwork() {
 }
 
 std::string NetworkManager::getUniqueName(const std::string& name) {
-    return nodes_.uniqueName(name);
+    return std::string(NodeSet::FreeName(nodes_, name).name().text());
+}
+
+/// The node that waits in the cache under a name; null when none does.
+Node* NetworkManager::waitingNode(const HashedName& name) const {
+    const NodeCacheEntry* entry = nodeCache_.find(name);
+    return entry != nullptr && !entry->inUse ? entry->node : nullptr;
+}
+
+/// Whether the cache has a node of the network under the name that it has there.
+bool NetworkManager::isCached(NodeSet::Position position, const HashedName& name) const {
+    if (nodes_.isMade(position)) {
+        return true;
+    }
+    const NodeCacheEntry* entry = nodeCache_.find(name);
+    return entry != nullptr && entry->node == &nodes_.nodeAt(position);
+}
+
+/// Gives a node of the network, and its entry in the cache, another name, which no node has.
+void NetworkManager::moveEntry(const HashedName& from, const HashedName& to) {
+    const NodeSet::Position position = nodes_.positionOf(from);
+    if (position == NodeSet::none) {
+        return;
+    }
+    if (isCached(position, from)) {
+        eraseCacheEntry(to);
+        if (!nodes_.isMade(position)) {
+            setCacheEntry(to, *nodeCache_.find(from));
+            eraseCacheEntry(from);
+        }
+    }
+    nodes_.rename(position, to);
 }
 
 /// Deletes a node and whatever the books still say of it.
@@ -334,17 +357,17 @@ void NetworkManager::destroy(Node& node) {
     if (Access::holders(node) != 0) {
         // The host entered it under more than one name.
         std::vector<std::string> names;
-        for (const auto& [name, held] : nodes_) {
-            if (held == &node) {
-                names.push_back(name);
+        for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+            if (nodes_.nodeIfAt(position) == &node) {
+                names.push_back(nodes_.nameAt(position));
             }
         }
         for (const std::string& name : names) {
             nodes_.remove(name);
         }
-        for (auto& [name, entry] : nodeCache_) {
-            if (entry.node == &node) {
-                entry.node = nullptr;
+        for (auto& entry : nodeCache_) {
+            if (entry.value.node == &node) {
+                entry.value.node = nullptr;
             }
         }
     }
@@ -353,15 +376,15 @@ void NetworkManager::destroy(Node& node) {
     delete &node;
 }
 
-void NetworkManager::setCacheEntry(const std::string& name, NodeCacheEntry entry) {
+void NetworkManager::setCacheEntry(const HashedName& name, NodeCacheEntry entry) {
     eraseCacheEntry(name);
+    nodeCache_.add(name, entry);
     if (entry.node != nullptr) {
         ++Access::holders(*entry.node);
     }
-    nodeCache_.set(name, entry);
 }
 
-void NetworkManager::eraseCacheEntry(const std::string& name) {
+void NetworkManager::eraseCacheEntry(const HashedName& name) {
     const NodeCacheEntry* entry = nodeCache_.find(name);
     if (entry == nullptr) {
         return;

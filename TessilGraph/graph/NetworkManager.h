@@ -12,6 +12,10 @@
 
 namespace TessilGraph {
 
+namespace internal {
+struct Access;
+}
+
 /// What a network manager keeps of a node that it made, so that it can hand it out again.
 struct NodeCacheEntry {
     bool inUse = false;    ///< The node is part of the network; false while it waits after a `reset`.
@@ -138,13 +142,18 @@ protected:
     std::string getUniqueName(const std::string& name);
 
 private:
+    friend struct internal::Access;
+
+    Node* waitingNode(const HashedName& name) const;
+    bool isCached(NodeSet::Position position, const HashedName& name) const;
+    void moveEntry(const HashedName& from, const HashedName& to);
     void destroy(Node& node);
-    void setCacheEntry(const std::string& name, NodeCacheEntry entry);
-    void eraseCacheEntry(const std::string& name);
+    void setCacheEntry(const HashedName& name, NodeCacheEntry entry);
+    void eraseCacheEntry(const HashedName& name);
 
     NodeSet nodes_;
     StoredOrders networkCache_;
-    NameTable<NodeCacheEntry> nodeCache_;
+    NameTable<NodeCacheEntry> nodeCache_;  ///< Of a node in use it knows by a bit of its entry in `nodes_`.
 };
 
 }  // namespace TessilGraph

@@ -1,12 +1,16 @@
 #include <TessilGraph/graph/Node.h>
 
+#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+#include <TessilGraph/graph/internal/SmallStack.h>
 
 #include <TessilUtils/Logger.h>
 
 #include <algorithm>
+#include <vector>
 
 using TessilUtils::Logger;
 
@@ -14,17 +18,15 @@ namespace TessilGraph {
 
 namespace {
 
-std::vector<Port*>::const_iterator findPort(const std::vector<Port*>& ports, const std::string& name) {
-    return std::find_if(ports.begin(), ports.end(),
-                        [&name](const Port* port) { return port != nullptr && internal::Access::name(*port) == name; });
-}
-
-Port* getPort(const std::vector<Port*>& ports, const std::string& name) {
-    const auto found = findPort(ports, name);
+/// Null when there is none.
+Port* findPort(PortRange ports, const std::string& name) {
+    const auto found = std::find_if(ports.begin(), ports.end(), [&name](const Port* port) {
+        return port != nullptr && internal::Access::name(*port) == name;
+    });
     return found != ports.end() ? *found : nullptr;
 }
 
-std::vector<std::string> portNames(const std::vector<Port*>& ports) {
+std::vector<std::string> portNames(PortRange ports) {
     std::vector<std::string> names;
     names.reserve(ports.size());
     for (const Port* port : ports) {
@@ -35,19 +37,39 @@ std::vector<std::string> portNames(const std::vector<Port*>& ports) {
     return names;
 }
 
+void markDirty(Node& node) {
+    using internal::Access;
+    std::atomic<std::uint8_t>& dirty = *Access::dirty(node);
+    internal::NetworkState* home = Access::home(node);
+    if (Access::slot(node) == 0) {
+        dirty.store(internal::isDirty, std::memory_order_relaxed);
+    } else {
+        dirty.fetch_or(internal::isDirty, std::memory_order_relaxed);
+        home->prepared->noteDirty(Access::slot(node) - 1);
+    }
+    if (home != nullptr) {
+        home->noteMark();
+    }
+}
+
 }  // namespace
 
-Node::Node() : label_(internal::newLabel()) {}
+Node::Node() : block_(internal::NodeMemory::claim(this)), label_(internal::newLabel()) {}
+
+void* Node::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
 
 std::string Node::typeStr() const {
     return "Node";
 }
 
 Node::~Node() {
-    for (Port* port : inputs_) {
+    leavePrepared();
+    for (Port* port : inputs_.range()) {
         delete port;
     }
-    for (Port* port : outputs_) {
+    for (Port* port : outputs_.range()) {
         delete port;
     }
 }
@@ -57,12 +79,12 @@ bool Node::compute(const ComputeData*) {
 }
 
 void Node::reset() {
-    for (Port* port : inputs_) {
+    for (Port* port : inputs_.range()) {
         if (port != nullptr) {
             port->reset();
         }
     }
-    for (Port* port : outputs_) {
+    for (Port* port : outputs_.range()) {
         if (port != nullptr) {
             port->reset();
         }
@@ -74,11 +96,10 @@ short Node::baseNodeType() const {
 }
 
 void Node::setName(const std::string& name) {
-    name_ = name;
-    if (home_ != nullptr) {
-        home_ = nullptr;
-        internal::LentLists::nodeMoves(*this);
+    if (home_ != nullptr && name != name_) {
+        home_->nodes->keepName(*this);
     }
+    name_ = name;
 }
 
 void Node::addInputPort(Port* port) {
@@ -90,90 +111,122 @@ void Node::addOutputPort(Port* port) {
 }
 
 Port* Node::getInputPort(const std::string& name) {
-    return getPort(inputs_, name);
+    return findPort(inputs_.range(), name);
 }
 
 Port* Node::getOutputPort(const std::string& name) {
-    return getPort(outputs_, name);
+    return findPort(outputs_.range(), name);
 }
 
 std::vector<std::string> Node::getInputPortNames() const {
-    return portNames(inputs_);
+    return portNames(inputs_.range());
 }
 
 std::vector<std::string> Node::getOutputPortNames() const {
-    return portNames(outputs_);
+    return portNames(outputs_.range());
 }
 
 void Node::removeInputPort(const std::string& name) {
-    const auto found = findPort(inputs_, name);
-    if (found == inputs_.end()) {
-        return;
-    }
-    inputsElsewhere_ = true;
-    (*found)->removed_ = true;
-    inputs_.erase(found);
+    inputsElsewhere_ = removePort(inputs_, name) || inputsElsewhere_;
 }
 
 void Node::removeOutputPort(const std::string& name) {
-    const auto found = findPort(outputs_, name);
-    if (found == outputs_.end()) {
-        return;
+    removePort(outputs_, name);
+}
+
+void Node::setProfileTime(std::uint64_t time) {
+    profileTime_ = time;
+    if (time != 0 && home_ != nullptr) {
+        ++home_->profileTimes;
     }
-    (*found)->removed_ = true;
-    outputs_.erase(found);
+}
+
+void Node::setDirtyFlag() {
+    markDirty(*this);
+    noteOrigin();
 }
 
 void Node::setDirty(bool dirty) {
-    if (isDirty() == dirty) {
-        return;
-    }
     if (!dirty) {
-        dirty_.store(false, std::memory_order_relaxed);
+        if (slot_ != 0 && isDirty()) {
+            home_->prepared->noteCleaned();
+        }
+        dirty_->store(0, std::memory_order_relaxed);
         return;
     }
-    std::vector<Node*> marked;
-    setDirtyFlag();
-    marked.push_back(this);
-    while (!marked.empty()) {
-        const Node* node = marked.back();
-        marked.pop_back();
-        for (const Port* output : node->outputs_) {
-            if (output == nullptr) {
-                continue;
-            }
-            for (const Port* peer : output->connections_) {
-                Node* downstream = peer != nullptr ? peer->node() : nullptr;
-                if (downstream != nullptr && !downstream->isDirty()) {
-                    downstream->setDirtyFlag();
-                    marked.push_back(downstream);
-                }
-            }
+    if (isDirty()) {
+        noteOrigin();
+        return;
+    }
+    markDirty(*this);
+    noteOrigin();
+    internal::SmallStack<Node*, 64> marked;
+    marked.push(this);
+    const auto markOwner = [&marked](const Port* peer) {
+        Node* downstream = peer != nullptr ? peer->node() : nullptr;
+        if (downstream != nullptr && !downstream->isDirty()) {
+            markDirty(*downstream);
+            marked.push(downstream);
         }
+    };
+    while (!marked.empty()) {
+        marked.pop()->outputs_.forEach([&markOwner](const Port* output) {
+            if (output != nullptr) {
+                output->connections_.forEach(markOwner);
+            }
+        });
     }
 }
 
-void Node::addPort(std::vector<Port*>& ports, Port* port, bool asInput) {
+/// For evaluations that want to know which nodes were marked themselves.
+void Node::noteOrigin() {
+    if (slot_ != 0) {
+        dirty_->fetch_or(internal::isOrigin, std::memory_order_relaxed);
+    }
+}
+
+void Node::leavePrepared() {
+    if (slot_ != 0) {
+        home_->prepared->dissolve();
+    }
+}
+
+void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (port == nullptr) {
         Logger::error() << "Error null pointer";
         return;
     }
-    if (getPort(ports, port->name_) != nullptr) {
-        Logger::error() << "Port " << port->name_ << "already exists";
+    const std::string& name = port->name_.str();
+    if (findPort(ports.range(), name) != nullptr) {
+        Logger::error() << "Port " << name << "already exists";
         return;
     }
-    ports.push_back(port);
+    ports.add(port, this);
+    port->noteNewStorage();
     port->setAsInput(asInput);
     // A port that comes with links, or that others may still list, takes these to another node.
     const bool comesLinked = !port->connections_.empty();
-    const bool mayBeListed = port->lost_ != nullptr || port->lostMany_;
+    const bool mayBeListed = internal::Access::hasLost(*port);
     const bool isWatched = port->watched_;
     port->node_ = this;
     port->removed_ = false;
     port->displaced_ = mayBeListed;
+    internal::noteWiring(this);
     if (comesLinked || mayBeListed || isWatched) {
         internal::LentLists::watch(*port);
     }
+}
+
+/// False when there is no port of that name.
+bool Node::removePort(PortList& ports, const std::string& name) {
+    Port* port = findPort(ports.range(), name);
+    if (port == nullptr) {
+        return false;
+    }
+    port->noteNewStorage();
+    port->removed_ = true;
+    ports.remove(port);
+    return true;
 }
 
 }  // namespace TessilGraph

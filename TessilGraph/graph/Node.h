@@ -2,14 +2,22 @@
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/graph/ComputeData.h>
+#include <TessilGraph/graph/NodeMemory.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/PortList.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace TessilGraph {
+
+namespace internal {
+struct NetworkState;
+}
 
 /// A step of a network: ports, a name, a dirty flag, and a function from inputs to outputs.
 ///
@@ -83,51 +91,71 @@ public:
     std::uint64_t numOutputPorts() const { return outputs_.size(); }
 
     /// The ports in the order in which they were added.
-    std::vector<Port*>::iterator inputPortBegin() { return inputs_.begin(); }
-    std::vector<Port*>::iterator inputPortEnd() { return inputs_.end(); }
-    std::vector<Port*>::const_iterator inputPortCBegin() const { return inputs_.begin(); }
-    std::vector<Port*>::const_iterator inputPortCEnd() const { return inputs_.end(); }
-    std::vector<Port*>::iterator outputPortBegin() { return outputs_.begin(); }
-    std::vector<Port*>::iterator outputPortEnd() { return outputs_.end(); }
-    std::vector<Port*>::const_iterator outputPortCBegin() const { return outputs_.begin(); }
-    std::vector<Port*>::const_iterator outputPortCEnd() const { return outputs_.end(); }
+    std::vector<Port*>::iterator inputPortBegin() { return inputs_.asVector().begin(); }
+    std::vector<Port*>::iterator inputPortEnd() { return inputs_.asVector().end(); }
+    std::vector<Port*>::const_iterator inputPortCBegin() const { return inputs_.asVector().begin(); }
+    std::vector<Port*>::const_iterator inputPortCEnd() const { return inputs_.asVector().end(); }
+    std::vector<Port*>::iterator outputPortBegin() { return outputs_.asVector().begin(); }
+    std::vector<Port*>::iterator outputPortEnd() { return outputs_.asVector().end(); }
+    std::vector<Port*>::const_iterator outputPortCBegin() const { return outputs_.asVector().begin(); }
+    std::vector<Port*>::const_iterator outputPortCEnd() const { return outputs_.asVector().end(); }
 
-    bool isDirty() const { return dirty_.load(std::memory_order_relaxed); }
+    bool isDirty() const { return dirty_->load(std::memory_order_relaxed) != 0; }
 
     /// Marks this node and everything downstream of it dirty, or just this node clean. A node that
     /// is in the wanted state already ends the matter, whatever stands downstream.
     void setDirty(bool dirty);
 
     /// Marks just this node dirty.
-    void setDirtyFlag() { dirty_.store(true, std::memory_order_relaxed); }
+    void setDirtyFlag();
 
     /// Set to 0 for every node that an evaluation passes, the level walk apart.
     std::uint64_t profileTime() const { return profileTime_; }
-    void setProfileTime(std::uint64_t time) { profileTime_ = time; }
+    void setProfileTime(std::uint64_t time);
+
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
 
 private:
     friend class Port;
     friend struct internal::Access;
 
-    void addPort(std::vector<Port*>& ports, Port* port, bool asInput);
+    void addPort(PortList& ports, Port* port, bool asInput);
+    bool removePort(PortList& ports, const std::string& name);
+    void noteOrigin();
+    void leavePrepared();
 
+    internal::NodeMemory::Block* const block_;  ///< Where the node's ports find room; null where there is none.
     std::string name_;
-    std::vector<Port*> inputs_;
-    std::vector<Port*> outputs_;
-    std::uint64_t profileTime_ = 0;
-    std::atomic<bool> dirty_{true};
-    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
+    std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.
+    std::uint64_t secondMark_ = 0;  ///< For walks that tell two kinds of visit apart.
+    std::uint32_t place_ = 0;       ///< For walks that number what they find.
+    std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
+    std::uint32_t slot_ = 0;        ///< One more than its place among the prepared nodes of its network; 0 for none.
+    std::uint32_t entry_ = 0;       ///< Where its entry stands in the node set of `home_`.
+    PortList outputs_;
+    PortList inputs_;
 
-    // What walks and network managers note at a node instead of keeping sets of nodes.
-    bool stored_ = false;           ///< An evaluation order that a manager stores may hold this node.
+    // From here on stands what every evaluation reads, followed by what the node classes add.
+    internal::NetworkState* home_ = nullptr;  ///< Of the network in which the node stands under its own name.
+    std::uint64_t mark_ = 0;                  ///< The last walk that has been here.
+    std::uint64_t profileTime_ = 0;
+    std::atomic<std::uint8_t>* dirty_ = &ownDirty_;
+    std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte, unless a prepared network keeps it.
+
+    mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
+    bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
     bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
     float cost_ = 0.0f;             ///< What `compute` takes, in nanoseconds; 0 until a level walk has measured it.
-    std::uint32_t holders_ = 0;     ///< In how many entries of a manager's books the node stands.
-    const void* home_ = nullptr;    ///< The node set in which the node stands under its own name.
-    std::uint64_t label_;           ///< Less than the labels of all nodes that this one feeds.
-    std::uint64_t mark_ = 0;        ///< The last walk that has been here.
-    std::uint64_t secondMark_ = 0;  ///< For walks that tell two kinds of visit apart.
-    std::size_t place_ = 0;         ///< For walks that number what they find.
 };
 
 }  // namespace TessilGraph

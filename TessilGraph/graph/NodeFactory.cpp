@@ -18,13 +18,13 @@ void NodeFactory::registerNode(const std::string& name, Creator creator) {
         Logger::error() << "Error null pointer";
         return;
     }
-    if (!creators_.emplace(name, creator).second) {
+    if (!creators_.add(name, creator)) {
         Logger::error() << "Node " << name << " already registered";
     }
 }
 
 void NodeFactory::deregisterNode(const std::string& name) {
-    if (creators_.erase(name) == 0) {
+    if (!creators_.erase(name)) {
         Logger::error() << "Node " << name << " is not registered";
     }
 }
@@ -40,9 +40,8 @@ bool NodeFactory::isRegistered(const std::string& name) {
 
 std::vector<std::string> NodeFactory::getRegisteredNodes() {
     std::vector<std::string> names;
-    names.reserve(creators_.size());
-    for (const auto& [name, creator] : creators_) {
-        names.push_back(name);
+    for (const auto* entry : creators_.sorted()) {
+        names.push_back(entry->name);
     }
     return names;
 }
@@ -51,13 +50,13 @@ NodeFactory::Creator NodeFactory::findCreator(const std::string& name) const {
     if (name.empty()) {
         return nullptr;
     }
-    auto found = creators_.find(name);
-    if (found == creators_.end()) {
+    const Creator* found = creators_.find(name);
+    if (found == nullptr) {
         std::string capitalised = name;
         capitalised.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(capitalised.front())));
         found = creators_.find(capitalised);
     }
-    return found != creators_.end() ? found->second : nullptr;
+    return found != nullptr ? *found : nullptr;
 }
 
 }  // namespace TessilGraph

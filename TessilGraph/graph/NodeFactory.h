@@ -1,9 +1,9 @@
 #pragma once
 
 #include <TessilGraph/Export.h>
+#include <TessilGraph/graph/NameTable.h>
 #include <TessilGraph/graph/Node.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -48,7 +48,7 @@ private:
 
     Creator findCreator(const std::string& name) const;
 
-    std::map<std::string, Creator> creators_;
+    NameTable<Creator> creators_;
 };
 
 }  // namespace TessilGraph

@@ -1,87 +1,241 @@
 #include <TessilGraph/graph/NodeSet.h>
 
+#include <TessilGraph/graph/NameOrder.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+
+#include <utility>
 
 namespace TessilGraph {
 
 using internal::Access;
 
-Node* NodeSet::find(const std::string& name) const {
-    Node* const* node = nodes_.find(name);
-    return node != nullptr ? *node : nullptr;
+namespace {
+
+/// For a node whose name or network is about to change.
+void leavePrepared(Node& node) {
+    if (Access::slot(node) != 0) {
+        Access::home(node)->prepared->dissolve();
+    }
 }
 
-std::string NodeSet::uniqueName(const std::string& name) {
-    if (!nodes_.contains(name)) {
-        return name;
+}  // namespace
+
+NodeSet::FreeName::FreeName(NodeSet& nodes, const HashedName& asked) : name_(asked) {
+    const auto isTaken = [&nodes](const HashedName& name) { return nodes.positionOf(name) != none; };
+    if (!isTaken(asked)) {
+        return;
     }
-    Suffixes& suffixes = suffixes_[name];
+    const auto isFreeWith = [&](std::uint64_t suffix) {
+        numbered_.assign(asked.text());
+        numbered_ += std::to_string(suffix);
+        name_ = HashedName(numbered_);
+        return !isTaken(name_);
+    };
+    nodes.suffixes_.add(asked, {});
+    Suffixes& suffixes = *nodes.suffixes_.find(asked);
     while (!suffixes.givenBack.empty()) {
-        std::string candidate = name + std::to_string(*suffixes.givenBack.begin());
-        if (!nodes_.contains(candidate)) {
-            return candidate;
+        if (isFreeWith(*suffixes.givenBack.begin())) {
+            return;
         }
         suffixes.givenBack.erase(suffixes.givenBack.begin());
     }
-    for (;; ++suffixes.next) {
-        std::string candidate = name + std::to_string(suffixes.next);
-        if (!nodes_.contains(candidate)) {
-            return candidate;
-        }
+    while (!isFreeWith(suffixes.next)) {
+        ++suffixes.next;
     }
 }
 
-void NodeSet::enter(Node& node, const std::string& name) {
-    remove(name);
-    nodes_.set(name, &node);
-    node.setName(name);
-    Access::home(node) = this;
+NodeSet::NodeSet() : state_(std::make_shared<internal::NetworkState>()) {
+    state_->nodes = this;
+}
+
+NodeSet::~NodeSet() {
+    clear();
+    state_->nodes = nullptr;
+}
+
+NodeSet::Position NodeSet::positionOf(const HashedName& name) const {
+    return index_.find(name.hash(), [&](Position position) { return nameAt(position) == name.text(); });
+}
+
+Node* NodeSet::find(const HashedName& name) const {
+    const Position position = positionOf(name);
+    return position != none ? entries_[position] : nullptr;
+}
+
+const std::string& NodeSet::nameAt(Position position) const {
+    return bearsItsName(position) ? Access::name(nodeAt(position)) : keptNames_.find(position)->second;
+}
+
+void NodeSet::reserve(std::size_t nodes) {
+    entries_.reserve(nodes);
+    made_.reserve(nodes);
+    index_.reserve(nodes);
+}
+
+Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
+    if (Access::home(node) != nullptr) {
+        Access::home(node)->nodes->keepName(node);
+    }
+    if (Access::name(node) != name.text()) {
+        Access::name(node).assign(name.text());
+    }
+    Position position = positionOf(name);
+    Node* replaced = nullptr;
+    if (position != none) {
+        replaced = entries_[position] != &node ? entries_[position] : nullptr;
+        leave(position);
+        entries_[position] = &node;
+        made_[position] = made;
+    } else {
+        position = endPosition();
+        index_.reserveOne();
+        state_->reserveDirtyByte(position);
+        made_.resize(position + std::size_t{1});
+        entries_.push_back(&node);
+        made_[position] = made;
+        index_.insert(name.hash(), position);
+        ++size_;
+        sorted_.clear();
+    }
     ++Access::holders(node);
-    internal::LentLists::nodeMoves(node);
+    settle(node, position);
+    return replaced;
 }
 
-void NodeSet::rename(const std::string& oldName, const std::string& newName) {
-    Node* node = find(oldName);
-    if (node != nullptr) {
-        // The new entry first, so that the node is not lost if there is no memory for it.
-        enter(*node, newName);
-        nodes_.erase(oldName);
-        --Access::holders(*node);
-        giveBack(oldName);
+void NodeSet::rename(Position position, const HashedName& newName) {
+    Node& node = nodeAt(position);
+    std::string name(newName.text());
+    index_.reserveOne();
+    if (bearsItsName(position)) {
+        leavePrepared(node);
+        name.swap(Access::name(node));
+        state_->noteWiring();
+    } else {
+        if (Access::home(node) != nullptr) {
+            Access::home(node)->nodes->keepName(node);
+        }
+        Access::name(node).swap(name);
+        name.swap(keptNames_[position]);
+        keptNames_.erase(position);
+        settle(node, position);
     }
-}
-
-void NodeSet::remove(const std::string& name) {
-    Node* node = find(name);
-    if (node == nullptr) {
-        return;
-    }
-    nodes_.erase(name);
-    leave(*node);
+    index_.erase(HashedName(name).hash(), position);
+    index_.insert(newName.hash(), position);
+    sorted_.clear();
     giveBack(name);
 }
 
-void NodeSet::clear() {
-    for (const auto& [name, node] : nodes_) {
-        leave(*node);
+void NodeSet::remove(const HashedName& name) {
+    const Position position = positionOf(name);
+    if (position == none) {
+        return;
     }
-    nodes_.clear();
+    index_.erase(name.hash(), position);
+    leave(position);
+    entries_[position] = nullptr;
+    --size_;
+    sorted_.clear();
+    giveBack(name.text());
+    closeGaps();
+}
+
+void NodeSet::clear() {
+    for (Position position = 0; position < endPosition(); ++position) {
+        if (entries_[position] != nullptr) {
+            leave(position);
+        }
+    }
+    entries_ = std::vector<Node*>();
+    made_ = std::vector<bool>();
+    index_.clear();
+    size_ = 0;
+    sorted_ = std::vector<Position>();
     suffixes_.clear();
 }
 
-void NodeSet::leave(Node& node) {
-    --Access::holders(node);
+std::vector<Node*> NodeSet::takeAll() {
+    std::vector<Node*> nodes;
+    nodes.reserve(size_);
+    if (isPlain() && sorted_.size() != size_) {
+        for (Node* node : entries_) {
+            if (node != nullptr) {
+                nodes.push_back(node);
+            }
+        }
+        sortByName(nodes, [](const Node* node) -> const std::string& { return Access::name(*node); });
+    } else {
+        const std::uint64_t walk = internal::nextStamp();
+        for (const Position position : sorted()) {
+            Node& node = nodeAt(position);
+            if (Access::mark(node) != walk) {
+                Access::mark(node) = walk;
+                nodes.push_back(&node);
+            }
+        }
+    }
+    clear();
+    return nodes;
+}
+
+void NodeSet::keepName(Node& node) {
+    keptNames_.emplace(Access::entry(node), Access::name(node));
+    leavePrepared(node);
+    state_->noteWiring();
     Access::home(node) = nullptr;
+    Access::bringDirtyHome(node);
     internal::LentLists::nodeMoves(node);
 }
 
-void NodeSet::giveBack(const std::string& freedName) {
+const std::vector<NodeSet::Position>& NodeSet::sorted() {
+    if (sorted_.size() != size_) {
+        sorted_ = listed();
+    }
+    return sorted_;
+}
+
+std::vector<NodeSet::Position> NodeSet::sorted() const {
+    return sorted_.size() == size_ ? sorted_ : listed();
+}
+
+/// Whether the name of the entry is the one that its node bears.
+bool NodeSet::bearsItsName(Position position) const {
+    const Node& node = nodeAt(position);
+    return Access::home(node) == state_.get() && Access::entry(node) == position;
+}
+
+/// Makes the entry the one whose name the node bears.
+void NodeSet::settle(Node& node, Position position) {
+    Access::home(node) = state_.get();
+    Access::entry(node) = position;
+    Access::bringDirtyHome(node);
+    state_->profileTimes += node.profileTime() != 0 ? 1 : 0;
+    state_->noteWiring();
+    internal::LentLists::nodeMoves(node);
+}
+
+/// Leaves it to the caller what becomes of the entry.
+void NodeSet::leave(Position position) {
+    Node& node = nodeAt(position);
+    --Access::holders(node);
+    state_->noteWiring();
+    if (bearsItsName(position)) {
+        leavePrepared(node);
+        Access::home(node) = nullptr;
+        Access::bringDirtyHome(node);
+        internal::LentLists::nodeMoves(node);
+    } else {
+        keptNames_.erase(position);
+    }
+}
+
+void NodeSet::giveBack(std::string_view freedName) {
     // Every way to read the name as another one with a suffix; nobody counts beyond 18 digits.
     constexpr std::size_t mostDigits = 18;
     std::uint64_t suffix = 0;
     std::uint64_t place = 1;
-    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size() && !suffixes_.empty(); ++digits) {
+    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size() && !suffixes_.isEmpty(); ++digits) {
         const char digit = freedName[freedName.size() - digits];
         if (digit < '0' || digit > '9') {
             return;
@@ -91,11 +245,59 @@ void NodeSet::giveBack(const std::string& freedName) {
         if (digit == '0') {
             continue;  // Suffixes have no leading zeros.
         }
-        const auto taken = suffixes_.find(freedName.substr(0, freedName.size() - digits));
-        if (taken != suffixes_.end() && suffix < taken->second.next) {
-            taken->second.givenBack.insert(suffix);
+        Suffixes* taken = suffixes_.find(freedName.substr(0, freedName.size() - digits));
+        if (taken != nullptr && suffix < taken->next) {
+            taken->givenBack.insert(suffix);
         }
     }
+}
+
+/// Moves the entries up once most of the places are empty, which is seldom enough to cost nothing.
+void NodeSet::closeGaps() {
+    constexpr std::size_t fewPlaces = 32;
+    while (!entries_.empty() && entries_.back() == nullptr) {
+        entries_.pop_back();
+        made_.pop_back();
+    }
+    if (entries_.size() <= fewPlaces || entries_.size() <= 2 * size_) {
+        return;
+    }
+    std::vector<Position> moved(entries_.size(), none);
+    std::unordered_map<Position, std::string> keptNames;
+    Position to = 0;
+    for (Position from = 0; from < endPosition(); ++from) {
+        if (entries_[from] == nullptr) {
+            continue;
+        }
+        if (bearsItsName(from)) {
+            Access::entry(*entries_[from]) = to;
+            if (Access::slot(*entries_[from]) == 0) {
+                Access::bringDirtyHome(*entries_[from]);
+            }
+        } else {
+            keptNames.emplace(to, std::move(keptNames_[from]));
+        }
+        entries_[to] = entries_[from];
+        made_[to] = made_[from];
+        moved[from] = to++;
+    }
+    entries_.resize(to);
+    made_.resize(to);
+    keptNames_ = std::move(keptNames);
+    state_->storage += 1;
+    index_.renumber(moved);
+}
+
+std::vector<NodeSet::Position> NodeSet::listed() const {
+    std::vector<Position> positions;
+    positions.reserve(size_);
+    for (Position position = 0; position < endPosition(); ++position) {
+        if (entries_[position] != nullptr) {
+            positions.push_back(position);
+        }
+    }
+    sortByName(positions, [this](Position position) -> const std::string& { return nameAt(position); });
+    return positions;
 }
 
 }  // namespace TessilGraph

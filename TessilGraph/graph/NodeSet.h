@@ -1,11 +1,16 @@
 #pragma once
 
 #include <TessilGraph/Export.h>
+#include <TessilGraph/graph/HashedName.h>
+#include <TessilGraph/graph/NameIndex.h>
 #include <TessilGraph/graph/NameTable.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -13,44 +18,101 @@ namespace TessilGraph {
 
 class Node;
 
+namespace internal {
+struct NetworkState;
+}
+
 /// The nodes of one network by name. It owns none of them.
+///
+/// The name of an entry is the one that its node bears. Only where the two differ, since the host
+/// gave the node another name by itself or entered it a second time, the set keeps a string.
 ///
 /// Threads: const functions may run side by side.
 class TESSILGRAPH_API NodeSet {
 public:
-    NodeSet() = default;
+    /// Where an entry stands, in the order in which they came. Valid until an entry is removed.
+    using Position = NameIndex::Position;
+
+    static constexpr Position none = NameIndex::none;
+
+    NodeSet();
+    ~NodeSet();
     NodeSet(const NodeSet&) = delete;
     NodeSet& operator=(const NodeSet&) = delete;
 
-    std::size_t size() const { return nodes_.size(); }
+    /// What the nodes and ports of this network tell about changes. Shared by those who watch them.
+    const std::shared_ptr<internal::NetworkState>& state() const { return state_; }
+
+    std::size_t size() const { return size_; }
+
+    /// `none` when no node has that name.
+    Position positionOf(const HashedName& name) const;
 
     /// Null when no node has that name.
-    Node* find(const std::string& name) const;
+    Node* find(const HashedName& name) const;
 
-    /// The name itself if it is free, otherwise the name followed by the least of 1, 2, 3, ... that
-    /// makes it free. Where the count starts is remembered for every name that was asked for, so
-    /// that many nodes may be asked for under one name.
-    std::string uniqueName(const std::string& name);
+    Node& nodeAt(Position position) const { return *entries_[position]; }
 
-    /// Gives the node the name and enters it, in place of a node that had that name.
-    void enter(Node& node, const std::string& name);
+    /// The name of an entry. Valid until that entry is renamed or removed, or its node is.
+    const std::string& nameAt(Position position) const;
 
-    /// Gives a node that stands here under `oldName` a new name, which is free.
-    void rename(const std::string& oldName, const std::string& newName);
+    /// Whether the entry was made so: a bit for the network manager, which stays with the entry.
+    bool isMade(Position position) const { return made_[position]; }
+
+    /// All positions are below it.
+    Position endPosition() const { return static_cast<Position>(entries_.size()); }
+
+    /// Null where an entry was removed.
+    Node* nodeIfAt(Position position) const { return entries_[position]; }
+
+    /// Every node stands under the name that it bears, and so but once.
+    bool isPlain() const { return keptNames_.empty(); }
+
+    /// A name that no node has: the one that was asked for if it is free, otherwise that followed by
+    /// the least of 1, 2, 3, ... that makes it free. Where the count starts is remembered for every
+    /// name that was asked for, so that many nodes may be asked for under one name.
+    ///
+    /// It may refer to the text that it was asked for with.
+    class FreeName {
+    public:
+        FreeName(NodeSet& nodes, const HashedName& asked);
+        FreeName(const FreeName&) = delete;
+        FreeName& operator=(const FreeName&) = delete;
+
+        const HashedName& name() const { return name_; }
+        operator const HashedName&() const { return name_; }
+
+    private:
+        std::string numbered_;
+        HashedName name_;
+    };
+
+    /// Makes room for so many nodes altogether.
+    void reserve(std::size_t nodes);
+
+    /// Gives the node the name and enters it. Returns the node that had that name until now; null
+    /// when there was none.
+    Node* enter(Node& node, const HashedName& name, bool made = false);
+
+    /// Gives an entry and its node a new name, which is free.
+    void rename(Position position, const HashedName& newName);
 
     /// Takes the entry out; the node keeps its name. An unknown name does nothing.
-    void remove(const std::string& name);
+    void remove(const HashedName& name);
 
     /// Takes all entries out.
     void clear();
 
-    /// In name order. Valid until a node is entered or removed.
-    const std::vector<NameTable<Node*>::Entry*>& sorted() { return nodes_.sorted(); }
-    std::vector<const NameTable<Node*>::Entry*> sorted() const { return nodes_.sorted(); }
+    /// Takes all entries out and returns their nodes in name order, each one once.
+    std::vector<Node*> takeAll();
 
-    /// In no particular order.
-    auto begin() const { return nodes_.begin(); }
-    auto end() const { return nodes_.end(); }
+    /// To be told before a node that stands here under the name that it bears gets another one, other
+    /// than by `rename`. The entry keeps its name.
+    void keepName(Node& node);
+
+    /// In name order.
+    const std::vector<Position>& sorted();
+    std::vector<Position> sorted() const;
 
 private:
     /// The suffixes of one name: all below `next` are taken, but for some of those that were given
@@ -60,11 +122,21 @@ private:
         std::set<std::uint64_t> givenBack;
     };
 
-    void leave(Node& node);
-    void giveBack(const std::string& freedName);
+    bool bearsItsName(Position position) const;
+    void settle(Node& node, Position position);
+    void leave(Position position);
+    void giveBack(std::string_view freedName);
+    void closeGaps();
+    std::vector<Position> listed() const;
 
-    NameTable<Node*> nodes_;
-    std::unordered_map<std::string, Suffixes> suffixes_;  ///< Of names that were asked for while taken.
+    std::shared_ptr<internal::NetworkState> state_;
+    std::vector<Node*> entries_;  ///< Null where one was removed.
+    std::vector<bool> made_;      ///< A bit for each entry.
+    NameIndex index_;
+    std::size_t size_ = 0;
+    std::unordered_map<Position, std::string> keptNames_;  ///< Of entries whose nodes don't bear them.
+    std::vector<Position> sorted_;                         ///< The last listing; empty when names changed since.
+    NameTable<Suffixes> suffixes_;                         ///< Of names that were asked for while taken.
 };
 
 }  // namespace TessilGraph

@@ -4,11 +4,13 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
 #include <TessilUtils/Logger.h>
 
-#include <algorithm>
-#include <utility>
+#include <typeinfo>
+#include <vector>
 
 using TessilUtils::Logger;
 
@@ -18,19 +20,20 @@ using internal::lists;
 
 namespace {
 
-/// False when the port is not among them.
-bool removeFirst(std::vector<Port*>& ports, const Port* port) {
-    const auto found = std::find(ports.begin(), ports.end(), port);
-    if (found == ports.end()) {
-        return false;
-    }
-    ports.erase(found);
-    return true;
+/// Enough of a port's address to tell it from others; never 0.
+std::uint32_t tagOf(const Port* port) {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(port) >> 3) | 1U;
 }
 
 }  // namespace
 
 Port::Port(const std::string& name) : name_(name) {}
+
+Port::Port(const std::string& name, std::uint8_t valueType) : name_(name), valueType_(valueType) {}
+
+void* Port::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return internal::NodeMemory::tryAllocate(size);
+}
 
 std::string Port::typeStr() const {
     return "Port";
@@ -38,17 +41,19 @@ std::string Port::typeStr() const {
 
 Port::~Port() {
     internal::LentLists::forget(*this);
+    noteWiring();
 }
 
 void Port::copyValue(Port*) {}
 
 void Port::reset() {
     // The peers are only remembered, never touched: they may be gone already.
+    noteWiring();
     if (!input_) {
-        stamp_ = internal::nextStamp();
+        epoch_ = internal::nextEpoch();
     } else if (!connections_.empty()) {
-        Port* source = connections_.front();
-        lostMany_ = lostMany_ || connections_.size() > 1 || (lost_ != nullptr && lost_ != source);
+        const std::uint32_t source = tagOf(connections_.front());
+        lostMany_ = lostMany_ || connections_.size() > 1 || (lost_ != 0 && lost_ != source);
         lost_ = source;
     }
     connections_.clear();
@@ -58,10 +63,12 @@ void Port::setNode(Node* node) {
     if (node == node_) {
         return;
     }
+    noteNewStorage();
     // The old owner may still hold the port, and the new one need not.
     displaced_ = displaced_ || node_ != nullptr;
     removed_ = true;
     node_ = node;
+    internal::noteWiring(node);
     if (node != nullptr) {
         node->inputsElsewhere_ = true;
     }
@@ -74,8 +81,9 @@ void Port::setAsInput(bool input) {
     if (input == input_) {
         return;
     }
+    noteNewStorage();
     input_ = input;
-    if (lost_ != nullptr || lostMany_) {
+    if (lost_ != 0 || lostMany_) {
         // Outputs that still list this port now list an output.
         displaced_ = true;
     }
@@ -86,7 +94,22 @@ void Port::setAsInput(bool input) {
 
 std::vector<Port*>& Port::getConnections() {
     internal::LentLists::watch(*this);
-    return connections_;
+    noteWiring();
+    return connections_.asVector();
+}
+
+/// A port that was removed may outlive the node that it goes on naming.
+void Port::noteWiring() {
+    if (!removed_) {
+        internal::noteWiring(node_);
+    }
+}
+
+void Port::noteNewStorage() {
+    noteWiring();
+    if (adopted_) {
+        internal::Access::home(*node_)->prepared->dissolve();
+    }
 }
 
 bool Port::connectTo(Port* other) {
@@ -102,10 +125,8 @@ bool Port::connectTo(Port* other) {
         Logger::error() << "Connect port on the same node is not allowed!";
         return false;
     }
-    const std::string type = typeStr();
-    const std::string otherType = other->typeStr();
-    if (type != otherType) {
-        Logger::error() << "Impossible connect a " << type << " attribute to a " << otherType << " port";
+    if (!hasTypeOf(*other)) {
+        Logger::error() << "Impossible connect a " << typeStr() << " attribute to a " << other->typeStr() << " port";
         return false;
     }
 
@@ -115,7 +136,8 @@ bool Port::connectTo(Port* other) {
         return false;
     }
     if ((input_ && !connections_.empty()) || (other->input_ && !other->connections_.empty())) {
-        Logger::error() << "Attribute already connected to another attribute " << name_ << " " << other->name_;
+        Logger::error() << "Attribute already connected to another attribute " << name_.str() << " "
+                        << other->name_.str();
         return false;
     }
 
@@ -126,13 +148,15 @@ bool Port::connectTo(Port* other) {
         return false;
     }
 
-    other->connections_.push_back(this);
+    other->connections_.add(this);
     try {
-        connections_.push_back(other);
+        connections_.add(other);
     } catch (...) {
-        other->connections_.pop_back();
+        other->connections_.removeLast();
         throw;
     }
+    noteWiring();
+    other->noteWiring();
     noteLinkTo(*other);
     other->noteLinkTo(*this);
     return true;
@@ -143,12 +167,25 @@ bool Port::disconnectFrom(Port* other) {
         Logger::error() << "Error null pointer";
         return false;
     }
-    if (!removeFirst(connections_, other)) {
+    if (!connections_.remove(other)) {
         Logger::error() << "Connection doesn't exist";
         return false;
     }
-    removeFirst(other->connections_, this);
+    other->connections_.remove(this);
+    noteWiring();
+    other->noteWiring();
     return true;
+}
+
+/// Ports with the same value are of one type, unless a host's own class says otherwise.
+bool Port::hasTypeOf(const Port& other) const {
+    if (valueType_ != 0 && valueType_ == other.valueType_) {
+        const std::type_info& library = *internal::valueTypeOf(*this)->port;
+        if (typeid(*this) == library && typeid(other) == library) {
+            return true;
+        }
+    }
+    return typeStr() == other.typeStr();
 }
 
 bool Port::isLinkedWith(const Port& other) const {
@@ -159,7 +196,7 @@ bool Port::isLinkedWith(const Port& other) const {
     const Port& out = input_ ? other : *this;
     // The ends of a link list each other, so the short list of the input answers; unless the input
     // was reset and the output has not been emptied since.
-    const bool mayBeListed = in.lostMany_ || (in.lost_ == &out && in.stamp_ > out.stamp_);
+    const bool mayBeListed = in.lostMany_ || (in.lost_ == tagOf(&out) && in.epoch_ == out.epoch_);
     return lists(in, out) || (mayBeListed && lists(out, in));
 }
 
@@ -170,20 +207,23 @@ void Port::noteLinkTo(const Port& other) {
         }
         return;
     }
-    stamp_ = internal::nextStamp();
-    if (lost_ == &other) {
-        lost_ = nullptr;
+    epoch_ = other.epoch_;
+    if (lost_ == tagOf(&other)) {
+        lost_ = 0;
     }
 }
 
 /// No peer that this port knows lists it afterwards. The list is emptied in one go, since taking its
 /// entries out one by one from the front would be quadratic.
 void Port::detachFromPeers() {
-    const std::vector<Port*> peers = std::move(connections_);
+    const PortRange range = connections_.range();
+    const std::vector<Port*> peers(range.begin(), range.end());
     connections_.clear();
+    noteWiring();
     for (Port* peer : peers) {
         if (peer != nullptr) {
-            removeFirst(peer->connections_, this);
+            peer->connections_.remove(this);
+            peer->noteWiring();
         }
     }
 }

@@ -1,8 +1,13 @@
 #pragma once
 
 #include <TessilGraph/Export.h>
+#include <TessilGraph/graph/NodeMemory.h>
+#include <TessilGraph/graph/PortList.h>
+#include <TessilGraph/graph/PortName.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -12,7 +17,7 @@ class Node;
 
 namespace internal {
 struct Access;
-}
+}  // namespace internal
 
 /// The connection point of a node: a name, an owner, a direction and the ports it is wired to.
 ///
@@ -44,7 +49,7 @@ public:
     /// Empties this port's list of links; the peers go on listing this port.
     virtual void reset();
 
-    std::string name() const { return name_; }
+    std::string name() const { return name_.str(); }
 
     /// The owner; null until a node has accepted the port.
     Node* node() const { return node_; }
@@ -56,12 +61,12 @@ public:
     bool isOutput() const { return !input_; }
 
     /// The output that feeds this input; null for an output and while there is no link.
-    Port* input() const { return input_ && !connections_.empty() ? connections_.front() : nullptr; }
+    Port* input() const { return input_ ? connections_.front() : nullptr; }
 
     std::uint64_t numConnections() const { return connections_.size(); }
 
     /// The ports at the other ends, in the order in which the links were made.
-    const std::vector<Port*>& getConnections() const { return connections_; }
+    const std::vector<Port*>& getConnections() const { return connections_.asVector(); }
 
     /// The same list, open to editing.
     ///
@@ -74,10 +79,10 @@ public:
 
     std::vector<Port*>::iterator begin() { return getConnections().begin(); }
     std::vector<Port*>::iterator end() { return getConnections().end(); }
-    std::vector<Port*>::const_iterator begin() const { return connections_.begin(); }
-    std::vector<Port*>::const_iterator end() const { return connections_.end(); }
-    std::vector<Port*>::const_iterator cbegin() const { return connections_.begin(); }
-    std::vector<Port*>::const_iterator cend() const { return connections_.end(); }
+    std::vector<Port*>::const_iterator begin() const { return getConnections().begin(); }
+    std::vector<Port*>::const_iterator end() const { return getConnections().end(); }
+    std::vector<Port*>::const_iterator cbegin() const { return getConnections().begin(); }
+    std::vector<Port*>::const_iterator cend() const { return getConnections().end(); }
 
     /// Links this port and `other`. It copies no value and marks nothing dirty.
     ///
@@ -90,29 +95,61 @@ public:
     /// port does not list `other`.
     bool disconnectFrom(Port* other);
 
+    // Nodes and ports live in memory of their own kind; see NodeMemory.
+    static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    /// Near the node that the port is made for.
+    static void* operator new(std::size_t size, const Node& node) {
+        return internal::NodeMemory::allocate(size, &node);
+    }
+    static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void*, void*) noexcept {}
+    static void operator delete(void* memory, const Node&) noexcept { operator delete(memory); }
+
 protected:
+    /// For ports with a value: how those who know only the port handle it.
+    Port(const std::string& name, std::uint8_t valueType);
+
     void setAsInput(bool input);
+
+    /// Tells the network that somebody may be reading this port at an address that no longer counts.
+    void noteNewStorage();
 
 private:
     friend class Node;
     friend struct internal::Access;
 
+    void noteWiring();
+    bool hasTypeOf(const Port& other) const;
     bool isLinkedWith(const Port& other) const;
     void noteLinkTo(const Port& other);
     void detachFromPeers();
 
-    std::vector<Port*> connections_;
-    std::string name_;
+    PortName name_;
     Node* node_ = nullptr;
-    bool input_ = true;
+    PortList connections_;
 
     // What the cycle test knows of this port beyond its list; see internal/CycleCheck.h.
-    bool watched_ = false;     ///< Stands in the register of lists that are looked through before the next link.
-    bool lostMany_ = false;    ///< Outputs that this input does not list may list it, any number of them.
-    bool displaced_ = false;   ///< `setNode` took the port away from an owner that may still hold it.
-    bool removed_ = false;     ///< Walks along its owner's ports may miss the port.
-    Port* lost_ = nullptr;     ///< The output that an input listed when it was reset. Never followed, only compared.
-    std::uint64_t stamp_ = 0;  ///< Input: when its link was made. Output: when its list was last emptied.
+    std::uint32_t epoch_ =
+        0;  ///< Output: since when nobody emptied its list. Input: the same of its source, when linked.
+    std::uint32_t lost_ = 0;  ///< Input: tells the output that it listed when it was reset.
+
+    std::uint8_t valueType_ = 0;  ///< A number of internal::ValueType; 0 for a port without a value.
+    bool input_ = true;
+    bool watched_ = false;    ///< Stands in the register of lists that are looked through before the next link.
+    bool lostMany_ = false;   ///< Outputs that this input does not list may list it, any number of them.
+    bool displaced_ = false;  ///< `setNode` took the port away from an owner that may still hold it.
+    bool removed_ = false;    ///< Walks along its owner's ports may miss the port.
+
+protected:
+    bool bound_ = false;    ///< Readers see storage outside.
+    bool adopted_ = false;  ///< The own value stands where a prepared network put it.
 };
 
 }  // namespace TessilGraph

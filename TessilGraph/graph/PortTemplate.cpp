@@ -1,14 +1,93 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/SameBits.h>
+#include <TessilGraph/graph/internal/ValueType.h>
+
+#include <new>
+#include <type_traits>
+#include <typeinfo>
 
 namespace TessilGraph {
 
+namespace internal {
+
+/// The value of a typed port, for those who know only the port.
 template <class T>
-PortTemplate<T>::PortTemplate(const std::string& name) : Port(name), value_(defaultPortValue<T>()) {}
+struct ValueOf {
+    static PortTemplate<T>& typed(Port& port) { return static_cast<PortTemplate<T>&>(port); }
+    static T& value(void* address) { return *static_cast<T*>(address); }
+    static const T& value(const void* address) { return *static_cast<const T*>(address); }
+
+    static void* own(Port& port) { return &Access::ownValue(typed(port)); }
+    static void* shown(Port& port) { return Access::data(typed(port)); }
+
+    static void adopt(Port& port, void* place) {
+        Access::data(typed(port)) = new (place) T(Access::ownValue(typed(port)));
+        Access::adopted(port) = true;
+    }
+
+    static void release(Port& port) {
+        Access::storedValue(typed(port)) = Access::ownValue(typed(port));
+        Access::data(typed(port)) = &Access::storedValue(typed(port));
+        Access::adopted(port) = false;
+    }
+
+    static void assign(void* target, const void* source) { value(target) = value(source); }
+    static void* clone(const void* original) { return new T(value(original)); }
+    static void destroy(void* address) { delete static_cast<T*>(address); }
+    static bool same(const void* a, const void* b) { return haveSameBits(value(a), value(b)); }
+};
+
+}  // namespace internal
+
+namespace {
+
+using internal::ValueOf;
+using internal::ValueType;
 
 template <class T>
-PortTemplate<T>::~PortTemplate() = default;
+constexpr ValueType valueType = {&typeid(PortTemplate<T>), sizeof(T),          internal::isPlainValue<T>,
+                                 ValueOf<T>::own,          ValueOf<T>::shown,  ValueOf<T>::adopt,
+                                 ValueOf<T>::release,      ValueOf<T>::assign, ValueOf<T>::clone,
+                                 ValueOf<T>::destroy,      ValueOf<T>::same};
+
+/// The value types of ports, numbered from 1.
+template <class... T>
+struct Numbered {
+    template <class Wanted>
+    static constexpr std::uint8_t number() {
+        std::uint8_t place = 0;
+        std::uint8_t found = 0;
+        ((++place, found = std::is_same_v<T, Wanted> ? place : found), ...);
+        return found;
+    }
+
+    static constexpr const ValueType* types[] = {nullptr, &valueType<T>...};
+};
+
+using Values = Numbered<bool, Long, double, std::string, Imath::M44d, Imath::V3d, Imath::Quatd, TessilUtils::Curve,
+                        TessilUtils::Mesh, TessilUtils::Image, TessilUtils::Curve*, TessilUtils::Mesh*,
+                        std::vector<bool>, std::vector<Long>, std::vector<double>, std::vector<std::string>,
+                        std::vector<Imath::M44d>, std::vector<Imath::V3d>, std::vector<Imath::Quatd>,
+                        std::vector<TessilUtils::Curve>, std::vector<TessilUtils::Mesh>>;
+
+}  // namespace
+
+const internal::ValueType* internal::valueTypeOf(const Port& port) {
+    return Values::types[Access::valueTypeNumber(port)];
+}
+
+template <class T>
+PortTemplate<T>::PortTemplate(const std::string& name)
+    : Port(name, Values::number<T>()), data_(&value_), value_(defaultPortValue<T>()) {}
+
+template <class T>
+PortTemplate<T>::~PortTemplate() {
+    if (adopted_) {
+        noteNewStorage();
+    }
+}
 
 template <class T>
 std::string PortTemplate<T>::typeStr() const {
@@ -20,16 +99,28 @@ void PortTemplate<T>::copyValue(Port* other) {
     if (other == nullptr || other == this) {
         return;
     }
-    const auto& source = static_cast<const PortTemplate&>(*other);
-    value_ = source.value_;
-    link_ = source.link_;
+    auto& source = static_cast<PortTemplate&>(*other);
+    internal::Access::ownValue(*this) = internal::Access::ownValue(source);
+    setLink(source.bound_ ? source.data_ : nullptr);
 }
 
 template <class T>
 void PortTemplate<T>::reset() {
     Port::reset();
-    value_ = defaultPortValue<T>();
-    link_ = nullptr;
+    internal::Access::ownValue(*this) = defaultPortValue<T>();
+    setLink(nullptr);
+}
+
+template <class T>
+void PortTemplate<T>::setLink(T* link) {
+    T* const shown = link != nullptr ? link : &value_;
+    const bool bound = link != nullptr;
+    if (bound == bound_ && (!bound || shown == data_)) {
+        return;
+    }
+    noteNewStorage();
+    data_ = shown;
+    bound_ = bound;
 }
 
 template <class T>

@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 namespace TessilGraph {
@@ -92,17 +91,15 @@ public:
     /// linked storage where there is some, else its own.
     T get() const { return getRef(); }
 
-    /// The storage that `get` reads. Valid until the wiring, the link or the port changes.
-    T& getRef() { return const_cast<T&>(std::as_const(*this).getRef()); }
-    const T& getRef() const {
-        const PortTemplate& source = feedingPort();
-        return source.link_ != nullptr ? *source.link_ : source.value_;
-    }
+    /// The storage that `get` reads. Valid until the wiring, the link or the port changes, or until an
+    /// evaluation of the network is prepared or a prepared one ends.
+    T& getRef() { return *feedingPort().data_; }
+    const T& getRef() const { return *feedingPort().data_; }
 
     /// Stores a value in this port itself, also while it is linked. On an input, the node and
     /// everything downstream become dirty; on an output nothing does.
     void set(const T& value) {
-        value_ = value;
+        (bound_ ? value_ : *data_) = value;
         if (isInput() && node() != nullptr) {
             node()->setDirty(true);
         }
@@ -110,9 +107,11 @@ public:
 
     /// Binds the port to storage outside, which the port does not own; null unbinds it. Marks
     /// nothing dirty.
-    void setLink(T* link) { link_ = link; }
+    void setLink(T* link);
 
 private:
+    friend struct internal::Access;
+
     const PortTemplate& feedingPort() const {
         const Port* source = input();
         if (source == nullptr) {
@@ -124,8 +123,8 @@ private:
     /// Where a row of inputs that were linked by hand ends; this port if it runs in a circle.
     const Port& endOfInputs() const;
 
-    T value_;
-    T* link_ = nullptr;
+    T* data_;  ///< What readers see: the own value, or storage outside. While adopted, the own value elsewhere.
+    T value_;  ///< The own value; while adopted, a copy that doesn't count.
 };
 
 extern template class PortTemplate<bool>;

@@ -1,71 +1,140 @@
 #include <TessilGraph/graph/StoredOrders.h>
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/OrderPlan.h>
 
 #include <algorithm>
 #include <utility>
 
 namespace TessilGraph {
 
-namespace {
+using internal::NetworkState;
+using internal::OrderPlan;
 
-void removeDead(std::vector<Node*>& order, const std::unordered_set<const Node*>& dead) {
-    order.erase(std::remove_if(order.begin(), order.end(), [&dead](const Node* node) { return dead.count(node) != 0; }),
-                order.end());
-}
+struct StoredOrders::Order {
+    std::vector<Node*> nodes;
+    std::unique_ptr<OrderPlan> plan;  ///< Made when the order is computed again and the wiring is the same.
+    std::uint64_t wiring = 0;         ///< Of the network, when the order was computed last.
+    bool wasComputed = false;
 
-}  // namespace
+    explicit Order(std::vector<Node*> ordered) : nodes(std::move(ordered)) {}
 
-const std::vector<Node*>* StoredOrders::find(const std::string& name) {
+    /// Null when it is not worth while.
+    OrderPlan* currentPlan(const NetworkState& network) {
+        constexpr std::size_t worthIt = 16;
+        const std::uint64_t now = network.wiring.load(std::memory_order_relaxed);
+        const bool isSettled = wasComputed && wiring == now;
+        wasComputed = true;
+        wiring = now;
+        if (plan != nullptr && !plan->isCurrent()) {
+            plan.reset();
+        }
+        if (plan == nullptr && isSettled && nodes.size() >= worthIt) {
+            plan = OrderPlan::make(nodes, network);
+        }
+        return plan.get();
+    }
+};
+
+/// Keeps the orders as they are while one of them is computed.
+class StoredOrders::Running {
+public:
+    explicit Running(StoredOrders& orders) : orders_(orders) { ++orders_.running_; }
+    ~Running() { --orders_.running_; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    StoredOrders& orders_;
+};
+
+StoredOrders::StoredOrders() = default;
+
+StoredOrders::~StoredOrders() = default;
+
+bool StoredOrders::compute(const std::string& name, const NetworkState& network, const ComputeData* data) {
     const auto found = orders_.find(name);
     if (found == orders_.end()) {
-        return nullptr;
+        return false;
     }
     forgetTheDead();
-    return &found->second;
+    const std::shared_ptr<Order> order = found->second;
+    const bool isOutermost = running_ == 0;
+    const Running running(*this);
+    OrderPlan* plan = isOutermost ? order->currentPlan(network) : nullptr;
+    if (plan == nullptr) {
+        computeFrom(0, *order, data);
+    } else if (plan->knowsProfileTimes()) {
+        computeFrom(plan->run(data), *order, data);
+    } else {
+        const std::uint64_t profileTimes = network.profileTimes;
+        computeFrom(0, *order, data);
+        plan->setKnownProfileTimes(profileTimes);
+    }
+    return true;
 }
 
-void StoredOrders::store(const std::string& name, std::vector<Node*> order) {
+void StoredOrders::store(const std::string& name, std::vector<Node*> nodes) {
     // First the dead: a new node may stand where one of them stood.
     forgetTheDead();
-    for (Node* node : order) {
+    for (Node* node : nodes) {
         internal::Access::stored(*node) = true;
+        dead_.erase(node);
     }
-    orders_[name] = std::move(order);
+    orders_[name] = std::make_shared<Order>(std::move(nodes));
 }
 
 void StoredOrders::drop(const std::string& name) {
     orders_.erase(name);
-    if (orders_.empty()) {
+    if (orders_.empty() && running_ == 0) {
         dead_.clear();
     }
 }
 
 void StoredOrders::dropAll() {
     orders_.clear();
-    dead_.clear();
+    if (running_ == 0) {
+        dead_.clear();
+    }
 }
 
 void StoredOrders::nodeDies(Node& node) {
-    if (internal::Access::stored(node) && !orders_.empty()) {
+    if (internal::Access::stored(node) && (!orders_.empty() || running_ != 0)) {
         dead_.insert(&node);
     }
 }
 
-std::map<std::string, std::vector<Node*>> StoredOrders::living() const {
-    auto orders = orders_;
-    for (auto& [name, order] : orders) {
-        removeDead(order, dead_);
+const std::vector<Node*>& StoredOrders::nodesOf(const Order& order) {
+    return order.nodes;
+}
+
+void StoredOrders::computeFrom(std::size_t place, const Order& order, const ComputeData* data) const {
+    for (; place < order.nodes.size(); ++place) {
+        Node& node = *order.nodes[place];
+        if (dead_.empty() || dead_.count(&node) == 0) {
+            internal::computeIfDirty(node, data);
+        }
     }
-    return orders;
+}
+
+std::vector<Node*> StoredOrders::livingOf(std::vector<Node*> nodes) const {
+    if (!dead_.empty()) {
+        nodes.erase(
+            std::remove_if(nodes.begin(), nodes.end(), [this](const Node* node) { return dead_.count(node) != 0; }),
+            nodes.end());
+    }
+    return nodes;
 }
 
 void StoredOrders::forgetTheDead() {
-    if (dead_.empty()) {
+    if (dead_.empty() || running_ != 0) {
         return;
     }
     for (auto& [name, order] : orders_) {
-        removeDead(order, dead_);
+        order->plan.reset();
+        order->nodes = livingOf(std::move(order->nodes));
     }
     dead_.clear();
 }

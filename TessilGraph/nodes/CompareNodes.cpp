@@ -1,5 +1,7 @@
 #include <TessilGraph/nodes/CompareNodes.h>
 
+#include <TessilGraph/nodes/internal/Kernels.h>
+
 namespace TessilGraph {
 
 namespace {
@@ -48,6 +50,13 @@ bool compare(const T& in1, const T& in2, Long operation) {
 }  // namespace
 
 template <class T>
+inline constexpr auto internal::ownKernel<CompareNode<T>> =
+    internal::makeKernel<CompareNode<T>, compare<T>, &CompareNode<T>::input1Port, &CompareNode<T>::input2Port,
+                         &CompareNode<T>::operationPort, &CompareNode<T>::outputPort>();
+template <>
+inline constexpr internal::NoKernel internal::ownKernel<CompareNode<std::string>>{};
+
+template <class T>
 bool CompareNode<T>::compute(const ComputeData*) {
     const Long operation = operation_->get();
     const T& in2 = in2_->getRef();
@@ -66,7 +75,7 @@ template class CompareNode<Imath::Quatd>;
 
 void registerCompareNodes() {
     // clang-format off
-    registerNodes<CompareNode<bool>,
+    internal::registerBuiltIn<CompareNode<bool>,
                   CompareNode<Long>,
                   CompareNode<double>,
                   CompareNode<std::string>,

@@ -1,14 +1,28 @@
 #include <TessilGraph/nodes/IfNodes.h>
 
+#include <TessilGraph/nodes/internal/Kernels.h>
+
 namespace TessilGraph {
+
+namespace {
+
+/// What was not chosen is not read: it may be large, or linked to storage that must not be touched now.
+template <class T>
+const T& choose(bool condition, const T& in1, const T& in2) {
+    return condition ? in1 : in2;
+}
+
+}  // namespace
+
+template <class T>
+inline constexpr auto internal::ownKernel<IfNode<T>> = internal::makeKernel<
+    IfNode<T>, choose<T>, &IfNode<T>::ifPort, &IfNode<T>::input1Port, &IfNode<T>::input2Port, &IfNode<T>::outputPort>();
+template <>
+inline constexpr internal::NoKernel internal::ownKernel<IfNode<std::string>>{};
 
 template <class T>
 bool IfNode<T>::compute(const ComputeData*) {
-    // The values stay where they are until one is chosen: the other may be large, or linked to
-    // storage that must not be touched now.
-    const PortTemplate<T>* chosen = if_->get() ? in1_ : in2_;
-    const T& value = chosen->getRef();
-    out_->set(value);
+    out_->set(choose(if_->get(), in1_->getRef(), in2_->getRef()));
     return true;
 }
 
@@ -30,7 +44,7 @@ template class IfNode<Imath::Quatd>;
 
 void registerIfNodes() {
     // clang-format off
-    registerNodes<IfNode<bool>,
+    internal::registerBuiltIn<IfNode<bool>,
                   IfNode<Long>,
                   IfNode<double>,
                   IfNode<std::string>,

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/internal/Arithmetic.h>
+#include <TessilGraph/nodes/internal/Kernels.h>
 
 #include <cmath>
 
@@ -82,9 +83,22 @@ Out Atan2Node<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) {
     return std::atan2(in1, in2);
 }
 
+namespace {
+
+double power(double base, double exponent) {
+    return std::pow(base, exponent);
+}
+
+}  // namespace
+
+template <class T, class In1, class In2, class Out>
+inline constexpr auto internal::ownKernel<PowNode<T, In1, In2, Out>> =
+    internal::makeKernel<PowNode<T, In1, In2, Out>, power, &PowNode<T, In1, In2, Out>::basePort,
+                         &PowNode<T, In1, In2, Out>::exponentPort, &PowNode<T, In1, In2, Out>::outputPort>();
+
 template <class T, class In1, class In2, class Out>
 bool PowNode<T, In1, In2, Out>::compute(const ComputeData*) {
-    out_->set(std::pow(base_->get(), exponent_->get()));
+    out_->set(power(base_->get(), exponent_->get()));
     return true;
 }
 
@@ -143,7 +157,7 @@ template class FloorNode<double, double, double>;
 
 void registerMathNodes() {
     // clang-format off
-    registerNodes<AddNode<Long, Long, Long, Long>,
+    internal::registerBuiltIn<AddNode<Long, Long, Long, Long>,
                   AddNode<std::string, std::string, std::string, std::string>,
                   AddNode<double, double, double, double>,
                   SubtractNode<Long, Long, Long, Long>,

@@ -2,6 +2,8 @@
 
 #include <TessilGraph/nodes/MatrixShapeCompute.h>
 #include <TessilGraph/nodes/ShapeCompute.h>
+#include <TessilGraph/nodes/internal/Kernels.h>
+#include <TessilGraph/nodes/internal/MatrixAlgorithms.h>
 
 #include <Imath/ImathMatrixAlgo.h>
 
@@ -42,7 +44,119 @@ V3d firstThree(const double* row) {
     return {row[0], row[1], row[2]};
 }
 
+M44d axisAngle(const V3d& axis, double angle) {
+    M44d out;
+    out.setAxisAngle(axis, angle);
+    return out;
+}
+
+M44d alignZAxis(const V3d& target, const V3d& up) {
+    M44d out;
+    Imath::alignZAxisWithTargetDir(out, target, up);
+    return out;
+}
+
+M44d localFrame(const V3d& pos, const V3d& xDir, const V3d& normal) {
+    return Imath::computeLocalFrame(pos, xDir, normal);
+}
+
+// Imath::computeRSMatrix step by step, because that one raises on a degenerate matrix.
+M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d& matrixB) {
+    const Parts a = decompose(matrixA);
+    const Parts b = decompose(matrixB);
+    M44d out;
+    out.translate(a.translate);
+    out.rotate(keepRotateA ? a.rotate : b.rotate);
+    out.scale(keepScaleA ? a.scale : b.scale);
+    return out;
+}
+
+void scalingAndShearOf(const M44d& matrix, V3d& scale, V3d& shear) {
+    const Parts parts = scalingAndShear(matrix);
+    scale = parts.scale;
+    shear = parts.shear;
+}
+
+void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& translate) {
+    const Parts parts = decompose(matrix);
+    scale = parts.scale;
+    shear = parts.shear;
+    rotate = parts.rotate;
+    translate = parts.translate;
+}
+
+M44d rotation(const V3d& from, const V3d& to) {
+    return Imath::rotationMatrix(from, to);
+}
+
+M44d rotationWithUp(const V3d& from, const V3d& to, const V3d& up) {
+    return Imath::rotationMatrixWithUpDir(from, to, up);
+}
+
+M44d fromRows(const V3d& row1, const V3d& row2, const V3d& row3, const V3d& row4) {
+    // clang-format off
+    return M44d(row1.x, row1.y, row1.z, 0.0,
+                row2.x, row2.y, row2.z, 0.0,
+                row3.x, row3.y, row3.z, 0.0,
+                row4.x, row4.y, row4.z, 1.0);
+    // clang-format on
+}
+
+void toRows(const M44d& matrix, V3d& row1, V3d& row2, V3d& row3, V3d& row4) {
+    row1 = firstThree(matrix[0]);
+    row2 = firstThree(matrix[1]);
+    row3 = firstThree(matrix[2]);
+    row4 = firstThree(matrix[3]);
+}
+
 }  // namespace
+
+namespace internal {
+
+template <>
+inline constexpr auto ownKernel<SetAxisAngleMatrixNode> =
+    makeKernel<SetAxisAngleMatrixNode, axisAngle, &SetAxisAngleMatrixNode::axisPort, &SetAxisAngleMatrixNode::anglePort,
+               &SetAxisAngleMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<AlignZAxisWithTargetDirMatrixNode> =
+    makeKernel<AlignZAxisWithTargetDirMatrixNode, alignZAxis, &AlignZAxisWithTargetDirMatrixNode::targetPort,
+               &AlignZAxisWithTargetDirMatrixNode::upPort, &AlignZAxisWithTargetDirMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<ComputeLocalFrameMatrixNode> =
+    makeKernel<ComputeLocalFrameMatrixNode, localFrame, &ComputeLocalFrameMatrixNode::posPort,
+               &ComputeLocalFrameMatrixNode::xDirPort, &ComputeLocalFrameMatrixNode::normalPort,
+               &ComputeLocalFrameMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<ComputeRSMatrixNode> = makeKernel<
+    ComputeRSMatrixNode, rsMatrix, &ComputeRSMatrixNode::keepRotateAPort, &ComputeRSMatrixNode::keepScaleAPort,
+    &ComputeRSMatrixNode::aPort, &ComputeRSMatrixNode::bPort, &ComputeRSMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<ExtractScalingAndShearMatrixNode> =
+    makeKernel<ExtractScalingAndShearMatrixNode, scalingAndShearOf, &ExtractScalingAndShearMatrixNode::matrixPort,
+               &ExtractScalingAndShearMatrixNode::scalePort, &ExtractScalingAndShearMatrixNode::shearPort>();
+template <>
+inline constexpr auto ownKernel<ExtractSHRTMatrixNode> = makeKernel<
+    ExtractSHRTMatrixNode, partsOf, &ExtractSHRTMatrixNode::matrixPort, &ExtractSHRTMatrixNode::scalePort,
+    &ExtractSHRTMatrixNode::shearPort, &ExtractSHRTMatrixNode::rotatePort, &ExtractSHRTMatrixNode::translatePort>();
+template <>
+inline constexpr auto ownKernel<RotationMatrixNode> =
+    makeKernel<RotationMatrixNode, rotation, &RotationMatrixNode::fromPort, &RotationMatrixNode::toPort,
+               &RotationMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<RotationWithUpDirMatrixNode> =
+    makeKernel<RotationWithUpDirMatrixNode, rotationWithUp, &RotationWithUpDirMatrixNode::fromPort,
+               &RotationWithUpDirMatrixNode::toPort, &RotationWithUpDirMatrixNode::upPort,
+               &RotationWithUpDirMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<VectorToMatrixNode> =
+    makeKernel<VectorToMatrixNode, fromRows, &VectorToMatrixNode::row1Port, &VectorToMatrixNode::row2Port,
+               &VectorToMatrixNode::row3Port, &VectorToMatrixNode::row4Port, &VectorToMatrixNode::outputPort>();
+template <>
+inline constexpr auto ownKernel<MatrixToVectorNode> =
+    makeKernel<MatrixToVectorNode, toRows, &MatrixToVectorNode::matrixPort, &MatrixToVectorNode::row1Port,
+               &MatrixToVectorNode::row2Port, &MatrixToVectorNode::row3Port, &MatrixToVectorNode::row4Port>();
+
+}  // namespace internal
 
 V3d MultiDirMatrixNode::evaluate(const M44d& matrix, const V3d& direction) {
     V3d out(0.0);
@@ -57,33 +171,22 @@ V3d MultiVecMatrixNode::evaluate(const M44d& matrix, const V3d& point) {
 }
 
 bool SetAxisAngleMatrixNode::compute(const ComputeData*) {
-    M44d out;
-    out.setAxisAngle(axis_->getRef(), angle_->getRef());
-    out_->set(out);
+    out_->set(axisAngle(axis_->getRef(), angle_->getRef()));
     return true;
 }
 
 bool AlignZAxisWithTargetDirMatrixNode::compute(const ComputeData*) {
-    M44d out;
-    Imath::alignZAxisWithTargetDir(out, target_->getRef(), up_->getRef());
-    out_->set(out);
+    out_->set(alignZAxis(target_->getRef(), up_->getRef()));
     return true;
 }
 
 bool ComputeLocalFrameMatrixNode::compute(const ComputeData*) {
-    out_->set(Imath::computeLocalFrame(pos_->getRef(), xDir_->getRef(), normal_->getRef()));
+    out_->set(localFrame(pos_->getRef(), xDir_->getRef(), normal_->getRef()));
     return true;
 }
 
 bool ComputeRSMatrixNode::compute(const ComputeData*) {
-    // Imath::computeRSMatrix step by step, because that one raises on a degenerate matrix.
-    const Parts a = decompose(a_->getRef());
-    const Parts b = decompose(b_->getRef());
-    M44d out;
-    out.translate(a.translate);
-    out.rotate(keepRotateA_->getRef() ? a.rotate : b.rotate);
-    out.scale(keepScaleA_->getRef() ? a.scale : b.scale);
-    out_->set(out);
+    out_->set(rsMatrix(keepRotateA_->getRef(), keepScaleA_->getRef(), a_->getRef(), b_->getRef()));
     return true;
 }
 
@@ -102,28 +205,30 @@ V3d ExtractScalingMatrixNode::evaluate(const M44d& matrix) {
 }
 
 bool ExtractScalingAndShearMatrixNode::compute(const ComputeData*) {
-    const Parts parts = scalingAndShear(matrix_->getRef());
-    scale_->set(parts.scale);
-    shear_->set(parts.shear);
+    V3d scale, shear;
+    scalingAndShearOf(matrix_->getRef(), scale, shear);
+    scale_->set(scale);
+    shear_->set(shear);
     return true;
 }
 
 bool ExtractSHRTMatrixNode::compute(const ComputeData*) {
-    const Parts parts = decompose(matrix_->getRef());
-    scale_->set(parts.scale);
-    shear_->set(parts.shear);
-    rotate_->set(parts.rotate);
-    translate_->set(parts.translate);
+    V3d scale, shear, rotate, translate;
+    partsOf(matrix_->getRef(), scale, shear, rotate, translate);
+    scale_->set(scale);
+    shear_->set(shear);
+    rotate_->set(rotate);
+    translate_->set(translate);
     return true;
 }
 
 bool RotationMatrixNode::compute(const ComputeData*) {
-    out_->set(Imath::rotationMatrix(from_->getRef(), to_->getRef()));
+    out_->set(rotation(from_->getRef(), to_->getRef()));
     return true;
 }
 
 bool RotationWithUpDirMatrixNode::compute(const ComputeData*) {
-    out_->set(Imath::rotationMatrixWithUpDir(from_->getRef(), to_->getRef(), up_->getRef()));
+    out_->set(rotationWithUp(from_->getRef(), to_->getRef(), up_->getRef()));
     return true;
 }
 
@@ -136,25 +241,17 @@ M44d SansScalingAndShearMatrixNode::evaluate(const M44d& in) {
 }
 
 bool VectorToMatrixNode::compute(const ComputeData*) {
-    const V3d& row1 = row1_->getRef();
-    const V3d& row2 = row2_->getRef();
-    const V3d& row3 = row3_->getRef();
-    const V3d& row4 = row4_->getRef();
-    // clang-format off
-    out_->set(M44d(row1.x, row1.y, row1.z, 0.0,
-                   row2.x, row2.y, row2.z, 0.0,
-                   row3.x, row3.y, row3.z, 0.0,
-                   row4.x, row4.y, row4.z, 1.0));
-    // clang-format on
+    out_->set(fromRows(row1_->getRef(), row2_->getRef(), row3_->getRef(), row4_->getRef()));
     return true;
 }
 
 bool MatrixToVectorNode::compute(const ComputeData*) {
-    const M44d& matrix = matrix_->getRef();
-    row1_->set(firstThree(matrix[0]));
-    row2_->set(firstThree(matrix[1]));
-    row3_->set(firstThree(matrix[2]));
-    row4_->set(firstThree(matrix[3]));
+    V3d row1, row2, row3, row4;
+    toRows(matrix_->getRef(), row1, row2, row3, row4);
+    row1_->set(row1);
+    row2_->set(row2);
+    row3_->set(row3);
+    row4_->set(row4);
     return true;
 }
 
@@ -172,5 +269,14 @@ template class MatrixNode<ExtractScalingMatrixNode, V3d>;
 template class MatrixNode<ExtractEulerXYZMatrixNode, V3d>;
 template class UnaryNode<SansScalingMatrixNode, M44d, M44d>;
 template class UnaryNode<SansScalingAndShearMatrixNode, M44d, M44d>;
+
+void internal::registerMatrixAlgorithmNodes() {
+    registerBuiltIn<MultiDirMatrixNode, MultiVecMatrixNode, SetAxisAngleMatrixNode, AlignZAxisWithTargetDirMatrixNode,
+                    ComputeLocalFrameMatrixNode, ComputeRSMatrixNode, ExtractEulerXYZMatrixNode,
+                    ExtractEulerZYXMatrixNode, ExtractQuaternionMatrixNode, ExtractScalingMatrixNode,
+                    ExtractScalingAndShearMatrixNode, ExtractSHRTMatrixNode, RotationMatrixNode,
+                    RotationWithUpDirMatrixNode, SansScalingMatrixNode, SansScalingAndShearMatrixNode,
+                    VectorToMatrixNode, MatrixToVectorNode>();
+}
 
 }  // namespace TessilGraph

@@ -3,6 +3,8 @@
 #include <TessilGraph/nodes/MatrixShapeCompute.h>
 #include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/internal/Arithmetic.h>
+#include <TessilGraph/nodes/internal/Kernels.h>
+#include <TessilGraph/nodes/internal/MatrixAlgorithms.h>
 
 namespace TessilGraph {
 
@@ -116,18 +118,15 @@ template class ShearNode<M44d, M44d, V3d, M44d>;
 template class SetShearNode<M44d, M44d, V3d, M44d>;
 
 void registerMatrixNodes() {
-    registerNodes<
+    internal::registerBuiltIn<
         AddNode<M44d, M44d, M44d, M44d>, SubtractNode<M44d, M44d, M44d, M44d>, MultiplyNode<M44d, M44d, M44d, M44d>,
         InverseNode<M44d, M44d, M44d>, TransposeNode<M44d, M44d, M44d>, DeterminantMatrixNode<M44d, M44d, double>,
         MultiplyScalarMatrixNode<M44d, M44d, double, M44d>, AddScalarMatrixNode<M44d, M44d, double, M44d>,
         DivideScalarMatrixNode<M44d, M44d, double, M44d>, RotateNode<M44d, M44d, V3d, M44d>,
         SetRotateNode<M44d, M44d, V3d, M44d>, ScaleNode<M44d, M44d, V3d, M44d>, SetScaleNode<M44d, M44d, V3d, M44d>,
         TranslateNode<M44d, M44d, V3d, M44d>, SetTranslationNode<M44d, M44d, V3d, M44d>,
-        ShearNode<M44d, M44d, V3d, M44d>, SetShearNode<M44d, M44d, V3d, M44d>, MultiDirMatrixNode, MultiVecMatrixNode,
-        SetAxisAngleMatrixNode, AlignZAxisWithTargetDirMatrixNode, ComputeLocalFrameMatrixNode, ComputeRSMatrixNode,
-        ExtractEulerXYZMatrixNode, ExtractEulerZYXMatrixNode, ExtractQuaternionMatrixNode, ExtractScalingMatrixNode,
-        ExtractScalingAndShearMatrixNode, ExtractSHRTMatrixNode, RotationMatrixNode, RotationWithUpDirMatrixNode,
-        SansScalingMatrixNode, SansScalingAndShearMatrixNode, VectorToMatrixNode, MatrixToVectorNode>();
+        ShearNode<M44d, M44d, V3d, M44d>, SetShearNode<M44d, M44d, V3d, M44d>>();
+    internal::registerMatrixAlgorithmNodes();
 }
 
 }  // namespace TessilGraph

@@ -1,6 +1,10 @@
 #include <TessilGraph/nodes/NodeShape.h>
 
+#include <TessilGraph/graph/internal/Access.h>
+
 namespace TessilGraph {
+
+using internal::Access;
 
 Node* copyUnconnected(Node& node, Node* copy) {
     if (copy == nullptr) {
@@ -8,14 +12,14 @@ Node* copyUnconnected(Node& node, Node* copy) {
     }
     std::unique_ptr<Node> owner(copy);
     copy->setName(node.name());
-    for (auto port = node.inputPortBegin(); port != node.inputPortEnd(); ++port) {
-        if (*port == nullptr || (*port)->numConnections() != 0) {
+    for (Port* port : Access::inputs(node)) {
+        if (port == nullptr || port->numConnections() != 0) {
             continue;
         }
-        Port* target = copy->getInputPort((*port)->name());
+        Port* target = copy->getInputPort(Access::name(*port));
         // Ports come and go on a living node, and copyValue trusts its caller with the type.
-        if (target != nullptr && target->typeStr() == (*port)->typeStr()) {
-            target->copyValue(*port);
+        if (target != nullptr && Access::haveSameType(*target, *port)) {
+            target->copyValue(port);
         }
     }
     return owner.release();

@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/NodeTraits.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <typeinfo>
@@ -30,7 +31,7 @@ inline constexpr TypeInfo typeInfo{};
 /// reason logged, when the node has an input of that name.
 template <class T>
 PortTemplate<T>* addInput(Node& node, const char* name) {
-    auto port = std::make_unique<PortTemplate<T>>(name);
+    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
     node.addInputPort(port.get());
     return port->node() == &node ? port.release() : nullptr;
 }
@@ -39,7 +40,7 @@ PortTemplate<T>* addInput(Node& node, const char* name) {
 /// reason logged, when the node has an output of that name.
 template <class T>
 PortTemplate<T>* addOutput(Node& node, const char* name) {
-    auto port = std::make_unique<PortTemplate<T>>(name);
+    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
     node.addOutputPort(port.get());
     return port->node() == &node ? port.release() : nullptr;
 }
@@ -78,6 +79,14 @@ public:
 
     std::string typeStr() const override { return staticTypeStr(); }
     unsigned int typeId() const override { return staticTypeId(); }
+
+    using Node::operator new;
+
+    /// With room for the ports of a node of this class.
+    static void* operator new(std::size_t size) {
+        static internal::PortRoom room{0};
+        return internal::NodeMemory::allocateNode(size, room);
+    }
 
     /// A new node of the same class with the same name, owned by the caller. Unconnected inputs keep
     /// their values; connected inputs, outputs and whatever else a node remembers start afresh.

@@ -1,6 +1,24 @@
 #include <TessilGraph/nodes/UtilsNodes.h>
 
+#include <TessilGraph/nodes/internal/Kernels.h>
+
 namespace TessilGraph {
+
+namespace {
+
+template <class T>
+T pass(T in) {
+    return in;
+}
+
+}  // namespace
+
+template <>
+inline constexpr auto internal::ownKernel<BufferLong> =
+    internal::makeKernel<BufferLong, pass<Long>, &BufferLong::inputPort, &BufferLong::outputPort>();
+template <>
+inline constexpr auto internal::ownKernel<BufferDouble> =
+    internal::makeKernel<BufferDouble, pass<double>, &BufferDouble::inputPort, &BufferDouble::outputPort>();
 
 bool BufferLong::compute(const ComputeData*) {
     out_->set(in_->get());
@@ -61,7 +79,7 @@ void TimeNode::restoreDefaults() {
 }
 
 void registerUtilsNodes() {
-    registerNodes<BufferLong, BufferDouble, TimeNode>();
+    internal::registerBuiltIn<BufferLong, BufferDouble, TimeNode>();
 }
 
 }  // namespace TessilGraph

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/internal/Arithmetic.h>
+#include <TessilGraph/nodes/internal/Kernels.h>
 
 namespace TessilGraph {
 
@@ -37,16 +38,41 @@ Out VectorScaleNode<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) 
     return in1 * in2;
 }
 
+namespace {
+
+void split(const V3d& vec, double& x, double& y, double& z) {
+    const V3d parts = vec;
+    x = parts.x;
+    y = parts.y;
+    z = parts.z;
+}
+
+V3d join(double x, double y, double z) {
+    return {x, y, z};
+}
+
+}  // namespace
+
+template <>
+inline constexpr auto internal::ownKernel<VectorToDouble> =
+    internal::makeKernel<VectorToDouble, split, &VectorToDouble::vecPort, &VectorToDouble::xPort,
+                         &VectorToDouble::yPort, &VectorToDouble::zPort>();
+template <>
+inline constexpr auto internal::ownKernel<DoubleToVector> =
+    internal::makeKernel<DoubleToVector, join, &DoubleToVector::xPort, &DoubleToVector::yPort, &DoubleToVector::zPort,
+                         &DoubleToVector::vecPort>();
+
 bool VectorToDouble::compute(const ComputeData*) {
-    const V3d& vec = vec_->getRef();
-    x_->set(vec.x);
-    y_->set(vec.y);
-    z_->set(vec.z);
+    double x, y, z;
+    split(vec_->getRef(), x, y, z);
+    x_->set(x);
+    y_->set(y);
+    z_->set(z);
     return true;
 }
 
 bool DoubleToVector::compute(const ComputeData*) {
-    vec_->set(V3d(x_->get(), y_->get(), z_->get()));
+    vec_->set(join(x_->get(), y_->get(), z_->get()));
     return true;
 }
 
@@ -62,7 +88,7 @@ template class VectorScaleNode<V3d, V3d, double, V3d>;
 
 void registerVectorNodes() {
     // clang-format off
-    registerNodes<AddNode<V3d, V3d, V3d, V3d>,
+    internal::registerBuiltIn<AddNode<V3d, V3d, V3d, V3d>,
                   SubtractNode<V3d, V3d, V3d, V3d>,
                   MultiplyNode<V3d, V3d, V3d, V3d>,
                   LengthNode<V3d, V3d, double>,

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace TessilGraph::internal {
 
@@ -15,19 +16,41 @@ namespace TessilGraph::internal {
 struct Access {
     /// The links of a port, only to be read. Inside the library nobody calls the overload of
     /// `Port::getConnections` that lends the list for editing.
-    static const std::vector<Port*>& connections(const Port& port) { return port.connections_; }
-    static const std::string& name(const Port& port) { return port.name_; }
+    static PortRange connections(const Port& port) { return port.connections_.range(); }
+    static const std::string& name(const Port& port) { return port.name_.str(); }
     static bool& watched(Port& port) { return port.watched_; }
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
     static bool& removed(Port& port) { return port.removed_; }
-    static Port*& lost(Port& port) { return port.lost_; }
-    static std::uint64_t& stamp(Port& port) { return port.stamp_; }
+    static bool hasLost(const Port& port) { return port.lost_ != 0 || port.lostMany_; }
+    static std::uint32_t& epoch(Port& port) { return port.epoch_; }
+    static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
+    /// Null for a port without a value.
+    static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
+    static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
+    static bool isLent(const Port& port) { return port.connections_.isVector(); }
+    static bool removed(const Port& port) { return port.removed_; }
+    static bool isBound(const Port& port) { return port.bound_; }
+    static bool& adopted(Port& port) { return port.adopted_; }
+
+    // The value of a typed port: what readers see, the room in the port, and the value that `set` sets.
+    template <class TypedPort>
+    static auto*& data(TypedPort& port) {
+        return port.data_;
+    }
+    template <class TypedPort>
+    static auto& storedValue(TypedPort& port) {
+        return port.value_;
+    }
+    template <class TypedPort>
+    static auto& ownValue(TypedPort& port) {
+        return port.bound_ ? port.value_ : *port.data_;
+    }
 
     /// Takes all links of a node away on both sides, for a node that is to be deleted.
     static void unlink(Node& node) {
-        for (const std::vector<Port*>* ports : {&node.inputs_, &node.outputs_}) {
-            for (Port* port : *ports) {
+        for (const auto* ports : {&node.inputs_, &node.outputs_}) {
+            for (Port* port : ports->range()) {
                 if (port != nullptr) {
                     port->detachFromPeers();
                 }
@@ -35,17 +58,53 @@ struct Access {
         }
     }
 
+    static NodeMemory::Block* block(const Node& node) { return node.block_; }
+    template <class Manager>
+    static auto& nodes(Manager& manager) {
+        return manager.nodes_;
+    }
+
     static const std::string& name(const Node& node) { return node.name_; }
-    static const std::vector<Port*>& inputs(const Node& node) { return node.inputs_; }
-    static const std::vector<Port*>& outputs(const Node& node) { return node.outputs_; }
+    static std::string& name(Node& node) { return node.name_; }
+    static PortRange inputs(const Node& node) { return node.inputs_.range(); }
+    template <class Visit>
+    static void forEachInput(const Node& node, Visit visit) {
+        node.inputs_.forEach(visit);
+    }
+    static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
     static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
     static std::uint32_t& holders(Node& node) { return node.holders_; }
-    static const void*& home(Node& node) { return node.home_; }
+    static NetworkState*& home(Node& node) { return node.home_; }
+    static const NetworkState* home(const Node& node) { return node.home_; }
+    static std::uint32_t& entry(Node& node) { return node.entry_; }
+    static std::uint32_t entry(const Node& node) { return node.entry_; }
+    static std::uint32_t& slot(Node& node) { return node.slot_; }
+    static std::atomic<std::uint8_t>*& dirty(Node& node) { return node.dirty_; }
+    /// As `setDirty(false)`.
+    static void setClean(Node& node) {
+        if (node.slot_ == 0) {
+            node.dirty_->store(0, std::memory_order_relaxed);
+        } else {
+            node.setDirty(false);
+        }
+    }
+    static Port* firstConnection(const Port& port) { return port.connections_.front(); }
+    /// Makes a node keep its dirty byte at `place`.
+    static void moveDirty(Node& node, std::atomic<std::uint8_t>& place) {
+        place.store(node.dirty_->load(std::memory_order_relaxed) != 0 ? 1 : 0, std::memory_order_relaxed);
+        node.dirty_ = &place;
+    }
+    /// The same, where it belongs while nobody has prepared the network.
+    static void bringDirtyHome(Node& node) {
+        moveDirty(node, node.home_ != nullptr ? node.home_->dirtyByte(node.entry_) : node.ownDirty_);
+    }
+    static std::atomic<std::uint8_t>& ownDirty(Node& node) { return node.ownDirty_; }
     static std::uint64_t& label(Node& node) { return node.label_; }
+    static std::uint64_t label(const Node& node) { return node.label_; }
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
-    static std::size_t& place(Node& node) { return node.place_; }
+    static std::uint32_t& place(Node& node) { return node.place_; }
     static float& cost(Node& node) { return node.cost_; }
     static std::atomic<std::uint8_t>& traits(const Node& node) { return node.traits_; }
 };
@@ -56,9 +115,23 @@ inline std::uint64_t nextStamp() {
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
+/// A number that no output has had before. Never 0.
+inline std::uint32_t nextEpoch() {
+    static std::atomic<std::uint32_t> last{0};
+    const std::uint32_t epoch = last.fetch_add(1, std::memory_order_relaxed) + 1;
+    return epoch != 0 ? epoch : nextEpoch();
+}
+
+/// Tells the network of a node, if there is one, that its wiring is no longer what it was.
+inline void noteWiring(Node* node) {
+    if (node != nullptr && Access::home(*node) != nullptr) {
+        Access::home(*node)->noteWiring();
+    }
+}
+
 /// Whether `peer` stands in the list of `port`.
 inline bool lists(const Port& port, const Port& peer) {
-    const std::vector<Port*>& peers = Access::connections(port);
+    const PortRange peers = Access::connections(port);
     return std::find(peers.begin(), peers.end(), &peer) != peers.end();
 }
 
@@ -82,15 +155,15 @@ inline const Port& endOfInputs(const Port& port) {
 
 /// Whether an input of the node has a link.
 inline bool isFed(const Node& node) {
-    const auto& inputs = Access::inputs(node);
+    const PortRange inputs = Access::inputs(node);
     return std::any_of(inputs.begin(), inputs.end(),
                        [](const Port* input) { return input != nullptr && input->numConnections() != 0; });
 }
 
 /// The node that feeds an input port; null when nothing does.
 inline Node* upstreamNode(const Port& input) {
-    const std::vector<Port*>& sources = Access::connections(input);
-    return sources.empty() || sources.front() == nullptr ? nullptr : sources.front()->node();
+    const Port* source = Access::firstConnection(input);
+    return source != nullptr ? source->node() : nullptr;
 }
 
 }  // namespace TessilGraph::internal

@@ -1,18 +1,17 @@
 #include <TessilGraph/graph/internal/CycleCheck.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/SmallStack.h>
 
 #include <algorithm>
 #include <atomic>
 #include <limits>
-#include <utility>
 #include <vector>
 
 namespace TessilGraph::internal {
 
 namespace {
 
-constexpr std::uint64_t roomBetweenNodes = std::uint64_t(1) << 24;
 constexpr std::uint64_t roomBetweenMoved = std::uint64_t(1) << 20;
 constexpr std::uint64_t noLabel = std::numeric_limits<std::uint64_t>::max();
 
@@ -23,7 +22,8 @@ std::uint64_t takeLabels(std::uint64_t room) {
     return lastLabel.fetch_add(room, std::memory_order_relaxed);
 }
 
-void sortByLabel(std::vector<Node*>& nodes) {
+template <class Nodes>
+void sortByLabel(Nodes& nodes) {
     std::sort(nodes.begin(), nodes.end(), [](Node* a, Node* b) { return Access::label(*a) < Access::label(*b); });
 }
 
@@ -66,7 +66,8 @@ struct Downstream {
 
 /// Gives nodes labels above all others, in the order of those they have. Right for any set that
 /// holds with a node everything downstream of it.
-void moveToEnd(std::vector<Node*> nodes) {
+template <class Nodes>
+void moveToEnd(Nodes& nodes) {
     sortByLabel(nodes);
     std::uint64_t label = takeLabels((nodes.size() + 1) * roomBetweenNodes);
     for (Node* node : nodes) {
@@ -85,9 +86,9 @@ public:
     /// False for a cycle; otherwise the labels are in order afterwards.
     bool run() {
         Access::mark(downstream_) = forwardMark_;
-        forward_.push_back(&downstream_);
+        forward_.push(&downstream_);
         Access::mark(upstream_) = backwardMark_;
-        backward_.push_back(&upstream_);
+        backward_.push(&upstream_);
 
         // Link by link in turn, so that the cost is that of the smaller side.
         while (!met_ && !forwardEnded() && !(backwardEnded() && backwardComplete_)) {
@@ -103,12 +104,15 @@ public:
         const bool moved =
             forwardEnded() ? moveForwardPart() || moveBackwardPart() : moveBackwardPart() || moveForwardPart();
         if (!moved) {
-            moveToEnd(Downstream(downstream_, upstream_).nodes);
+            Downstream beyond(downstream_, upstream_);
+            moveToEnd(beyond.nodes);
         }
         return true;
     }
 
 private:
+    using Side = SmallStack<Node*, 64>;
+
     /// How far a side has come: which of its nodes, which port of that, which link of that.
     struct Cursor {
         std::size_t node = 0;
@@ -116,7 +120,7 @@ private:
         std::size_t link = 0;
 
         /// The next link, or null for a step from port to port or from node to node.
-        Port* next(const std::vector<Port*>& ports) {
+        Port* next(PortRange ports) {
             if (port == ports.size()) {
                 *this = {node + 1, 0, 0};
                 return nullptr;
@@ -141,18 +145,18 @@ private:
             above_ = std::min(above_, Access::label(next));
         } else if (Access::mark(next) != forwardMark_) {
             Access::mark(next) = forwardMark_;
-            forward_.push_back(&next);
+            forward_.push(&next);
         }
     }
 
     void stepBackward() {
         Node& node = *backward_[up_.node];
-        const std::vector<Port*>& inputs = Access::inputs(node);
+        const PortRange inputs = Access::inputs(node);
         if (up_.port == 0 && up_.link == 0 && Access::inputsElsewhere(node)) {
             backwardComplete_ = false;
         }
         Port* input = up_.port < inputs.size() ? inputs[up_.port] : nullptr;
-        if (input != nullptr && (Access::lost(*input) != nullptr || Access::lostMany(*input))) {
+        if (input != nullptr && Access::hasLost(*input)) {
             // An output that this input doesn't know of may list it.
             backwardComplete_ = false;
         }
@@ -169,7 +173,7 @@ private:
             below_ = std::max(below_, Access::label(next));
         } else if (Access::mark(next) != backwardMark_) {
             Access::mark(next) = backwardMark_;
-            backward_.push_back(&next);
+            backward_.push(&next);
         }
     }
 
@@ -179,10 +183,10 @@ private:
             return false;
         }
         if (Access::lostMany(input)) {
-            // Stamps speak for inputs with one source, which lists them.
+            // Epochs speak for inputs with one source, which lists them.
             return lists(source, input);
         }
-        return Access::stamp(input) > Access::stamp(source);
+        return Access::epoch(input) == Access::epoch(source);
     }
 
     bool forwardEnded() const { return down_.node == forward_.size(); }
@@ -194,7 +198,7 @@ private:
             stepForward();
         }
         if (above_ == noLabel) {
-            moveToEnd(std::move(forward_));
+            moveToEnd(forward_);
             return true;
         }
         const std::uint64_t step = stepWithin(above_ - top_, forward_.size());
@@ -217,7 +221,7 @@ private:
         return std::min(roomBetweenMoved, gap / (nodes + 1));
     }
 
-    static bool moveTo(std::uint64_t label, std::uint64_t step, std::vector<Node*>& nodes) {
+    static bool moveTo(std::uint64_t label, std::uint64_t step, Side& nodes) {
         sortByLabel(nodes);
         for (Node* node : nodes) {
             Access::label(*node) = label;
@@ -233,8 +237,8 @@ private:
     const std::uint64_t forwardMark_ = nextStamp();
     const std::uint64_t backwardMark_ = nextStamp();
 
-    std::vector<Node*> forward_;
-    std::vector<Node*> backward_;
+    Side forward_;
+    Side backward_;
     Cursor down_;
     Cursor up_;
     std::uint64_t above_ = noLabel;  ///< The least label beyond the forward part.
@@ -246,7 +250,11 @@ private:
 }  // namespace
 
 std::uint64_t newLabel() {
-    return takeLabels(roomBetweenNodes) + roomBetweenNodes;
+    return newLabels(1);
+}
+
+std::uint64_t newLabels(std::size_t count) {
+    return takeLabels(count * roomBetweenNodes) + roomBetweenNodes;
 }
 
 bool admitsLink(Node& upstream, Node& downstream, bool ordered) {
@@ -255,7 +263,7 @@ bool admitsLink(Node& upstream, Node& downstream, bool ordered) {
     }
     Downstream reached(downstream, upstream);
     if (!reached.metStop && Access::label(upstream) >= Access::label(downstream)) {
-        moveToEnd(std::move(reached.nodes));
+        moveToEnd(reached.nodes);
     }
     return !reached.metStop;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace TessilGraph {
@@ -10,6 +11,11 @@ namespace TessilGraph::internal {
 
 /// The label of a new node: greater than that of every node before it, with room in between.
 std::uint64_t newLabel();
+
+/// The first of so many labels for new nodes, `roomBetweenNodes` apart.
+std::uint64_t newLabels(std::size_t count);
+
+constexpr std::uint64_t roomBetweenNodes = std::uint64_t(1) << 24;
 
 /// Whether nothing leads from `downstream` back to `upstream`, so that a link from `upstream` to
 /// `downstream` closes no cycle.

@@ -2,9 +2,11 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/WalkScratch.h>
 
 #include <TessilUtils/Logger.h>
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -13,117 +15,178 @@ namespace TessilGraph::internal {
 
 namespace {
 
+enum class Gather { Dirty, All };
+
 /// Tells nodes apart by marks. Gives up when it meets a node of another home than the one named.
 class ByMarks {
 public:
-    explicit ByMarks(const NodeSet* home) : home_(home) {}
+    explicit ByMarks(const NetworkState* home) : home_(home) {}
 
     bool knows(Node& node) const { return home_ == nullptr || Access::home(node) == home_; }
-    void startRound() { round_ = nextStamp(); }
     bool isDone(Node& node) const { return Access::mark(node) == done_; }
     void setDone(Node& node) { Access::mark(node) = done_; }
-    bool pushNow(Node& node) {
-        const bool first = Access::secondMark(node) != round_;
-        Access::secondMark(node) = round_;
-        return first;
-    }
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
     bool isClosed(Node& node) const { return isDone(node); }
+    static bool areAlike(Node& a, Node& b) { return &a == &b; }
 
 private:
-    const NodeSet* home_;
+    const NetworkState* home_;
     const std::uint64_t done_ = nextStamp();
     const std::uint64_t open_ = nextStamp();
-    std::uint64_t round_ = 0;
 };
 
 /// Tells nodes apart by names, wherever they come from.
 class ByNames {
 public:
     static bool knows(Node&) { return true; }
-    void startRound() { pushedNow_.clear(); }
     bool isDone(Node& node) const { return done_.count(Access::name(node)) != 0; }
     void setDone(Node& node) {
         done_.insert(Access::name(node));
         Access::mark(node) = closed_;
     }
-    bool pushNow(Node& node) { return pushedNow_.insert(Access::name(node)).second; }
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
     bool isClosed(Node& node) const { return Access::mark(node) == closed_; }
+    static bool areAlike(Node& a, Node& b) { return Access::name(a) == Access::name(b); }
 
 private:
     const std::uint64_t open_ = nextStamp();
     const std::uint64_t closed_ = nextStamp();
     std::unordered_set<std::string_view> done_;
-    std::unordered_set<std::string_view> pushedNow_;
 };
 
-/// No value when `visits` met a node that it doesn't know.
+/// The nodes that one node has put on the stack, so that none is put there twice.
 template <class Visits>
-std::optional<EvaluationOrder> walkUpstream(Node& target, Gather gather, Visits visits) {
-    EvaluationOrder order;
-    std::vector<Node*> stack{&target};
+class Pushed {
+public:
+    explicit Pushed(const std::vector<Node*>& stack) : stack_(stack), first_(stack.size()) {}
+
+    bool has(Node& node) {
+        if (stack_.size() - first_ > few) {
+            return isAmongMany(node);
+        }
+        for (std::size_t i = first_; i < stack_.size(); ++i) {
+            if (Visits::areAlike(*stack_[i], node)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool none() const { return stack_.size() == first_; }
+
+private:
+    static constexpr std::size_t few = 8;
+
+    bool isAmongMany(Node& node) {
+        if (!names_) {
+            names_.emplace();
+            for (std::size_t i = first_; i < stack_.size(); ++i) {
+                names_->insert(Access::name(*stack_[i]));
+            }
+        }
+        return !names_->insert(Access::name(node)).second;
+    }
+
+    const std::vector<Node*>& stack_;
+    const std::size_t first_;
+    std::optional<std::unordered_set<std::string_view>> names_;  ///< For nodes with very many inputs.
+};
+
+enum class Outcome { Acyclic, Cyclic, MetUnknown };
+
+/// Fills `scratch.order`. Stops when `visits` meets a node that it doesn't know.
+template <class Visits>
+Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& scratch) {
+    std::vector<Node*>& stack = scratch.stack;
+    std::vector<Node*>& order = scratch.order;
+    stack.assign(1, &target);
+    order.clear();
+    Outcome outcome = Outcome::Acyclic;
+    const auto finish = [&](Node& node) {
+        if (gather == Gather::All || node.isDirty()) {
+            order.push_back(&node);
+        }
+        visits.setDone(node);
+        stack.pop_back();
+    };
     while (!stack.empty()) {
         Node& top = *stack.back();
+        if (visits.isOpen(top)) {
+            // What it put on the stack is done.
+            finish(top);
+            continue;
+        }
         if (!visits.knows(top)) {
-            return std::nullopt;
+            return Outcome::MetUnknown;
         }
         if (visits.isClosed(top)) {
             // It was waiting in two places; nothing that feeds it is left to do.
-            order.nodes.push_back(&top);
+            order.push_back(&top);
             stack.pop_back();
             continue;
         }
-        const std::size_t waiting = stack.size();
-        visits.startRound();
         visits.setOpen(top);
-        for (const Port* input : Access::inputs(top)) {
+        Pushed<Visits> pushed(stack);
+        Access::forEachInput(top, [&](const Port* input) {
             Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
             if (upstream == nullptr || (gather == Gather::Dirty && !upstream->isDirty()) || visits.isDone(*upstream)) {
-                continue;
+                return;
             }
             if (visits.isOpen(*upstream)) {
                 // It waits for this very node.
-                order.cyclic = true;
-            } else if (visits.pushNow(*upstream)) {
+                outcome = Outcome::Cyclic;
+            } else if (!pushed.has(*upstream)) {
                 stack.push_back(upstream);
             }
-        }
-        if (stack.size() == waiting) {
-            if (gather == Gather::All || top.isDirty()) {
-                order.nodes.push_back(&top);
-            }
-            visits.setDone(top);
-            stack.pop_back();
+        });
+        if (pushed.none()) {
+            finish(top);
         }
     }
-    return order;
+    return outcome;
+}
+
+/// Fills `scratch.order` and says in the log if links run in a circle.
+void gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
+    Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
+    if (outcome == Outcome::MetUnknown) {
+        outcome = walkUpstream(target, gather, ByNames(), scratch);
+    }
+    if (isCyclic || outcome == Outcome::Cyclic) {
+        TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
+    }
 }
 
 }  // namespace
 
-EvaluationOrder upstreamOrder(Node& target, Gather gather, const NodeSet& home) {
-    std::optional<EvaluationOrder> order = walkUpstream(target, gather, ByMarks(&home));
-    return order ? std::move(*order) : *walkUpstream(target, gather, ByNames());
+void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
+    const ScratchLease scratch(*home.state());
+    gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
+    for (Node* node : (*scratch).order) {
+        computeIfDirty(*node, data);
+    }
+}
+
+std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
+    const ScratchLease scratch(*home.state());
+    gatherUpstream(target, Gather::All, home, *scratch, false);
+    return (*scratch).order;
 }
 
 bool runsInACircle(Node& target) {
-    return walkUpstream(target, Gather::Dirty, ByMarks(nullptr))->cyclic;
+    WalkScratch scratch;
+    return walkUpstream(target, Gather::Dirty, ByMarks(nullptr), scratch) == Outcome::Cyclic;
 }
 
-void logCycle() {
-    TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
-}
-
-void computeInOrder(const std::vector<Node*>& order, const ComputeData* data) {
-    for (Node* node : order) {
-        node->setProfileTime(0);
-        if (node->isDirty()) {
-            node->compute(data);
-            node->setDirty(false);
-        }
+void computeIfDirty(Node& node, const ComputeData* data) {
+    if (node.profileTime() != 0) {
+        node.setProfileTime(0);
+    }
+    if (node.isDirty()) {
+        node.compute(data);
+        Access::setClean(node);
     }
 }
 

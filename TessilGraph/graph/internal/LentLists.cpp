@@ -69,17 +69,17 @@ Verdict checkOutput(Port& output) {
             return Verdict::Disordered;
         }
     }
-    // Links get new stamps, so that an input that was taken out of the list by hand, and may still
+    // Links get a new epoch, so that an input that was taken out of the list by hand, and may still
     // list this output, sees that its link is older than the list.
-    Access::stamp(output) = nextStamp();
-    const std::uint64_t linked = nextStamp();
+    const std::uint32_t epoch = nextEpoch();
+    Access::epoch(output) = epoch;
     bool twoSided = true;
     for (Port* peer : Access::connections(output)) {
         if (peer == nullptr) {
             continue;
         }
-        if (lists(*peer, output) && Access::stamp(*peer) != linked) {
-            Access::stamp(*peer) = linked;
+        if (lists(*peer, output) && Access::epoch(*peer) != epoch) {
+            Access::epoch(*peer) = epoch;
         } else {
             // Listed here without knowing, or twice: nobody may move its node back.
             Access::lostMany(*peer) = true;
@@ -90,7 +90,7 @@ Verdict checkOutput(Port& output) {
 }
 
 Verdict checkInput(Port& input, const Snapshot& before) {
-    const std::vector<Port*>& sources = Access::connections(input);
+    const PortRange sources = Access::connections(input);
     const bool changed = sources.size() != before.size || (!sources.empty() && sources.front() != before.first);
     if (changed && before.size != 0) {
         Access::lostMany(input) = true;
@@ -111,7 +111,8 @@ Verdict checkInput(Port& input, const Snapshot& before) {
         return Verdict::OneSided;
     }
     if (changed) {
-        Access::stamp(input) = nextStamp();
+        Port* source = sources.empty() ? nullptr : sources.front();
+        Access::epoch(input) = source != nullptr ? Access::epoch(*source) : 0;
     }
     return Verdict::Sound;
 }
@@ -188,7 +189,7 @@ void watch(Port& port) {
     const std::lock_guard<std::mutex> lock(all.mutex);
     const auto owner = all.owners.find(&port);
     if (owner == all.owners.end()) {
-        const std::vector<Port*>& peers = Access::connections(port);
+        const PortRange peers = Access::connections(port);
         enter(all, port, {peers.size(), peers.empty() ? nullptr : peers.front()});
     } else if (owner->second != ownerOf(port)) {
         reenter(all, port);
@@ -208,7 +209,7 @@ void nodeMoves(Node& node) {
     if (watchedPorts.load(std::memory_order_relaxed) == 0) {
         return;
     }
-    const auto moveAll = [](const std::vector<Port*>& ports) {
+    const auto moveAll = [](PortRange ports) {
         for (Port* port : ports) {
             if (port == nullptr || !Access::watched(*port)) {
                 continue;

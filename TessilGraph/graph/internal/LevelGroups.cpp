@@ -57,7 +57,7 @@ void LevelGroups::findReadings(Node* const* level, std::uint32_t count) {
         for (const Port* input : Access::inputs(*level[i])) {
             Node* source = input != nullptr ? endOfInputs(*input).node() : nullptr;
             if (source != nullptr && Access::mark(*source) == levelMark && source != level[i]) {
-                readings_.push_back({static_cast<std::uint32_t>(Access::place(*source)), i});
+                readings_.push_back({Access::place(*source), i});
             }
         }
     }

@@ -1,14 +1,14 @@
 #include <TessilGraph/graph/internal/LevelWalk.h>
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
-#include <TessilGraph/graph/internal/Lease.h>
-#include <TessilGraph/graph/internal/LevelGroups.h>
-#include <TessilGraph/graph/internal/PureWalk.h>
 #include <TessilGraph/graph/internal/StageRun.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace TessilGraph::internal {
@@ -22,35 +22,25 @@ void insertOnce(std::vector<Node*>& level, Node& node, std::uint64_t& markOfNode
     }
 }
 
-/// The levels of one walk, and its working memory.
-class Levels {
+/// Takes what a network keeps for its level walks. A walk that starts while another one is at it, from
+/// within a node's compute, gets its own.
+class Lease {
 public:
-    /// False when links run in a circle.
-    bool gather(Node& target);
-    void compute(const ComputeData* data);
+    explicit Lease(NetworkState& network)
+        : network_(network),
+          walks_(network.levelWalks ? std::move(network.levelWalks) : std::make_unique<LevelWalks>()) {}
+    ~Lease() { network_.levelWalks = std::move(walks_); }
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
 
-    std::size_t size() const { return nodes_.size(); }
-    std::size_t capacity() const { return nodes_.capacity() + starts_.capacity(); }
+    LevelWalks* operator->() const { return walks_.get(); }
 
 private:
-    /// Appends the level that feeds the one that starts at `begin`. False at a link whose labels don't
-    /// grow, where `labelled` says that they should.
-    bool appendNext(std::size_t begin, bool labelled);
-
-    bool gather(Node& target, bool labelled);
-
-    // The nodes of all levels, nearest first; the last level holds those that nothing feeds.
-    std::vector<Node*> nodes_;
-    std::vector<std::size_t> levels_;  ///< Where each level starts among the nodes, and where the last one ends.
-    std::vector<Node*> leaves_;
-    std::uint64_t leavesMark_ = 0;
-
-    // The same in groups.
-    std::vector<std::uint32_t> starts_;
-    std::vector<std::size_t> groups_;  ///< Where each level starts among the groups.
-    LevelGroups arranging_;
-    std::vector<std::uint32_t> parts_;
+    NetworkState& network_;
+    std::unique_ptr<LevelWalks> walks_;
 };
+
+}  // namespace
 
 bool Levels::gather(Node& target) {
     // Where labels grow along every link, none of them closes a circle.
@@ -74,6 +64,8 @@ bool Levels::gather(Node& target, bool labelled) {
     return true;
 }
 
+/// Appends the level that feeds the one that starts at `begin`. False at a link whose labels don't
+/// grow, where `labelled` says that they should.
 bool Levels::appendNext(std::size_t begin, bool labelled) {
     const std::size_t end = nodes_.size();
     const std::uint64_t nextMark = nextStamp();
@@ -82,8 +74,8 @@ bool Levels::appendNext(std::size_t begin, bool labelled) {
         if (!node.isDirty()) {
             continue;
         }
-        const auto& inputs = Access::inputs(node);
-        if (inputs.size() == 0) {
+        const PortRange inputs = Access::inputs(node);
+        if (inputs.empty()) {
             insertOnce(leaves_, node, Access::secondMark(node), leavesMark_);
         }
         for (const Port* input : inputs) {
@@ -121,26 +113,21 @@ void Levels::compute(const ComputeData* data) {
     }
 }
 
-}  // namespace
-
-bool computeInLevels(Node& target, const ComputeData* data) {
-    {
-        const Lease<PureWalk> walk;
-        switch (walk->gather(target)) {
-            case PureWalk::Found::Circle:
-                return false;
-            case PureWalk::Found::PureNodes:
-                walk->compute(data);
-                return true;
-            case PureWalk::Found::Others:
-                break;
-        }
+bool computeInLevels(Node& target, NetworkState& network, const ComputeData* data) {
+    const Lease walks(network);
+    switch (walks->pure.gather(target, network)) {
+        case PureWalk::Found::Circle:
+            return false;
+        case PureWalk::Found::PureNodes:
+            walks->pure.compute(data);
+            return true;
+        case PureWalk::Found::Others:
+            break;
     }
-    const Lease<Levels> levels;
-    if (!levels->gather(target)) {
+    if (!walks->levels.gather(target)) {
         return false;
     }
-    levels->compute(data);
+    walks->levels.compute(data);
     return true;
 }
 

@@ -1,72 +1,69 @@
 #include <TessilGraph/graph/internal/NetworkCopy.h>
 
-#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace TessilGraph::internal {
 
 namespace {
 
 bool isLinked(const Node& node) {
-    const auto anyLinked = [](const std::vector<Port*>& ports) {
+    const auto anyLinked = [](PortRange ports) {
         return std::any_of(ports.begin(), ports.end(),
                            [](const Port* port) { return port != nullptr && port->numConnections() != 0; });
     };
     return anyLinked(Access::inputs(node)) || anyLinked(Access::outputs(node));
 }
 
-/// Gives clones labels in the order of their originals' labels, so that wiring them never searches.
-void labelLike(std::vector<std::pair<Node*, Node*>>& originalsAndClones) {
-    std::sort(originalsAndClones.begin(), originalsAndClones.end(),
-              [](const auto& a, const auto& b) { return Access::label(*a.first) < Access::label(*b.first); });
-    for (const auto& [original, clone] : originalsAndClones) {
-        Access::label(*clone) = newLabel();
+/// Whether `port` is a copy of `original`. Most names are one string for all ports that have them.
+bool hasNameOf(const Port* port, const Port& original) {
+    if (port == nullptr) {
+        return false;
     }
+    const std::string& name = Access::name(*port);
+    return &name == &Access::name(original) || name == Access::name(original);
+}
+
+/// The port of a copy that stands where the original stands, if it has the same name; else the first
+/// one of that name.
+Port* inputOf(Node& copy, std::size_t place, const Port& original) {
+    const PortRange inputs = Access::inputs(copy);
+    return place < inputs.size() && hasNameOf(inputs[place], original) ? inputs[place]
+                                                                       : copy.getInputPort(Access::name(original));
+}
+
+Port* outputOf(Node& copy, const Node& node, const Port& original) {
+    const PortRange originals = Access::outputs(node);
+    const PortRange outputs = Access::outputs(copy);
+    const auto place =
+        static_cast<std::size_t>(std::find(originals.begin(), originals.end(), &original) - originals.begin());
+    return place < outputs.size() && hasNameOf(outputs[place], original) ? outputs[place]
+                                                                         : copy.getOutputPort(Access::name(original));
 }
 
 }  // namespace
 
-NetworkCopy::NetworkCopy(const NodeSet& source) : source_(source) {
-    std::vector<std::pair<Node*, Node*>> originalsAndClones;
-    clones_.reserve(source.size());
-    originalsAndClones.reserve(source.size());
+NetworkCopy::NetworkCopy(const NodeSet& source)
+    : source_(source), names_(source.sorted()), clones_(source.endPosition()) {
     try {
-        for (const auto* entry : source.sorted()) {
-            Node& original = *entry->second;
-            std::string name = original.name();
-            if (Node* clone = original.clone()) {
-                clones_.push_back({std::move(name), clone});
-                if (!isLinked(*clone)) {
-                    originalsAndClones.emplace_back(&original, clone);
-                }
-            }
-        }
+        cloneNodes();
     } catch (...) {
         deleteClones();
         throw;
     }
-    labelLike(originalsAndClones);
 }
 
 NetworkCopy::~NetworkCopy() {
     deleteClones();
 }
 
-void NetworkCopy::deleteClones() {
-    for (const Clone& clone : clones_) {
-        delete clone.node;
-    }
-}
-
-std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const NodeSet& target) {
+std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const NodeSet& target) const {
     std::vector<Node*> translated;
     translated.reserve(order.size());
     for (const Node* node : order) {
-        if (Node* copy = target.find(Access::name(*node))) {
+        if (Node* copy = copyOf(*node, target)) {
             translated.push_back(copy);
         }
     }
@@ -74,26 +71,83 @@ std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const
 }
 
 void NetworkCopy::connect(const NodeSet& target) const {
-    for (const auto* entry : source_.sorted()) {
-        const Node& original = *entry->second;
+    for (const NodeSet::Position position : names_) {
+        const Node& original = source_.nodeAt(position);
         Node* copy = nullptr;
+        std::size_t place = 0;
         for (const Port* input : Access::inputs(original)) {
+            const std::size_t inputPlace = place++;
             const Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
             if (upstream == nullptr) {
                 continue;
             }
-            copy = copy != nullptr ? copy : target.find(Access::name(original));
-            Node* upstreamCopy = target.find(Access::name(*upstream));
+            copy = copy != nullptr ? copy : copyOf(original, target);
+            Node* upstreamCopy = copyOf(*upstream, target);
             if (copy == nullptr || upstreamCopy == nullptr) {
                 continue;
             }
-            Port* inputCopy = copy->getInputPort(Access::name(*input));
-            Port* outputCopy = upstreamCopy->getOutputPort(Access::name(*Access::connections(*input).front()));
+            Port* inputCopy = inputOf(*copy, inputPlace, *input);
+            Port* outputCopy = outputOf(*upstreamCopy, *upstream, *Access::connections(*input).front());
             if (inputCopy != nullptr && outputCopy != nullptr) {
                 outputCopy->connectTo(inputCopy);
             }
         }
     }
+}
+
+const std::string& NetworkCopy::nameOf(const Node& node) {
+    return Access::name(node);
+}
+
+void NetworkCopy::cloneNodes() {
+    const std::vector<std::uint64_t> labelsByPosition = labels();
+    for (const NodeSet::Position position : names_) {
+        Node* clone = source_.nodeAt(position).clone();
+        clones_[position] = clone;
+        if (clone != nullptr && !isLinked(*clone)) {
+            Access::label(*clone) = labelsByPosition[position];
+        }
+    }
+}
+
+void NetworkCopy::deleteClones() {
+    for (; handedOver_ < names_.size(); ++handedOver_) {
+        delete clones_[names_[handedOver_]];
+    }
+}
+
+/// New labels in the order of those of the originals, so that wiring clones that bear them never searches.
+std::vector<std::uint64_t> NetworkCopy::labels() const {
+    std::vector<NodeSet::Position> originals;
+    originals.reserve(names_.size());
+    for (NodeSet::Position position = 0; position < source_.endPosition(); ++position) {
+        if (source_.nodeIfAt(position) != nullptr) {
+            originals.push_back(position);
+        }
+    }
+    const auto label = [this](NodeSet::Position position) {
+        const Node& node = source_.nodeAt(position);
+        return Access::label(node);
+    };
+    const auto less = [label](NodeSet::Position a, NodeSet::Position b) { return label(a) < label(b); };
+    if (!std::is_sorted(originals.begin(), originals.end(), less)) {
+        std::sort(originals.begin(), originals.end(), less);
+    }
+    std::vector<std::uint64_t> labels(source_.endPosition());
+    std::uint64_t next = newLabels(originals.size());
+    for (const NodeSet::Position position : originals) {
+        labels[position] = next;
+        next += roomBetweenNodes;
+    }
+    return labels;
+}
+
+/// The node of `target` that has the name of this one; null when there is none.
+Node* NetworkCopy::copyOf(const Node& original, const NodeSet& target) const {
+    if (source_.isPlain() && Access::home(original) == source_.state().get()) {
+        return clones_[Access::entry(original)];
+    }
+    return target.find(Access::name(original));
 }
 
 }  // namespace TessilGraph::internal

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <TessilGraph/graph/NodeSet.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace TessilGraph {
 class Node;
-class NodeSet;
+class Port;
 }  // namespace TessilGraph
 
 namespace TessilGraph::internal {
@@ -26,29 +30,32 @@ public:
     /// The clone belongs to the callee when the call returns.
     template <class TakeOver>
     void handOver(TakeOver takeOver) {
-        for (Clone& clone : clones_) {
-            takeOver(*clone.node, clone.name);
-            clone.node = nullptr;
+        for (; handedOver_ < names_.size(); ++handedOver_) {
+            const NodeSet::Position position = names_[handedOver_];
+            if (Node* clone = clones_[position]) {
+                takeOver(*clone, nameOf(source_.nodeAt(position)));
+            }
         }
     }
 
     /// The nodes of `target` that have the names of these, without those that have no copy.
-    static std::vector<Node*> translate(const std::vector<Node*>& order, const NodeSet& target);
+    std::vector<Node*> translate(const std::vector<Node*>& order, const NodeSet& target) const;
 
     /// Wires the nodes of `target` as their originals are, by names of nodes and ports.
     void connect(const NodeSet& target) const;
 
 private:
-    /// A clone and the name that its original bears.
-    struct Clone {
-        std::string name;
-        Node* node;
-    };
+    static const std::string& nameOf(const Node& node);
 
+    void cloneNodes();
     void deleteClones();
+    std::vector<std::uint64_t> labels() const;
+    Node* copyOf(const Node& original, const NodeSet& target) const;
 
     const NodeSet& source_;
-    std::vector<Clone> clones_;
+    const std::vector<NodeSet::Position> names_;  ///< Of the source, in name order.
+    std::vector<Node*> clones_;                   ///< By position in the source; null where there is none.
+    std::size_t handedOver_ = 0;                  ///< How many of the names are done.
 };
 
 }  // namespace TessilGraph::internal

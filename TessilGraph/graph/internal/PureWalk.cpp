@@ -15,19 +15,47 @@ namespace {
 
 // All times in nanoseconds.
 constexpr double segmentCost = 16000.0;
-constexpr double planCostPerNode = 10.0;
+constexpr double planCostPerNode = 30.0;
 constexpr double worthPlanning = 40000.0;
 
 }  // namespace
 
-PureWalk::Found PureWalk::gather(Node& target) {
+PureWalk::Found PureWalk::gather(Node& target, const NetworkState& network) {
+    isTaken_ = isCurrent(target, network);
+    if (isTaken_) {
+        return Found::PureNodes;
+    }
+    network_ = &network;
+    wiring_ = network.wiring.load(std::memory_order_relaxed);
+    isTold_ = Access::home(target) == network_;
+    const Found found = gatherAnew(target);
+    target_ = found == Found::PureNodes && isTold_ ? &target : nullptr;
+    return found;
+}
+
+bool PureWalk::isCurrent(const Node& target, const NetworkState& network) {
+    if (&target != target_ || &network != network_ || network.wiring.load(std::memory_order_relaxed) != wiring_) {
+        return false;
+    }
+    double cost = 0.0;
+    for (Node* node : order_) {
+        if (!node->isDirty()) {
+            return false;
+        }
+        cost += static_cast<double>(Access::cost(*node));
+    }
+    cost_ = cost;
+    return std::all_of(first_.begin(), first_.end(), [](const Node* node) { return node->isDirty(); });
+}
+
+PureWalk::Found PureWalk::gatherAnew(Node& target) {
     order_.clear();
     first_.clear();
     feeders_.clear();
     last_ = nullptr;
     cost_ = 0.0;
-    segments_.assign(1, {0, 0, 0, 0.0});
-    costAtSegment_ = 0.0;
+    planCost_ = 0.0;
+    begins_.clear();
     if (!TraitsByte::of(target).pure()) {
         if (!isFed(target)) {
             return Found::Others;
@@ -45,12 +73,15 @@ PureWalk::Found PureWalk::walk(Node& target) {
     for (Node* next = &target; next != nullptr || !open_.empty();) {
         if (next != nullptr) {
             Access::mark(*next) = openMark;
-            open_.push_back({next, 0, static_cast<std::uint32_t>(order_.size()), cost_});
+            open_.push_back({next, 0, static_cast<std::uint32_t>(order_.size())});
             next = nullptr;
         }
         switch (nextSource(open_.back(), openMark, next)) {
             case Step::Done:
-                close(open_.back());
+                Access::mark(*open_.back().node) = closedMark_;
+                if (open_.back().node != last_) {
+                    append(*open_.back().node, open_.back().begin);
+                }
                 open_.pop_back();
                 break;
             case Step::Descend:
@@ -66,24 +97,40 @@ PureWalk::Found PureWalk::walk(Node& target) {
 
 /// Goes on to the next source that has sources of its own to be looked at.
 PureWalk::Step PureWalk::nextSource(Open& open, std::uint64_t openMark, Node*& source) {
-    const auto& inputs = Access::inputs(*open.node);
+    const PortRange inputs = Access::inputs(*open.node);
     while (open.nextInput < inputs.size()) {
         const Port* input = inputs[open.nextInput++];
-        if (input == nullptr || input->numConnections() == 0) {
+        if (input == nullptr) {
             continue;
         }
-        const Port* output = input->input();
-        if (output == nullptr || output->isInput()) {
+        const Port* output = Access::firstConnection(*input);
+        isTold_ = isTold_ && !Access::isLent(*input);
+        if (output == nullptr) {
+            if (input->numConnections() != 0) {
+                return Step::Others;
+            }
+            continue;
+        }
+        if (output->isInput() || !input->isInput()) {
             return Step::Others;
         }
         Node* node = output->node();
-        if (node == nullptr || Access::mark(*node) == closedMark_) {
+        if (node == nullptr) {
+            isTold_ = false;
+            continue;
+        }
+        isTold_ = isTold_ && !Access::removed(*output);
+        if (Access::mark(*node) == closedMark_) {
             continue;
         }
         if (Access::mark(*node) == openMark) {
             return Step::Circle;
         }
-        if (node->isDirty() && TraitsByte::of(*node).pure()) {
+        isTold_ = isTold_ && Access::home(*node) == network_;
+        if (!node->isDirty()) {
+            // Another time it may be dirty.
+            isTold_ = false;
+        } else if (TraitsByte::of(*node).pure()) {
             source = node;
             return Step::Descend;
         }
@@ -105,7 +152,7 @@ bool PureWalk::takeWithoutSources(Node& node) {
     }
     Access::mark(node) = closedMark_;
     if (pure) {
-        append(node);
+        append(node, static_cast<std::uint32_t>(order_.size()));
     } else {
         first_.push_back(&node);
     }
@@ -114,7 +161,7 @@ bool PureWalk::takeWithoutSources(Node& node) {
 
 bool PureWalk::feedersReadNothingHere() const {
     return std::none_of(feeders_.begin(), feeders_.end(), [this](const Node* feeder) {
-        const auto& inputs = Access::inputs(*feeder);
+        const PortRange inputs = Access::inputs(*feeder);
         return std::any_of(inputs.begin(), inputs.end(), [this](const Port* input) {
             if (input == nullptr || input->numConnections() == 0) {
                 return false;
@@ -126,24 +173,10 @@ bool PureWalk::feedersReadNothingHere() const {
     });
 }
 
-void PureWalk::append(Node& node) {
+void PureWalk::append(Node& node, std::uint32_t begin) {
     order_.push_back(&node);
+    begins_.push_back(begin);
     cost_ += static_cast<double>(Access::cost(node));
-}
-
-/// What was appended since a node was opened hangs together, so that is where the order is cut.
-void PureWalk::close(const Open& finished) {
-    Access::mark(*finished.node) = closedMark_;
-    if (finished.node != last_) {
-        append(*finished.node);
-    }
-    if (cost_ - std::max(finished.costBefore, costAtSegment_) >= segmentCost) {
-        if (finished.begin > segments_.back().begin) {
-            segments_.push_back({finished.begin, 0, 0, 0.0});
-        }
-        segments_.push_back({static_cast<std::uint32_t>(order_.size()), 0, 0, 0.0});
-        costAtSegment_ = cost_;
-    }
 }
 
 void PureWalk::compute(const ComputeData* data) {
@@ -165,14 +198,23 @@ void PureWalk::compute(const ComputeData* data) {
     }
 }
 
+/// An order that may be taken again is worth more.
+bool PureWalk::isWorthPlanning() const {
+    const double planning = isTaken_ ? 0.0 : planCostPerNode * static_cast<double>(order_.size());
+    return cost_ >= worthPlanning && cost_ / threadCount() + planning < 0.9 * cost_;
+}
+
 void PureWalk::plan() {
+    if (planCost_ != 0.0 && cost_ > 0.5 * planCost_ && cost_ < 2.0 * planCost_) {
+        return;
+    }
     planned_ = &order_;
     starts_ = {0, static_cast<std::uint32_t>(order_.size())};
     stages_ = {0, 2};
-    const double gain = cost_ - cost_ / threadCount() - planCostPerNode * static_cast<double>(order_.size());
-    if (cost_ < worthPlanning || gain < cost_ / 10.0) {
+    if (!isWorthPlanning()) {
         return;
     }
+    planCost_ = cost_;
     rank();
     const double byLevel = expectedTime(levels_);
     const double bySegment = expectedTime(tiers_);
@@ -190,15 +232,34 @@ void PureWalk::plan() {
     }
 }
 
+/// Cuts the order into segments. What was found through one node hangs together.
+void PureWalk::cut() {
+    const auto count = static_cast<std::uint32_t>(order_.size());
+    costBefore_.resize(count + 1);
+    costBefore_[0] = 0.0;
+    segments_.clear();
+    std::uint32_t cutAt = 0;
+    const auto cutBefore = [this, &cutAt](std::uint32_t end) {
+        if (end != cutAt) {
+            segments_.push_back({cutAt, end, 0, 0.0});
+            cutAt = end;
+        }
+    };
+    for (std::uint32_t i = 0; i < count; ++i) {
+        costBefore_[i + 1] = costBefore_[i] + static_cast<double>(Access::cost(*order_[i]));
+        const std::uint32_t begin = std::max(begins_[i], cutAt);
+        if (costBefore_[i + 1] - costBefore_[begin] >= segmentCost) {
+            cutBefore(begin);
+            cutBefore(i + 1);
+        }
+    }
+    cutBefore(count);
+}
+
 /// Finds the levels of the nodes and the tiers of the segments.
 void PureWalk::rank() {
+    cut();
     const auto count = static_cast<std::uint32_t>(order_.size());
-    if (segments_.back().begin == count && segments_.size() > 1) {
-        segments_.pop_back();
-    }
-    for (std::size_t i = 0; i < segments_.size(); ++i) {
-        segments_[i].end = i + 1 < segments_.size() ? segments_[i + 1].begin : count;
-    }
     for (Node* node : first_) {
         Access::place(*node) = count;
     }
@@ -213,7 +274,7 @@ void PureWalk::rank() {
             if (node.isDirty()) {
                 for (const Port* input : Access::inputs(node)) {
                     Node* source = input != nullptr ? upstreamNode(*input) : nullptr;
-                    const std::size_t place = source != nullptr ? Access::place(*source) : count;
+                    const std::uint32_t place = source != nullptr ? Access::place(*source) : count;
                     if (place >= i) {
                         continue;
                     }

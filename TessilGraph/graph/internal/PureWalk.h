@@ -11,6 +11,8 @@ class Node;
 
 namespace TessilGraph::internal {
 
+struct NetworkState;
+
 /// A level walk over pure nodes, each of which is computed once, after its sources.
 ///
 /// The level walk computes a node once for each distance at which it feeds the target. At the farthest
@@ -29,18 +31,16 @@ public:
         Others,
     };
 
-    Found gather(Node& target);
+    /// What was found last time is taken again if everything upstream is dirty once more and the wiring
+    /// is the same.
+    Found gather(Node& target, const NetworkState& network);
     void compute(const ComputeData* data);
-
-    std::size_t size() const { return order_.size(); }
-    std::size_t capacity() const { return order_.capacity() + sorted_.capacity(); }
 
 private:
     struct Open {
         Node* node;
         std::uint32_t nextInput;
-        std::uint32_t begin;  ///< How many nodes stood in the order when it was opened, and their cost.
-        double costBefore;
+        std::uint32_t begin;  ///< How many nodes stood in the order when it was opened.
     };
 
     /// A piece of the order. It reads what stands before it only.
@@ -66,30 +66,42 @@ private:
 
     enum class Step { Done, Descend, Circle, Others };
 
+    bool isCurrent(const Node& target, const NetworkState& network);
+    Found gatherAnew(Node& target);
     Found walk(Node& target);
     Step nextSource(Open& open, std::uint64_t openMark, Node*& source);
     bool takeWithoutSources(Node& node);
     bool feedersReadNothingHere() const;
-    void append(Node& node);
-    void close(const Open& finished);
+    void append(Node& node, std::uint32_t begin);
 
+    bool isWorthPlanning() const;
     void plan();
+    void cut();
     void rank();
     void sortByLevel();
     void sortBySegment();
     static void add(std::vector<Rank>& ranks, std::uint32_t index, double cost);
     static double expectedTime(const std::vector<Rank>& ranks);
 
+    // When the order holds.
+    const Node* target_ = nullptr;  ///< Null when it need not hold any longer than this walk.
+    const NetworkState* network_ = nullptr;
+    std::uint64_t wiring_ = 0;
+    bool isTold_ = false;    ///< The network tells when anything changes that was looked at.
+    bool isTaken_ = false;   ///< It was found by an earlier walk.
+    double planCost_ = 0.0;  ///< What the order cost when it was planned.
+
     std::uint64_t closedMark_ = 0;
     std::vector<Open> open_;
-    std::vector<Node*> order_;    ///< The pure nodes, sources first.
-    std::vector<Node*> first_;    ///< Those that are not pure and that nothing feeds.
-    std::vector<Node*> feeders_;  ///< Clean ones that something feeds.
-    Node* last_ = nullptr;        ///< The target, if it is not pure.
-    double cost_ = 0.0;           ///< Of the order, as far as it is known.
-    std::vector<Segment> segments_;
-    double costAtSegment_ = 0.0;  ///< Of what stands before the last segment.
+    std::vector<Node*> order_;           ///< The pure nodes, sources first.
+    std::vector<std::uint32_t> begins_;  ///< For each of these, where what was found through it begins.
+    std::vector<Node*> first_;           ///< Those that are not pure and that nothing feeds.
+    std::vector<Node*> feeders_;         ///< Clean ones that something feeds.
+    Node* last_ = nullptr;               ///< The target, if it is not pure.
+    double cost_ = 0.0;                  ///< Of the order, as far as it is known.
 
+    std::vector<double> costBefore_;
+    std::vector<Segment> segments_;
     std::vector<Placed> placed_;
     std::vector<Rank> tiers_;
     std::vector<Rank> levels_;

@@ -18,24 +18,41 @@ namespace {
 constexpr float worthALoop = 8000.0f;
 constexpr float smallestPart = 4000.0f;
 constexpr float partsPerThread = 64.0f;
+constexpr std::ptrdiff_t nodesAtOnce = 64;
 constexpr float measuredAtOnce = 2000.0f;
-constexpr std::ptrdiff_t nodesMeasuredAtOnce = 64;
 constexpr float unknownGuess = 500.0f;  ///< Of a node that was never measured; it keeps batches small.
+constexpr float slowNode = 500.0f;      ///< From here on measuring is cheap.
+constexpr unsigned int batchesPerMeasure = 8;
 
 class Stopwatch {
 public:
-    float lap() {
-        const Clock::time_point now = Clock::now();
-        const std::chrono::duration<float, std::nano> elapsed = now - last_;
-        last_ = now;
-        return elapsed.count();
+    float elapsed() const {
+        const std::chrono::duration<float, std::nano> time = Clock::now() - start_;
+        return time.count();
     }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    Clock::time_point last_ = Clock::now();
+    const Clock::time_point start_ = Clock::now();
 };
+
+/// Whether to measure a batch that begins with a node of that cost. Of fast nodes now and then one is.
+bool isToBeMeasured(float cost) {
+    static thread_local unsigned int batches = 0;
+    return cost == 0.0f || cost >= slowNode || ++batches % batchesPerMeasure == 0;
+}
+
+/// Slow nodes are measured one by one.
+Node* const* measuredBatch(Node* const* begin, Node* const* end) {
+    float expected = 0.0f;
+    while (begin != end && expected < measuredAtOnce) {
+        const float cost = Access::cost(**begin);
+        expected += cost == 0.0f ? unknownGuess : cost;
+        ++begin;
+    }
+    return begin;
+}
 
 /// Keeps what was measured. A thread may be interrupted at any time, so a figure at most doubles.
 void noteCost(Node* const* begin, Node* const* end, float elapsed) {
@@ -122,30 +139,39 @@ void StageRun::compute(const Stage& stage) {
 }
 
 void StageRun::computeInTurn(Node* const* begin, Node* const* end) {
-    Stopwatch watch;
     while (begin != end) {
-        float expected = 0.0f;
-        Node* const* batchEnd = begin;
-        do {
-            const float cost = Access::cost(**batchEnd);
-            expected += cost == 0.0f ? unknownGuess : cost;
-            ++batchEnd;
-        } while (batchEnd != end && batchEnd - begin < nodesMeasuredAtOnce && expected < measuredAtOnce);
-        for (Node* const* node = begin; node != batchEnd; ++node) {
-            if (failures_.any()) {
+        Node* const* batchEnd = end - begin > nodesAtOnce ? begin + nodesAtOnce : end;
+        if (!isToBeMeasured(Access::cost(**begin))) {
+            if (!computeBatch(begin, batchEnd)) {
                 return;
             }
-            try {
-                (*node)->compute(data_);
-                (*node)->setDirty(false);
-            } catch (...) {
-                failures_.take(**node);
+        } else {
+            batchEnd = measuredBatch(begin, batchEnd);
+            Stopwatch watch;
+            if (!computeBatch(begin, batchEnd)) {
                 return;
             }
+            noteCost(begin, batchEnd, watch.elapsed());
         }
-        noteCost(begin, batchEnd, watch.lap());
         begin = batchEnd;
     }
+}
+
+/// False when a node has thrown, here or elsewhere.
+bool StageRun::computeBatch(Node* const* begin, Node* const* end) {
+    for (Node* const* node = begin; node != end; ++node) {
+        if (failures_.any()) {
+            return false;
+        }
+        try {
+            (*node)->compute(data_);
+            Access::setClean(**node);
+        } catch (...) {
+            failures_.take(**node);
+            return false;
+        }
+    }
+    return true;
 }
 
 void StageRun::computeInLoop(const Stage& stage, std::size_t firstGroup, float total, float unknownCost) {

@@ -62,6 +62,7 @@ public:
 
 private:
     void computeInTurn(Node* const* begin, Node* const* end);
+    bool computeBatch(Node* const* begin, Node* const* end);
     void computeInLoop(const Stage& stage, std::size_t firstGroup, float total, float unknownCost);
 
     const ComputeData* data_;

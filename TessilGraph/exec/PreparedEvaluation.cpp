@@ -1,0 +1,216 @@
+#include <TessilGraph/exec/PreparedEvaluation.h>
+
+#include <TessilGraph/exec/internal/CompiledNetwork.h>
+#include <TessilGraph/exec/internal/FreshWalk.h>
+#include <TessilGraph/exec/internal/Run.h>
+#include <TessilGraph/exec/internal/RunControl.h>
+#include <TessilGraph/graph/NetworkManager.h>
+#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/Access.h>
+
+#include <optional>
+#include <utility>
+
+namespace TessilGraph {
+
+using internal::CompiledNetwork;
+using internal::Slot;
+using internal::SlotSet;
+
+namespace {
+
+/// Tells that the network is being evaluated.
+class Running {
+public:
+    explicit Running(std::atomic<bool>& running) : running_(running), first_(!running.exchange(true)) {}
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() {
+        if (first_) {
+            running_.store(false);
+        }
+    }
+
+    bool isFirst() const { return first_; }
+
+private:
+    std::atomic<bool>& running_;
+    const bool first_;
+};
+
+}  // namespace
+
+class PreparedEvaluation::Impl {
+public:
+    Impl(NetworkManager& network, std::vector<std::string> targets)
+        : state_(internal::Access::nodes(network).state()), targets_(std::move(targets)) {}
+
+    const std::vector<std::string>& targets() const { return targets_; }
+
+    RunResult run(const ComputeData* data, const RunOptions& options) {
+        const Running running(state_->running);
+        if (!running.isFirst()) {
+            return {RunStatus::Busy, 0};
+        }
+        if (state_->nodes == nullptr) {
+            form_.reset();
+            return {RunStatus::NetworkGone, 0};
+        }
+        if (form_ == nullptr || !form_->isCurrent()) {
+            prepare();
+        }
+        // Before the nodes are looked at: what is marked from here on counts for the next run.
+        const std::uint64_t marks = state_->marks.load(std::memory_order_relaxed);
+        if (cleanSince_ == marks) {
+            return {ended(), 0};
+        }
+        internal::RunControl control(options);
+        if (oddly_) {
+            walkAfresh(*state_, targets_, data, control);
+        } else {
+            runPrepared(data, options, control);
+            if (control.isStopped() && !control.isCancelled()) {
+                internal::RunControl rest(options);
+                walkAfresh(*state_, targets_, data, rest);
+                control.addComputed(rest.computed());
+                return {rest.isCancelled() ? RunStatus::Cancelled : endedAfresh(), control.computed()};
+            }
+        }
+        if (control.isCancelled()) {
+            return {RunStatus::Cancelled, control.computed()};
+        }
+        if (!oddly_) {
+            cleanSince_ = marks;
+        }
+        return {ended(), control.computed()};
+    }
+
+private:
+    void prepare() {
+        cleanSince_.reset();
+        const std::shared_ptr<CompiledNetwork> last = std::move(form_);
+        form_ = CompiledNetwork::of(state_, last.get());
+        findMembers();
+    }
+
+    /// Everything upstream of the targets.
+    void findMembers() {
+        members_ = SlotSet(form_->groups());
+        targetGone_ = false;
+        oddly_ = false;
+        Slot last = 0;
+        for (const std::string& target : targets_) {
+            Node* node = state_->nodes->find(target);
+            if (node == nullptr) {
+                targetGone_ = true;
+                continue;
+            }
+            const Slot slot = form_->slotOf(*node);
+            if (slot == internal::noSlot) {
+                oddly_ = true;
+                continue;
+            }
+            members_.add(slot);
+            last = std::max(last, slot + 1);
+        }
+        for (Slot slot = last; slot-- > 0;) {
+            if (!members_.contains(slot)) {
+                continue;
+            }
+            oddly_ = oddly_ || form_->isOdd(slot);
+            for (const Slot source : form_->sources(slot)) {
+                members_.add(source);
+            }
+        }
+    }
+
+    void runPrepared(const ComputeData* data, const RunOptions& options, internal::RunControl& control) {
+        // A node may do anything in its compute, even end this form; it is held until the run is over.
+        const std::shared_ptr<CompiledNetwork> form = form_;
+        internal::Run::How how;
+        how.data = data;
+        how.cutOff = options.cutOff;
+        if (options.cutOff) {
+            form->findConsumers();
+            if (form->cleanedOutside()) {
+                form->makeAllOrigins();
+            }
+        }
+        if (control.wantsProgress()) {
+            control.setTotal(countDirty());
+        }
+        const NoteChanges noted(*form, options.cutOff);
+        internal::Run(*form, members_, how, control).all();
+    }
+
+    /// What is dirty after a run that did not cut off may have missed changes of its sources.
+    class NoteChanges {
+    public:
+        NoteChanges(CompiledNetwork& form, bool cutOff) : form_(form), cutOff_(cutOff) {}
+        NoteChanges(const NoteChanges&) = delete;
+        NoteChanges& operator=(const NoteChanges&) = delete;
+        ~NoteChanges() {
+            if (!cutOff_ && form_.mayHoldDirty()) {
+                form_.noteCleaned();
+            }
+        }
+
+    private:
+        CompiledNetwork& form_;
+        const bool cutOff_;
+    };
+
+    std::uint64_t countDirty() const {
+        std::uint64_t count = 0;
+        for (std::uint32_t group = 0; group < form_->groups(); ++group) {
+            if (form_->mayHoldDirty(group)) {
+                count += internal::countBits(form_->dirty().nonZero(group) & members_.group(group));
+            }
+        }
+        return count;
+    }
+
+    RunStatus ended() const { return targetGone_ ? RunStatus::TargetGone : RunStatus::Done; }
+
+    /// After the wiring changed under a run.
+    RunStatus endedAfresh() const {
+        if (state_->nodes == nullptr) {
+            return RunStatus::NetworkGone;
+        }
+        for (const std::string& target : targets_) {
+            if (state_->nodes->find(target) == nullptr) {
+                return RunStatus::TargetGone;
+            }
+        }
+        return RunStatus::Done;
+    }
+
+    const std::shared_ptr<internal::NetworkState> state_;
+    const std::vector<std::string> targets_;
+
+    std::shared_ptr<CompiledNetwork> form_;
+    SlotSet members_;
+    bool oddly_ = false;  ///< Upstream of the targets stands something that only a fresh walk finds its way through.
+    bool targetGone_ = false;
+    std::optional<std::uint64_t> cleanSince_;  ///< The count of marks at which nothing upstream was dirty.
+};
+
+PreparedEvaluation::PreparedEvaluation(NetworkManager& network, std::string target)
+    : PreparedEvaluation(network, std::vector<std::string>{std::move(target)}) {}
+
+PreparedEvaluation::PreparedEvaluation(NetworkManager& network, std::vector<std::string> targets)
+    : impl_(std::make_unique<Impl>(network, std::move(targets))) {}
+
+PreparedEvaluation::~PreparedEvaluation() = default;
+PreparedEvaluation::PreparedEvaluation(PreparedEvaluation&&) noexcept = default;
+PreparedEvaluation& PreparedEvaluation::operator=(PreparedEvaluation&&) noexcept = default;
+
+RunResult PreparedEvaluation::run(const ComputeData* data, const RunOptions& options) {
+    return impl_->run(data, options);
+}
+
+const std::vector<std::string>& PreparedEvaluation::targets() const {
+    return impl_->targets();
+}
+
+}  // namespace TessilGraph

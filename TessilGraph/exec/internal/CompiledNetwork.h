@@ -1,0 +1,180 @@
+#pragma once
+
+#include <TessilGraph/exec/internal/Slots.h>
+#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+#include <TessilGraph/nodes/internal/Kernel.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+namespace TessilGraph {
+class Node;
+class Port;
+}  // namespace TessilGraph
+
+namespace TessilGraph::internal {
+
+/// The compiled form of a network's nodes: what a run reads, front to back in memory, so that it touches
+/// neither nodes nor ports where a built-in node class has a kernel. There is one per network, shared by
+/// those who prepared something for it.
+///
+/// Slots are numbered by the labels of the nodes, which grow along every link: a slot comes after all
+/// that feed it.
+class CompiledNetwork final : public PreparedNodes, public std::enable_shared_from_this<CompiledNetwork> {
+public:
+    /// The form of a network that is not gone, made anew if the wiring moved. `last`, if not null, hands
+    /// on what it knows of costs.
+    static std::shared_ptr<CompiledNetwork> of(const std::shared_ptr<NetworkState>& state, const CompiledNetwork* last);
+
+    ~CompiledNetwork();
+
+    void dissolve() noexcept override;
+    bool isDissolved() const { return dissolved_; }
+
+    /// Whether this is what the network still looks like.
+    bool isCurrent() const {
+        return !dissolved_ && wiring_ == state_->wiring.load(std::memory_order_relaxed) && lentListsStand();
+    }
+    bool isRewired() const { return wiring_ != state_->wiring.load(std::memory_order_relaxed); }
+    Slot size() const { return static_cast<Slot>(nodes_.size()); }
+    std::uint32_t groups() const { return static_cast<std::uint32_t>(dirty_.groups()); }
+
+    /// The slot of a node; `noSlot` when it has none here.
+    Slot slotOf(Node& node) const;
+
+    Node& node(Slot slot) { return *nodes_[slot]; }
+    SharedBytes& dirty() { return dirty_; }
+
+    /// The entries of the slots that have a kernel, one after the other: the number of the kernel and the
+    /// places of the values.
+    const Place* entry(Slot slot) const { return entries_.data() + entryStarts_[slot]; }
+
+    /// Computes the slot of an entry, and returns the next entry.
+    const Place* compute(const Place* entry) { return kernels_[*entry].function(entry + 1, values_.get()); }
+
+    /// The values of the outputs of a slot that has a kernel: one after the other.
+    struct Outputs {
+        const unsigned char* values;
+        std::size_t size;
+    };
+    Outputs outputs(Slot slot) const {
+        const Place* places = entry(slot);
+        const UsedKernel& kernel = kernels_[*places];
+        return {values_.get() + placeSize * places[1 + kernel.inputs], kernel.outputBytes};
+    }
+
+    bool hasKernel(Slot slot) const { return withKernel_.contains(slot); }
+    Bits withKernel(std::uint32_t group) const { return withKernel_.group(group); }
+
+    /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way.
+    bool isOdd(Slot slot) const { return odd_.contains(slot); }
+
+    /// Slots that read storage outside, of which nobody tells when it changes.
+    bool readsOutside(Slot slot) const { return readsOutside_.contains(slot); }
+
+    /// The slots that feed a slot; the slots that it feeds. A slot may come up several times.
+    struct SlotRange {
+        const Slot* first;
+        const Slot* last;
+        const Slot* begin() const { return first; }
+        const Slot* end() const { return last; }
+    };
+    SlotRange sources(Slot slot) const { return rangeOf(sources_, sourceStarts_, slot); }
+    SlotRange consumers(Slot slot) const { return rangeOf(consumers_, consumerStarts_, slot); }
+
+    /// Called before `consumers` is.
+    void findConsumers();
+
+    // Where dirty slots are.
+    bool mayHoldDirty(std::uint32_t group) const { return groups_[group].load(std::memory_order_relaxed) != 0; }
+    std::uint32_t supergroups() const { return static_cast<std::uint32_t>(supergroupBytes_.size()); }
+    bool supergroupMayHoldDirty(std::uint32_t place) const {
+        return supergroups_[place].load(std::memory_order_relaxed) != 0;
+    }
+    bool mayHoldDirty() const {
+        for (std::uint32_t place = 0; place < supergroups(); ++place) {
+            if (supergroupMayHoldDirty(place)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    void setClean(std::uint32_t group) { groups_[group].store(0, std::memory_order_relaxed); }
+    /// To be told when groups of it became clean.
+    void settleSupergroup(std::uint32_t place);
+    /// Looks through all groups that may hold dirty slots.
+    void settle();
+
+    /// Whether nodes became clean without telling their consumers whether their values changed.
+    bool cleanedOutside() const { return cleanedOutside_.load(std::memory_order_relaxed); }
+    /// From here on all dirty nodes count as marked themselves.
+    void makeAllOrigins();
+
+    /// Estimated nanoseconds that a slot takes; negative while unknown.
+    float cost(Slot slot) const { return costs_[slot]; }
+    void setCost(Slot slot, float cost) { costs_[slot] = cost; }
+
+private:
+    /// The links of a port whose list was lent out for editing.
+    struct LentList {
+        const Port* port;
+        std::vector<Port*> peers;
+    };
+
+    CompiledNetwork(std::shared_ptr<NetworkState> state, std::vector<Node*> nodes);
+    static std::vector<Node*> nodesInOrder(const NetworkState& state);
+
+    SlotRange rangeOf(const std::vector<Slot>& slots, const std::vector<std::uint32_t>& starts, Slot slot) const {
+        return {slots.data() + starts[slot], slots.data() + starts[slot + 1]};
+    }
+
+    bool lentListsStand() const;
+    void takeNodes();
+    void compile();
+    void findSources(Slot slot);
+    const Kernel* usableKernel(Slot slot) const;
+    std::size_t claimPorts(Slot slot, const Kernel& kernel);
+    void adopt(std::size_t places);
+    void addEntry(Slot slot, const Kernel& kernel);
+    std::uint32_t numberOf(const Kernel& kernel, const Port* const* ports);
+    void takeCosts(const CompiledNetwork& last);
+
+    /// A kernel that slots here have.
+    struct UsedKernel {
+        KernelFunction function;
+        std::uint32_t inputs;
+        std::uint32_t outputBytes;
+    };
+
+    const std::shared_ptr<NetworkState> state_;
+    const std::uint64_t wiring_;
+    bool dissolved_ = false;
+
+    std::vector<Node*> nodes_;
+    SharedBytes dirty_;
+    std::vector<SharedBytes::Byte> groupBytes_;
+    std::vector<SharedBytes::Byte> supergroupBytes_;
+
+    std::vector<Place> entries_;
+    std::vector<std::uint32_t> entryStarts_;
+    std::vector<UsedKernel> kernels_;
+    std::unordered_map<const Kernel*, std::uint32_t> kernelNumbers_;
+    SlotSet withKernel_;
+    SlotSet odd_;
+    SlotSet readsOutside_;
+    std::vector<Slot> sources_;
+    std::vector<std::uint32_t> sourceStarts_;
+    std::vector<Slot> consumers_;
+    std::vector<std::uint32_t> consumerStarts_;
+    std::vector<LentList> lent_;
+
+    std::unique_ptr<unsigned char[]> values_;
+    std::vector<Port*> adopted_;
+    std::vector<float> costs_;
+};
+
+}  // namespace TessilGraph::internal

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace TessilGraph {
+
+class Node;
+class Port;
+
+/// A stretch of a list of ports, only to be read. Valid until the list changes.
+class PortRange {
+public:
+    PortRange() = default;
+    explicit PortRange(Port* single) : single_(single), size_(1) {}
+    PortRange(Port* const* ports, std::size_t size) : ports_(ports), size_(size) {}
+
+    Port* const* begin() const { return ports_ != nullptr ? ports_ : &single_; }
+    Port* const* end() const { return begin() + size_; }
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    Port* operator[](std::size_t place) const { return begin()[place]; }
+    Port* front() const { return *begin(); }
+
+private:
+    Port* single_ = nullptr;
+    Port* const* ports_ = nullptr;  ///< Null for a single port.
+    std::size_t size_ = 0;
+};
+
+/// The ports of a node, or the peers of a port, in order, in the room of a pointer. It owns none of
+/// them.
+///
+/// A single port stands in the list itself, several stand in an array. Most lists are never seen from
+/// outside; one whose vector was asked for lives in that vector from then on, so that a host's edits
+/// count at once.
+///
+/// Threads: const functions may run side by side.
+class TESSILGRAPH_API PortList {
+public:
+    PortList() = default;
+    ~PortList();
+    PortList(const PortList&) = delete;
+    PortList& operator=(const PortList&) = delete;
+
+    PortRange range() const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        if ((word & kindBits) == isSingle) {
+            return word == 0 ? PortRange() : PortRange(reinterpret_cast<Port*>(word));
+        }
+        return longRange(word);
+    }
+
+    /// Calls `visit` with each port, as the list was when this was called.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        if ((word & kindBits) == isSingle) {
+            if (word != 0) {
+                visit(reinterpret_cast<Port*>(word));
+            }
+            return;
+        }
+        for (Port* port : longRange(word)) {
+            visit(port);
+        }
+    }
+
+    std::size_t size() const { return range().size(); }
+    bool empty() const { return size() == 0; }
+
+    /// Whether hosts have seen the list as a vector, which they may edit.
+    bool isVector() const { return (word() & kindBits) == isLent; }
+
+    /// The first port; null when there is none.
+    Port* front() const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        if ((word & kindBits) == isSingle) {
+            return reinterpret_cast<Port*>(word);
+        }
+        const PortRange ports = longRange(word);
+        return ports.empty() ? nullptr : ports.front();
+    }
+
+    bool contains(const Port* port) const {
+        const PortRange ports = range();
+        return std::find(ports.begin(), ports.end(), port) != ports.end();
+    }
+
+    /// An array that gets too small is made anew, near `node` where that is given.
+    void add(Port* port, const Node* node = nullptr);
+
+    /// The first entry of that port goes. False when there is none.
+    bool remove(const Port* port);
+
+    void removeLast();
+    void clear();
+
+    /// The list as a vector, in which it lives from now on.
+    std::vector<Port*>& asVector() const;
+
+private:
+    /// Several ports, right behind this header.
+    struct Array {
+        std::uint32_t size;
+        std::uint32_t capacity;
+
+        Port** ports() { return reinterpret_cast<Port**>(this + 1); }
+        static Array* make(std::uint32_t capacity, const Node* node);
+    };
+
+    /// A vector that hosts have seen.
+    struct Lent {
+        std::vector<Port*> ports;
+        std::uintptr_t before;  ///< What the list was; readers on other threads may still be at it.
+    };
+
+    static constexpr std::uintptr_t kindBits = 3;
+    static constexpr std::uintptr_t isSingle = 0;
+    static constexpr std::uintptr_t isArray = 1;
+    static constexpr std::uintptr_t isLent = 2;
+
+    static PortRange longRange(std::uintptr_t word) {
+        if ((word & kindBits) == isArray) {
+            return {array(word)->ports(), array(word)->size};
+        }
+        const std::vector<Port*>& ports = lent(word)->ports;
+        return ports.empty() ? PortRange() : PortRange(ports.data(), ports.size());
+    }
+    static Array* array(std::uintptr_t word) { return reinterpret_cast<Array*>(word & ~kindBits); }
+    static Lent* lent(std::uintptr_t word) { return reinterpret_cast<Lent*>(word & ~kindBits); }
+    static void destroy(std::uintptr_t word);
+
+    std::uintptr_t word() const { return word_.load(std::memory_order_relaxed); }
+    void setWord(std::uintptr_t word) { word_.store(word, std::memory_order_release); }
+
+    /// A port, an array of ports or a lent vector, told apart by the lowest bits.
+    mutable std::atomic<std::uintptr_t> word_{0};
+};
+
+}  // namespace TessilGraph

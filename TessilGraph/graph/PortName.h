@@ -1,0 +1,31 @@
+#pragma once
+
+#include <TessilGraph/Export.h>
+
+#include <cstdint>
+#include <string>
+
+namespace TessilGraph {
+
+/// The name of a port in the room of a pointer.
+///
+/// Ports by the thousand share a few short names, so these are kept once for the whole process. There
+/// is room for some hundred of them; a name that finds none, and a long one, is the port's own.
+///
+/// Threads: any number at once.
+class TESSILGRAPH_API PortName {
+public:
+    explicit PortName(const std::string& name);
+    ~PortName();
+    PortName(const PortName&) = delete;
+    PortName& operator=(const PortName&) = delete;
+
+    const std::string& str() const { return *reinterpret_cast<const std::string*>(text_ & ~isOwn); }
+
+private:
+    static constexpr std::uintptr_t isOwn = 1;
+
+    std::uintptr_t text_;  ///< The address of a string, with `isOwn` set when it dies with this name.
+};
+
+}  // namespace TessilGraph

@@ -1,0 +1,184 @@
+#include <TessilGraph/graph/internal/OrderPlan.h>
+
+#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/PreparedNodes.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <limits>
+#include <typeindex>
+#include <typeinfo>
+#include <unordered_map>
+
+namespace TessilGraph::internal {
+
+namespace {
+
+/// The kernel of a node and where its values are; no kernel if the node has to be asked itself.
+struct Resolved {
+    const Kernel* kernel = nullptr;
+    std::array<const unsigned char*, Kernel::maxPorts> addresses{};
+
+    std::size_t size() const { return kernel->inputs + kernel->outputs; }
+};
+
+bool holds(PortRange ports, const Port* wanted) {
+    return std::find(ports.begin(), ports.end(), wanted) != ports.end();
+}
+
+/// Null if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
+const unsigned char* addressFor(const Node& node, Port& port, bool isInput) {
+    const PortRange held = isInput ? Access::inputs(node) : Access::outputs(node);
+    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput) {
+        return nullptr;
+    }
+    const ValueType& type = *Access::valueType(port);
+    if (!isInput) {
+        return static_cast<const unsigned char*>(type.own(port));
+    }
+    if (Access::isLent(port)) {
+        return nullptr;
+    }
+    Port* source = Access::firstConnection(port);
+    if (source == nullptr) {
+        return static_cast<const unsigned char*>(type.shown(port));
+    }
+    const Node* upstream = source->node();
+    const bool stands = source->isOutput() && upstream != nullptr && !Access::removed(*source) &&
+                        Access::home(*const_cast<Node*>(upstream)) == Access::home(*const_cast<Node*>(&node)) &&
+                        Access::valueType(*source) == &type;
+    return stands ? static_cast<const unsigned char*>(type.shown(*source)) : nullptr;
+}
+
+Resolved resolve(const Node& node, const Kernel& kernel) {
+    Resolved resolved;
+    const Port* ports[Kernel::maxPorts];
+    kernel.ports(node, ports);
+    for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
+        const unsigned char* address = addressFor(node, const_cast<Port&>(*ports[i]), i < kernel.inputs);
+        if (address == nullptr || reinterpret_cast<std::uintptr_t>(address) % placeSize != 0) {
+            return resolved;
+        }
+        resolved.addresses[i] = address;
+    }
+    resolved.kernel = &kernel;
+    return resolved;
+}
+
+/// Where the values are that all entries start from: the lowest address.
+const unsigned char* lowestAddress(const std::vector<Resolved>& nodes) {
+    const unsigned char* lowest = nullptr;
+    for (const Resolved& node : nodes) {
+        for (std::size_t i = 0; node.kernel != nullptr && i < node.size(); ++i) {
+            if (lowest == nullptr || std::less<>()(node.addresses[i], lowest)) {
+                lowest = node.addresses[i];
+            }
+        }
+    }
+    return lowest;
+}
+
+/// Whether places can number all values of a node.
+bool isWithinReach(const Resolved& node, const unsigned char* lowest) {
+    return std::all_of(node.addresses.begin(), node.addresses.begin() + static_cast<std::ptrdiff_t>(node.size()),
+                       [lowest](const unsigned char* address) {
+                           return static_cast<std::size_t>(address - lowest) / placeSize <
+                                  std::numeric_limits<Place>::max();
+                       });
+}
+
+}  // namespace
+
+std::unique_ptr<OrderPlan> OrderPlan::make(const std::vector<Node*>& order, const NetworkState& network) {
+    const bool areAtHome =
+        std::all_of(order.begin(), order.end(), [&network](Node* node) { return Access::home(*node) == &network; });
+    return areAtHome ? std::unique_ptr<OrderPlan>(new OrderPlan(order, network)) : nullptr;
+}
+
+OrderPlan::OrderPlan(const std::vector<Node*>& order, const NetworkState& network)
+    : order_(order),
+      network_(network),
+      wiring_(network.wiring.load(std::memory_order_relaxed)),
+      storage_(network.storage) {
+    compile();
+}
+
+void OrderPlan::compile() {
+    std::unordered_map<std::type_index, const Kernel*> kernels;
+    std::vector<Resolved> nodes(order_.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) {
+        const Node& node = *order_[i];
+        const auto [known, isNew] = kernels.emplace(typeid(node), nullptr);
+        if (isNew) {
+            known->second = findKernel(node);
+        }
+        if (known->second != nullptr) {
+            nodes[i] = resolve(node, *known->second);
+        }
+    }
+    const unsigned char* lowest = lowestAddress(nodes);
+    values_ = const_cast<unsigned char*>(lowest);
+    std::unordered_map<const Kernel*, Place> numbers;
+    steps_.reserve(order_.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) {
+        Step step{Access::dirty(*order_[i]), noEntry};
+        const Resolved& node = nodes[i];
+        if (node.kernel != nullptr && isWithinReach(node, lowest)) {
+            step.entry = static_cast<std::uint32_t>(entries_.size());
+            const auto [number, isNew] = numbers.emplace(node.kernel, static_cast<Place>(kernels_.size()));
+            if (isNew) {
+                kernels_.push_back(node.kernel->function);
+            }
+            entries_.push_back(number->second);
+            for (std::size_t port = 0; port < node.size(); ++port) {
+                entries_.push_back(
+                    static_cast<Place>(static_cast<std::size_t>(node.addresses[port] - lowest) / placeSize));
+            }
+        }
+        steps_.push_back(step);
+    }
+}
+
+bool OrderPlan::isCurrent() const {
+    return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
+}
+
+bool OrderPlan::knowsProfileTimes() const {
+    return profileTimes_ == network_.profileTimes;
+}
+
+std::size_t OrderPlan::run(const ComputeData* data) {
+    const std::uint64_t marks = network_.marks.load(std::memory_order_relaxed);
+    if (isClean_ && marks_ == marks) {
+        return order_.size();
+    }
+    if (network_.prepared != nullptr) {
+        network_.prepared->noteCleaned();
+    }
+    isClean_ = false;
+    for (std::size_t i = 0; i < steps_.size(); ++i) {
+        const Step step = steps_[i];
+        if (step.dirty->load(std::memory_order_relaxed) == 0) {
+            continue;
+        }
+        if (step.entry != noEntry) {
+            const Place* entry = entries_.data() + step.entry;
+            kernels_[*entry](entry + 1, values_);
+            step.dirty->store(0, std::memory_order_relaxed);
+            continue;
+        }
+        Node& node = *order_[i];
+        node.compute(data);
+        Access::setClean(node);
+        if (!isCurrent()) {
+            return i + 1;
+        }
+    }
+    isClean_ = true;
+    marks_ = marks;
+    return order_.size();
+}
+
+}  // namespace TessilGraph::internal

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <TessilGraph/nodes/internal/Kernel.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace TessilGraph {
+class ComputeData;
+class Node;
+}  // namespace TessilGraph
+
+namespace TessilGraph::internal {
+
+struct NetworkState;
+
+/// An evaluation order in a form that reads memory front to back: for each node where its dirty byte is,
+/// and, for built-in nodes, a kernel and where the values are. It computes the same nodes in the same
+/// order as the order itself, without touching those that have a kernel. Nothing is moved: values stay
+/// in their ports.
+///
+/// It holds as long as the network's wiring and storage do, and must not be run afterwards.
+class OrderPlan {
+public:
+    /// Null when there can be no plan: the order holds nodes that no network tells about.
+    static std::unique_ptr<OrderPlan> make(const std::vector<Node*>& order, const NetworkState& network);
+
+    bool isCurrent() const;
+
+    /// Whether the profile times of its nodes are 0, where a run leaves them. If not, it must not be run.
+    bool knowsProfileTimes() const;
+    void setKnownProfileTimes(std::uint64_t profileTimes) { profileTimes_ = profileTimes; }
+
+    /// Computes the dirty nodes and marks them clean. Returns how many nodes of the order were looked
+    /// at: fewer than all when a node changed the wiring.
+    std::size_t run(const ComputeData* data);
+
+private:
+    struct Step {
+        std::atomic<std::uint8_t>* dirty;
+        std::uint32_t entry;  ///< Where the kernel's number and the places of its values stand, or `noEntry`.
+    };
+    static constexpr std::uint32_t noEntry = ~std::uint32_t{0};
+
+    OrderPlan(const std::vector<Node*>& order, const NetworkState& network);
+
+    void compile();
+
+    const std::vector<Node*>& order_;
+    const NetworkState& network_;
+    const std::uint64_t wiring_;
+    const std::uint64_t storage_;
+    std::uint64_t profileTimes_ = 0;  ///< Of the network, when those of the order were set to 0.
+    std::uint64_t marks_ = 0;         ///< Of the network, before the run that left everything clean.
+    bool isClean_ = false;
+
+    std::vector<Step> steps_;
+    std::vector<Place> entries_;
+    std::vector<KernelFunction> kernels_;
+    unsigned char* values_ = nullptr;  ///< No value stands before it.
+};
+
+}  // namespace TessilGraph::internal

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <TessilGraph/graph/NetworkState.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace TessilGraph::internal {
+
+/// The room that a walk needs, kept by the network from walk to walk.
+struct WalkScratch {
+    std::vector<Node*> stack;
+    std::vector<Node*> order;
+};
+
+/// Takes a network's scratch for the time of a walk. A walk that starts while another one is at it, from
+/// within a node's compute, gets one of its own.
+class ScratchLease {
+public:
+    explicit ScratchLease(NetworkState& network)
+        : network_(network), scratch_(network.scratch ? std::move(network.scratch) : std::make_unique<WalkScratch>()) {}
+
+    ~ScratchLease() {
+        scratch_->stack.clear();
+        scratch_->order.clear();
+        network_.scratch = std::move(scratch_);
+    }
+    ScratchLease(const ScratchLease&) = delete;
+    ScratchLease& operator=(const ScratchLease&) = delete;
+
+    WalkScratch& operator*() const { return *scratch_; }
+
+private:
+    NetworkState& network_;
+    std::unique_ptr<WalkScratch> scratch_;
+};
+
+}  // namespace TessilGraph::internal

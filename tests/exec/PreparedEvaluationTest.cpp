@@ -1,0 +1,400 @@
+#include <TessilGraph/TessilGraph.h>
+
+#include "../support/CollectedLog.h"
+#include "../support/ProbeNode.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::CancelToken;
+using TessilGraph::NetworkManager;
+using TessilGraph::Node;
+using TessilGraph::PortTemplate;
+using TessilGraph::PreparedEvaluation;
+using TessilGraph::RunOptions;
+using TessilGraph::RunResult;
+using TessilGraph::RunStatus;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+class Prepared : public testing::Test {
+protected:
+    Prepared() {
+        TessilGraph::initTessilGraph();
+        takeComputed();
+    }
+
+    template <class Probe>
+    Probe& probe(const std::string& name) {
+        return dynamic_cast<Probe&>(*network->createNode(Probe::staticTypeStr(), name));
+    }
+
+    void link(const std::string& source, const std::string& target, const std::string& input) {
+        ASSERT_TRUE(network->connectAttr(source, "out", target, input));
+    }
+
+    PortTemplate<double>& input(const std::string& node, const std::string& port) {
+        return dynamic_cast<PortTemplate<double>&>(*network->getNode(node)->getInputPort(port));
+    }
+
+    double output(const std::string& node) {
+        return dynamic_cast<PortTemplate<double>&>(*network->getNode(node)->getOutputPort("out")).get();
+    }
+
+    /// a feeds b and c, which feed d.
+    void makeDiamond() {
+        probe<Pipe>("a");
+        probe<Pipe>("b");
+        probe<Pipe>("c");
+        probe<Sum>("d");
+        link("a", "b", "in1");
+        link("a", "c", "in1");
+        link("b", "d", "in1");
+        link("c", "d", "in2");
+    }
+
+    /// sum[0] feeds sum[1] and so on.
+    void makeSums(std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            network->createNode("AddDouble", "sum" + std::to_string(i));
+            input("sum" + std::to_string(i), "in2").set(1.0);
+            if (i != 0) {
+                link("sum" + std::to_string(i - 1), "sum" + std::to_string(i), "in1");
+            }
+        }
+    }
+
+    std::unique_ptr<NetworkManager> network = std::make_unique<NetworkManager>();
+};
+
+void expectResult(const RunResult& result, RunStatus status, std::uint64_t computed) {
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.computed, computed);
+}
+
+}  // namespace
+
+TEST_F(Prepared, ComputesEachDirtyNodeOnceAfterItsSources) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    expectResult(evaluation.run(), RunStatus::Done, 4);
+    const Names order = takeComputed();
+    EXPECT_TRUE(order == (Names{"a", "b", "c", "d"}) || order == (Names{"a", "c", "b", "d"}));
+    EXPECT_EQ(output("d"), 5.0);
+    EXPECT_FALSE(network->getNode("d")->isDirty());
+}
+
+TEST_F(Prepared, ComputesNothingWhenNothingIsDirty) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    evaluation.run();
+    takeComputed();
+    expectResult(evaluation.run(), RunStatus::Done, 0);
+    EXPECT_EQ(takeComputed(), Names{});
+}
+
+TEST_F(Prepared, ComputesOnlyWhatAChangeReaches) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    evaluation.run();
+    takeComputed();
+    network->getNode("c")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    EXPECT_EQ(takeComputed(), (Names{"c", "d"}));
+}
+
+TEST_F(Prepared, LeavesDirtyNodesElsewhereAlone) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "b");
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+    EXPECT_TRUE(network->getNode("c")->isDirty());
+    EXPECT_TRUE(network->getNode("d")->isDirty());
+}
+
+TEST_F(Prepared, FindsDirtyNodesBehindCleanOnes) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    evaluation.run();
+    takeComputed();
+    network->getNode("a")->setDirtyFlag();
+    evaluation.run();
+    EXPECT_EQ(takeComputed(), Names{"a"});
+}
+
+TEST_F(Prepared, EvaluatesSeveralTargetsAndComputesNothingTwice) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, Names{"b", "c", "b"});
+    expectResult(evaluation.run(), RunStatus::Done, 3);
+    EXPECT_EQ(evaluation.targets(), (Names{"b", "c", "b"}));
+}
+
+TEST_F(Prepared, HandsTheDataToEveryNode) {
+    class Data : public TessilGraph::ComputeData {};
+    makeDiamond();
+    const Data data;
+    PreparedEvaluation(*network, "d").run(&data);
+    EXPECT_EQ(dynamic_cast<Pipe&>(*network->getNode("a")).seenData, &data);
+    EXPECT_EQ(dynamic_cast<Sum&>(*network->getNode("d")).seenData, &data);
+}
+
+TEST_F(Prepared, FollowsValues) {
+    makeSums(200);
+    PreparedEvaluation evaluation(*network, "sum199");
+    expectResult(evaluation.run(), RunStatus::Done, 200);
+    EXPECT_EQ(output("sum199"), 200.0);
+    input("sum0", "in1").set(1000.0);
+    expectResult(evaluation.run(), RunStatus::Done, 200);
+    EXPECT_EQ(output("sum199"), 1200.0);
+    input("sum150", "in2").set(2.0);
+    expectResult(evaluation.run(), RunStatus::Done, 50);
+    EXPECT_EQ(output("sum199"), 1201.0);
+}
+
+TEST_F(Prepared, FollowsNewLinks) {
+    makeSums(3);
+    network->createNode("AddDouble", "extra");
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    input("extra", "in1").set(10.0);
+    network->disconnectAttr("sum0", "out", "sum1", "in1");
+    link("extra", "sum1", "in1");
+    network->getNode("sum1")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 12.0);
+}
+
+TEST_F(Prepared, FollowsNodesThatComeAndGo) {
+    makeSums(4);
+    PreparedEvaluation evaluation(*network, "sum3");
+    evaluation.run();
+    network->deleteNode("sum1");
+    network->getNode("sum2")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    // The input keeps the value that it had before the link was made.
+    EXPECT_EQ(output("sum3"), 2.0);
+    network->createNode("AddDouble", "fresh");
+    link("fresh", "sum2", "in1");
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+}
+
+TEST_F(Prepared, FollowsRenamedNodes) {
+    makeSums(3);
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    network->renameNode("sum0", "other");
+    input("other", "in1").set(5.0);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 8.0);
+}
+
+TEST_F(Prepared, SaysWhenATargetIsGoneAndEvaluatesTheOthers) {
+    makeSums(3);
+    PreparedEvaluation evaluation(*network, Names{"sum2", "sum1"});
+    evaluation.run();
+    network->deleteNode("sum2");
+    expectResult(evaluation.run(), RunStatus::TargetGone, 0);
+    network->getNode("sum0")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::TargetGone, 2);
+    network->createNode("AddDouble", "sum2");
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+}
+
+TEST_F(Prepared, SaysWhenTheNetworkIsGone) {
+    makeSums(3);
+    PreparedEvaluation evaluation(*network, "sum2");
+    PreparedEvaluation neverRun(*network, "sum2");
+    evaluation.run();
+    network.reset();
+    expectResult(evaluation.run(), RunStatus::NetworkGone, 0);
+    expectResult(neverRun.run(), RunStatus::NetworkGone, 0);
+}
+
+TEST_F(Prepared, KeepsValuesInSightOfThePorts) {
+    makeSums(3);
+    input("sum0", "in1").set(7.0);
+    {
+        PreparedEvaluation evaluation(*network, "sum2");
+        evaluation.run();
+        EXPECT_EQ(input("sum0", "in1").get(), 7.0);
+        EXPECT_EQ(input("sum1", "in1").get(), 8.0);
+        EXPECT_EQ(output("sum1"), 9.0);
+        input("sum0", "in1").getRef() = 8.0;
+        network->getNode("sum0")->setDirty(true);
+        evaluation.run();
+        EXPECT_EQ(output("sum2"), 11.0);
+    }
+    EXPECT_EQ(input("sum0", "in1").get(), 8.0);
+    EXPECT_EQ(output("sum2"), 11.0);
+    EXPECT_FALSE(network->getNode("sum2")->isDirty());
+    network->getNode("sum1")->setDirty(true);
+    network->computeNode("sum2");
+    EXPECT_EQ(output("sum2"), 11.0);
+}
+
+TEST_F(Prepared, KeepsValuesWhenNodesGo) {
+    makeSums(3);
+    input("sum0", "in1").set(7.0);
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    network->deleteNode("sum1");
+    EXPECT_EQ(input("sum0", "in1").get(), 7.0);
+    EXPECT_EQ(output("sum0"), 8.0);
+    EXPECT_EQ(output("sum2"), 10.0);
+}
+
+TEST_F(Prepared, SharesWhatIsPrepared) {
+    makeSums(4);
+    PreparedEvaluation whole(*network, "sum3");
+    PreparedEvaluation half(*network, "sum1");
+    whole.run();
+    input("sum0", "in1").set(1.0);
+    expectResult(half.run(), RunStatus::Done, 2);
+    expectResult(whole.run(), RunStatus::Done, 2);
+    EXPECT_EQ(output("sum3"), 5.0);
+    network->renameNode("sum0", "renamed");
+    network->getNode("renamed")->setDirty(true);
+    expectResult(whole.run(), RunStatus::Done, 4);
+    expectResult(half.run(), RunStatus::Done, 0);
+}
+
+TEST_F(Prepared, GoesOnBesideComputeNode) {
+    makeSums(4);
+    PreparedEvaluation evaluation(*network, "sum3");
+    evaluation.run();
+    input("sum0", "in1").set(1.0);
+    network->computeNode("sum1");
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    network->computeNode("sum3");
+    EXPECT_EQ(output("sum3"), 5.0);
+}
+
+TEST_F(Prepared, ReadsStorageOutside) {
+    makeSums(3);
+    double outside = 100.0;
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    input("sum0", "in1").setLink(&outside);
+    network->getNode("sum0")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 103.0);
+    outside = 200.0;
+    network->getNode("sum0")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 203.0);
+    input("sum0", "in1").setLink(nullptr);
+    network->getNode("sum0")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 3.0);
+}
+
+TEST_F(Prepared, LetsAnExceptionThroughAndCompletesAfterwards) {
+    makeDiamond();
+    auto& b = dynamic_cast<Pipe&>(*network->getNode("b"));
+    b.onCompute = [] { throw std::runtime_error("b"); };
+    PreparedEvaluation evaluation(*network, "d");
+    EXPECT_THROW(evaluation.run(), std::runtime_error);
+    EXPECT_TRUE(network->getNode("b")->isDirty());
+    EXPECT_TRUE(network->getNode("d")->isDirty());
+    EXPECT_FALSE(network->getNode("a")->isDirty());
+    b.onCompute = nullptr;
+    takeComputed();
+    evaluation.run();
+    EXPECT_EQ(output("d"), 5.0);
+    const Names names = takeComputed();
+    EXPECT_EQ(names.front(), "b");
+    EXPECT_EQ(names.back(), "d");
+}
+
+TEST_F(Prepared, RefusesToRunWithinARun) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    PreparedEvaluation other(*network, "c");
+    RunResult inner, otherInner;
+    dynamic_cast<Pipe&>(*network->getNode("b")).onCompute = [&] {
+        inner = evaluation.run();
+        otherInner = other.run();
+    };
+    expectResult(evaluation.run(), RunStatus::Done, 4);
+    expectResult(inner, RunStatus::Busy, 0);
+    expectResult(otherInner, RunStatus::Busy, 0);
+    expectResult(evaluation.run(), RunStatus::Done, 0);
+}
+
+TEST_F(Prepared, SurvivesNodesThatDeleteOthers) {
+    makeDiamond();
+    probe<Pipe>("e");
+    link("d", "e", "in1");
+    dynamic_cast<Pipe&>(*network->getNode("b")).onCompute = [&] {
+        network->deleteNode("c");
+        network->deleteNode("d");
+    };
+    PreparedEvaluation evaluation(*network, "e");
+    EXPECT_EQ(evaluation.run().status, RunStatus::Done);
+    EXPECT_FALSE(network->getNode("e")->isDirty());
+    EXPECT_EQ(output("e"), 1.0);
+}
+
+TEST_F(Prepared, SurvivesNodesThatDeleteTheTarget) {
+    makeDiamond();
+    dynamic_cast<Pipe&>(*network->getNode("b")).onCompute = [&] { network->deleteNode("d"); };
+    PreparedEvaluation evaluation(*network, "d");
+    EXPECT_EQ(evaluation.run().status, RunStatus::TargetGone);
+}
+
+TEST_F(Prepared, ComputesNodesThatAreMarkedOnTheWay) {
+    makeDiamond();
+    PreparedEvaluation evaluation(*network, "d");
+    evaluation.run();
+    takeComputed();
+    dynamic_cast<Pipe&>(*network->getNode("a")).onCompute = [&] { network->getNode("c")->setDirty(true); };
+    network->getNode("a")->setDirtyFlag();
+    expectResult(evaluation.run(), RunStatus::Done, 3);
+    dynamic_cast<Pipe&>(*network->getNode("a")).onCompute = nullptr;
+    dynamic_cast<Sum&>(*network->getNode("d")).onCompute = [&] { network->getNode("a")->setDirtyFlag(); };
+    network->getNode("d")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+}
+
+TEST_F(Prepared, CrossesIntoOtherNetworks) {
+    NetworkManager other;
+    Node* source = other.createNode("AddDouble", "source");
+    makeSums(3);
+    auto& in = input("sum0", "in1");
+    ASSERT_TRUE(source->getOutputPort("out")->connectTo(&in));
+    auto& sourceIn = dynamic_cast<PortTemplate<double>&>(*source->getInputPort("in1"));
+    PreparedEvaluation evaluation(*network, "sum2");
+    sourceIn.set(10.0);
+    expectResult(evaluation.run(), RunStatus::Done, 4);
+    EXPECT_EQ(output("sum2"), 13.0);
+    sourceIn.set(20.0);
+    expectResult(evaluation.run(), RunStatus::Done, 4);
+    EXPECT_EQ(output("sum2"), 23.0);
+    in.disconnectFrom(source->getOutputPort("out"));
+}
+
+TEST_F(Prepared, FollowsListsThatAreEditedByHand) {
+    makeSums(2);
+    network->createNode("AddDouble", "later");
+    link("sum1", "later", "in1");
+    PreparedEvaluation evaluation(*network, "later");
+    auto& peers = input("later", "in1").getConnections();
+    auto& sum1Peers = network->getNode("sum1")->getOutputPort("out")->getConnections();
+    auto& sum0Peers = network->getNode("sum0")->getOutputPort("out")->getConnections();
+    evaluation.run();
+    EXPECT_EQ(output("later"), 2.0);
+    peers = {network->getNode("sum0")->getOutputPort("out")};
+    sum1Peers.clear();
+    sum0Peers.push_back(&input("later", "in1"));
+    network->getNode("later")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("later"), 1.0);
+}
