@@ -17,7 +17,8 @@ function(tessil_library name macro)
             # Results must not depend on the processor or on the optimisation level: no fused
             # multiply-add, and no vectoriser of straight-line code, which g++ 12 lets drop the
             # rounding of neighbouring double to float to double conversions.
-            -ffp-contract=off -fno-tree-slp-vectorize)
+            -ffp-contract=off -fno-tree-slp-vectorize
+            -fno-semantic-interposition)
   # A symbol that nobody defines fails here, not in the host. clang leaves those of its sanitizers
   # to the program, so builds with one go without.
   target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${TESSIL_SANITIZE}>>:-Wl,-z,defs>)

@@ -1,5 +1,6 @@
 #include <TessilGraph/exec/PreparedEvaluation.h>
 
+#include <TessilGraph/exec/internal/Chunks.h>
 #include <TessilGraph/exec/internal/CompiledNetwork.h>
 #include <TessilGraph/exec/internal/FreshWalk.h>
 #include <TessilGraph/exec/internal/Run.h>
@@ -8,6 +9,10 @@
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
 
+#include <TessilUtils/TaskGroup.h>
+
+#include <algorithm>
+#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -88,6 +93,7 @@ public:
 private:
     void prepare() {
         cleanSince_.reset();
+        chunks_.reset();
         const std::shared_ptr<CompiledNetwork> last = std::move(form_);
         form_ = CompiledNetwork::of(state_, last.get());
         findMembers();
@@ -140,7 +146,53 @@ private:
             control.setTotal(countDirty());
         }
         const NoteChanges noted(*form, options.cutOff);
-        internal::Run(*form, members_, how, control).all();
+        if (!options.parallel || isOnlyOneThread()) {
+            internal::Run(*form, members_, how, control).all();
+            return;
+        }
+        how.timed = isRunToTime();
+        if (chunks_ == nullptr) {
+            chunks_ = std::make_unique<internal::Chunks>(*form, members_);
+        }
+        internal::Run run(*form, members_, how, control);
+        if (chunks_->mayPay() && !rests() && chunks_->plan(TessilUtils::TaskGroup::concurrency())) {
+            const auto begin = std::chrono::steady_clock::now();
+            chunks_->run(run, control);
+            form->settle();
+            judge(std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
+        } else {
+            run.all();
+        }
+        if (how.timed && chunks_->areStale()) {
+            chunks_.reset();
+        }
+    }
+
+    static bool isOnlyOneThread() { return TessilUtils::TaskGroup::concurrency() == 1; }
+
+    /// The first runs and some of the later ones.
+    bool isRunToTime() {
+        ++parallelRuns_;
+        return parallelRuns_ % 64 == 0 || (parallelRuns_ & (parallelRuns_ - 1)) == 0;
+    }
+
+    /// Where running side by side took longer than one thread would have, it rests for a while.
+    bool rests() {
+        if (restingRuns_ == 0) {
+            return false;
+        }
+        --restingRuns_;
+        return true;
+    }
+
+    void judge(double nanoseconds) {
+        constexpr std::uint32_t longestRest = 32;
+        if (nanoseconds > chunks_->plannedCost()) {
+            rest_ = std::min(longestRest, 2 * rest_ + 1);
+            restingRuns_ = rest_;
+        } else {
+            rest_ = 0;
+        }
     }
 
     /// What is dirty after a run that did not cut off may have missed changes of its sources.
@@ -190,6 +242,10 @@ private:
 
     std::shared_ptr<CompiledNetwork> form_;
     SlotSet members_;
+    std::unique_ptr<internal::Chunks> chunks_;
+    std::uint64_t parallelRuns_ = 0;
+    std::uint32_t rest_ = 0;         ///< How many runs the last rest took.
+    std::uint32_t restingRuns_ = 0;  ///< How many are left of it.
     bool oddly_ = false;  ///< Upstream of the targets stands something that only a fresh walk finds its way through.
     bool targetGone_ = false;
     std::optional<std::uint64_t> cleanSince_;  ///< The count of marks at which nothing upstream was dirty.

@@ -33,20 +33,12 @@ public:
     }
 
     /// Makes room for one more name, so that the next `insert` allocates nothing.
-    void reserveOne() {
-        if ((size_ + 1) * 5 > slots_.size() * 4) {
-            grow(slots_.empty() ? 8 : slots_.size() * 2);
-        }
-    }
+    void reserveOne() { reserve(size_ + 1); }
 
     /// Makes room for so many names altogether.
     void reserve(std::size_t names) {
-        std::size_t places = 8;
-        while (names * 5 > places * 4) {
-            places *= 2;
-        }
-        if (places > slots_.size()) {
-            grow(places);
+        if (names * 5 > slots_.size() * 4) {
+            resize(placesFor(names));
         }
     }
 
@@ -76,11 +68,13 @@ public:
     /// Says that what stood at `from` stands at `to` now.
     void move(std::uint32_t hash, Position from, Position to) { slots_[placeOf(hash, from)].position = to; }
 
-    /// The same for all of them: `renumbered[from]` is where it stands now.
-    void renumber(const std::vector<Position>& renumbered) {
+    /// The same for all of them: `moved[from]` is where it stands now. Gives back room that is no longer
+    /// needed.
+    void moveAll(const std::vector<Position>& moved) {
         for (Slot& slot : slots_) {
-            slot.position = slot.position != none ? renumbered[slot.position] : none;
+            slot.position = slot.position != none ? moved[slot.position] : none;
         }
+        resize(placesFor(size_));
     }
 
     void clear() {
@@ -112,7 +106,15 @@ private:
         slots_[place] = slot;
     }
 
-    void grow(std::size_t places) {
+    static std::size_t placesFor(std::size_t names) {
+        std::size_t places = 8;
+        while (names * 5 > places * 4) {
+            places *= 2;
+        }
+        return places;
+    }
+
+    void resize(std::size_t places) {
         std::vector<Slot> old(places);
         old.swap(slots_);
         for (const Slot& slot : old) {

@@ -13,6 +13,7 @@ class NodeSet;
 namespace internal {
 
 class PreparedNodes;
+struct KeptWalk;
 struct LevelWalks;
 struct WalkScratch;
 
@@ -40,6 +41,9 @@ struct NetworkState {
 
     /// Room for walks; empty while one is at it.
     std::unique_ptr<WalkScratch> scratch;
+
+    /// The last walk that found everything dirty; empty while it is at work again.
+    std::unique_ptr<KeptWalk> keptWalk;
 
     /// What level walks keep; empty while one is at it.
     std::unique_ptr<LevelWalks> levelWalks;

@@ -92,9 +92,11 @@ Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
         position = endPosition();
         index_.reserveOne();
         state_->reserveDirtyByte(position);
-        made_.resize(position + std::size_t{1});
-        entries_.push_back(&node);
+        if (made_.size() == position) {  // Where memory ran out after this, it is there already.
+            made_.push_back(made);
+        }
         made_[position] = made;
+        entries_.push_back(&node);
         index_.insert(name.hash(), position);
         ++size_;
         sorted_.clear();
@@ -285,7 +287,7 @@ void NodeSet::closeGaps() {
     made_.resize(to);
     keptNames_ = std::move(keptNames);
     state_->storage += 1;
-    index_.renumber(moved);
+    index_.moveAll(moved);
 }
 
 std::vector<NodeSet::Position> NodeSet::listed() const {

@@ -3,6 +3,7 @@
 #include "CatalogueRows.h"
 #include "MatrixTesting.h"
 #include "NodeTesting.h"
+#include "RandomValues.h"
 
 #include <gtest/gtest.h>
 
@@ -23,51 +24,6 @@ using TessilGraph::Node;
 using TessilGraph::Port;
 
 namespace {
-
-// Inputs of every kind, those that make trouble among them.
-
-double randomDouble(Numbers& numbers) {
-    static const std::array<double, 12> special{0.0,        -0.0,  1.0,     -1.0,   infinity, -infinity,
-                                                notANumber, 1e300, -1e-300, 5e-324, 1e39,     0.1};
-    return numbers.below(4) == 0 ? special[numbers.below(special.size())] : numbers.between(-3.0, 3.0);
-}
-void randomise(bool& value, Numbers& numbers) {
-    value = numbers.below(2) == 0;
-}
-void randomise(TessilGraph::Long& value, Numbers& numbers) {
-    value = numbers.below(2) == 0 ? static_cast<TessilGraph::Long>(numbers.below(9)) - 2
-                                  : static_cast<TessilGraph::Long>(numbers.below(0xffffffffu));
-}
-void randomise(std::string& value, Numbers& numbers) {
-    value = std::string(numbers.below(30), static_cast<char>('a' + numbers.below(26)));
-}
-void randomise(Imath::V3d& value, Numbers& numbers) {
-    for (int component = 0; component < 3; ++component) {
-        value[component] = randomDouble(numbers);
-    }
-}
-void randomise(Imath::Quatd& value, Numbers& numbers) {
-    for (int component = 0; component < 4; ++component) {
-        value[component] = randomDouble(numbers);
-    }
-}
-void randomise(Imath::M44d& value, Numbers& numbers) {
-    const bool affine = numbers.below(2) == 0;
-    for (int element = 0; element < 16; ++element) {
-        value[element / 4][element % 4] = affine ? numbers.between(-3.0, 3.0) : randomDouble(numbers);
-    }
-    if (affine) {
-        for (int row = 0; row < 4; ++row) {
-            value[row][3] = row == 3 ? 1.0 : 0.0;
-        }
-    }
-}
-void randomise(TessilUtils::Curve*& value, Numbers&) {
-    makeSample(value, 0);
-}
-void randomise(TessilUtils::Mesh*& value, Numbers&) {
-    makeSample(value, 0);
-}
 
 bool isTime(Node& node) {
     return node.typeStr() == "TimeNode";

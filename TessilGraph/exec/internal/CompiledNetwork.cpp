@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/TraitsByte.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
 #include <algorithm>
@@ -82,7 +83,8 @@ CompiledNetwork::CompiledNetwork(std::shared_ptr<NetworkState> state, std::vecto
       supergroupBytes_((dirty_.groups() + slotsPerGroup - 1) / slotsPerGroup),
       withKernel_(dirty_.groups()),
       odd_(dirty_.groups()),
-      readsOutside_(dirty_.groups()),
+      dependsOnMore_(dirty_.groups()),
+      alone_(dirty_.groups()),
       costs_(nodes_.size(), -1.0F) {
     entryStarts_.reserve(nodes_.size() + 1);
     sourceStarts_.reserve(nodes_.size() + 1);
@@ -144,6 +146,8 @@ void CompiledNetwork::compile() {
         kernels[slot] = usableKernel(slot);
         if (kernels[slot] != nullptr) {
             places += claimPorts(slot, *kernels[slot]);
+        } else {
+            noteTraits(slot);
         }
     }
     if (places > std::numeric_limits<Place>::max()) {
@@ -172,7 +176,7 @@ void CompiledNetwork::findSources(Slot slot) {
         Port* source = sourceOf(*input);
         if (source == nullptr) {
             if (Access::isBound(*input)) {
-                readsOutside_.add(slot);
+                dependsOnMore_.add(slot);
             }
             continue;
         }
@@ -186,16 +190,27 @@ void CompiledNetwork::findSources(Slot slot) {
             continue;
         }
         if (Access::isBound(*source)) {
-            readsOutside_.add(slot);
+            dependsOnMore_.add(slot);
         }
         sources_.push_back(from);
+    }
+}
+
+void CompiledNetwork::noteTraits(Slot slot) {
+    const TraitsByte traits = TraitsByte::of(*nodes_[slot]);
+    if (traits.keepsState()) {
+        dependsOnMore_.add(slot);
+    }
+    if (traits.alone()) {
+        alone_.add(slot);
+        anyAlone_ = true;
     }
 }
 
 /// Null if the node has to be asked itself.
 const Kernel* CompiledNetwork::usableKernel(Slot slot) const {
     Node& node = *nodes_[slot];
-    const Kernel* kernel = odd_.contains(slot) || readsOutside_.contains(slot) ? nullptr : findKernel(node);
+    const Kernel* kernel = odd_.contains(slot) || dependsOnMore_.contains(slot) ? nullptr : findKernel(node);
     if (kernel == nullptr) {
         return nullptr;
     }

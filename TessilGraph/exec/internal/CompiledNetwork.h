@@ -73,8 +73,13 @@ public:
     /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way.
     bool isOdd(Slot slot) const { return odd_.contains(slot); }
 
-    /// Slots that read storage outside, of which nobody tells when it changes.
-    bool readsOutside(Slot slot) const { return readsOutside_.contains(slot); }
+    /// Slots whose results depend on more than what their sources show: they keep state, or read storage
+    /// outside, of which nobody tells when it changes.
+    bool dependsOnMore(Slot slot) const { return dependsOnMore_.contains(slot); }
+
+    /// Slots that are not to be computed beside others.
+    bool isAlone(Slot slot) const { return alone_.contains(slot); }
+    bool anyAlone() const { return anyAlone_; }
 
     /// The slots that feed a slot; the slots that it feeds. A slot may come up several times.
     struct SlotRange {
@@ -114,7 +119,7 @@ public:
     /// From here on all dirty nodes count as marked themselves.
     void makeAllOrigins();
 
-    /// Estimated nanoseconds that a slot takes; negative while unknown.
+    /// The nanoseconds that a slot took when that was last noted; negative while unknown.
     float cost(Slot slot) const { return costs_[slot]; }
     void setCost(Slot slot, float cost) { costs_[slot] = cost; }
 
@@ -136,6 +141,7 @@ private:
     void takeNodes();
     void compile();
     void findSources(Slot slot);
+    void noteTraits(Slot slot);
     const Kernel* usableKernel(Slot slot) const;
     std::size_t claimPorts(Slot slot, const Kernel& kernel);
     void adopt(std::size_t places);
@@ -165,7 +171,9 @@ private:
     std::unordered_map<const Kernel*, std::uint32_t> kernelNumbers_;
     SlotSet withKernel_;
     SlotSet odd_;
-    SlotSet readsOutside_;
+    SlotSet dependsOnMore_;
+    SlotSet alone_;
+    bool anyAlone_ = false;
     std::vector<Slot> sources_;
     std::vector<std::uint32_t> sourceStarts_;
     std::vector<Slot> consumers_;

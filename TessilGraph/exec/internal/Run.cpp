@@ -192,7 +192,7 @@ void Run::noteKernel(Slot slot) {
 
 bool Run::mustRun(Slot slot) {
     constexpr std::uint8_t reasons = isOrigin | sawChange;
-    return (form_.dirty()[slot].load(std::memory_order_relaxed) & reasons) != 0 || form_.readsOutside(slot);
+    return (form_.dirty()[slot].load(std::memory_order_relaxed) & reasons) != 0 || form_.dependsOnMore(slot);
 }
 
 void Run::tellConsumers(Slot slot) {

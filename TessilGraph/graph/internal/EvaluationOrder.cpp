@@ -7,6 +7,7 @@
 #include <TessilUtils/Logger.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -103,6 +104,7 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
     std::vector<Node*>& order = scratch.order;
     stack.assign(1, &target);
     order.clear();
+    scratch.metClean = false;
     Outcome outcome = Outcome::Acyclic;
     const auto finish = [&](Node& node) {
         if (gather == Gather::All || node.isDirty()) {
@@ -131,7 +133,14 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
         Pushed<Visits> pushed(stack);
         Access::forEachInput(top, [&](const Port* input) {
             Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
-            if (upstream == nullptr || (gather == Gather::Dirty && !upstream->isDirty()) || visits.isDone(*upstream)) {
+            if (upstream == nullptr) {
+                return;
+            }
+            if (gather == Gather::Dirty && !upstream->isDirty()) {
+                scratch.metClean = true;
+                return;
+            }
+            if (visits.isDone(*upstream)) {
                 return;
             }
             if (visits.isOpen(*upstream)) {
@@ -148,24 +157,96 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
     return outcome;
 }
 
-/// Fills `scratch.order` and says in the log if links run in a circle.
-void gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
+/// Fills `scratch.order` and says in the log if links run in a circle. False when the order is not to be
+/// relied on for a second time.
+bool gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
     Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
-    if (outcome == Outcome::MetUnknown) {
+    const bool isAtHome = outcome != Outcome::MetUnknown;
+    if (!isAtHome) {
         outcome = walkUpstream(target, gather, ByNames(), scratch);
     }
     if (isCyclic || outcome == Outcome::Cyclic) {
         TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
+        return false;
+    }
+    return isAtHome;
+}
+
+/// Takes the kept walk of a network for the time of an evaluation, and puts it back unless another one
+/// took its place.
+class KeptWalkLease {
+public:
+    explicit KeptWalkLease(NetworkState& network) : network_(network), walk_(std::move(network.keptWalk)) {}
+    ~KeptWalkLease() {
+        if (network_.keptWalk == nullptr) {
+            network_.keptWalk = std::move(walk_);
+        }
+    }
+    KeptWalkLease(const KeptWalkLease&) = delete;
+    KeptWalkLease& operator=(const KeptWalkLease&) = delete;
+
+    /// Whether it starts from this node and still holds.
+    bool fits(const Node& target) const {
+        return walk_ != nullptr && walk_->target == &target && walk_->wiring == wiring();
+    }
+
+    /// The plan of a walk that fits; null when there can be none.
+    OrderPlan* plan() {
+        if (walk_->plan != nullptr && !walk_->plan->isCurrent()) {
+            walk_->plan.reset();
+            walk_->hasPlan = false;
+        }
+        if (!walk_->hasPlan) {
+            walk_->hasPlan = true;
+            walk_->plan = OrderPlan::make(walk_->order, network_);
+        }
+        return walk_->plan.get();
+    }
+
+    void keep(const Node& target, const std::vector<Node*>& order) {
+        walk_ = std::make_unique<KeptWalk>();
+        walk_->target = &target;
+        walk_->wiring = wiring();
+        walk_->order = order;
+    }
+
+    const std::vector<Node*>& order() const { return walk_->order; }
+
+private:
+    std::uint64_t wiring() const { return network_.wiring.load(std::memory_order_relaxed); }
+
+    NetworkState& network_;
+    std::unique_ptr<KeptWalk> walk_;
+};
+
+void computeFrom(std::size_t place, const std::vector<Node*>& order, const ComputeData* data) {
+    for (; place < order.size(); ++place) {
+        computeIfDirty(*order[place], data);
     }
 }
 
 }  // namespace
 
 void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
-    const ScratchLease scratch(*home.state());
-    gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
-    for (Node* node : (*scratch).order) {
-        computeIfDirty(*node, data);
+    constexpr std::size_t worthIt = 64;
+    NetworkState& network = *home.state();
+    KeptWalkLease kept(network);
+    const std::uint64_t profileTimes = network.profileTimes;
+    OrderPlan* plan = !isCyclic && kept.fits(target) ? kept.plan() : nullptr;
+    if (plan != nullptr && plan->knowsProfileTimes() && plan->areAllDirty()) {
+        computeFrom(plan->run(data), kept.order(), data);
+        return;
+    }
+    const ScratchLease scratch(network);
+    const std::vector<Node*>& order = (*scratch).order;
+    const bool isReliable = gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
+    const bool isWhole = isReliable && !(*scratch).metClean;
+    if (isWhole && order.size() >= worthIt && !kept.fits(target)) {
+        kept.keep(target, order);
+    }
+    computeFrom(0, order, data);
+    if (isWhole && plan != nullptr) {
+        plan->setKnownProfileTimes(profileTimes);
     }
 }
 

@@ -149,6 +149,11 @@ bool OrderPlan::knowsProfileTimes() const {
     return profileTimes_ == network_.profileTimes;
 }
 
+bool OrderPlan::areAllDirty() const {
+    return std::all_of(steps_.begin(), steps_.end(),
+                       [](const Step& step) { return step.dirty->load(std::memory_order_relaxed) != 0; });
+}
+
 std::size_t OrderPlan::run(const ComputeData* data) {
     const std::uint64_t marks = network_.marks.load(std::memory_order_relaxed);
     if (isClean_ && marks_ == marks) {

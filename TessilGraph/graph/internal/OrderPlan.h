@@ -34,6 +34,8 @@ public:
     bool knowsProfileTimes() const;
     void setKnownProfileTimes(std::uint64_t profileTimes) { profileTimes_ = profileTimes; }
 
+    bool areAllDirty() const;
+
     /// Computes the dirty nodes and marks them clean. Returns how many nodes of the order were looked
     /// at: fewer than all when a node changed the wiring.
     std::size_t run(const ComputeData* data);

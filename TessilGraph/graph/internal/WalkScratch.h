@@ -1,7 +1,9 @@
 #pragma once
 
 #include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/OrderPlan.h>
 
+#include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -12,6 +14,17 @@ namespace TessilGraph::internal {
 struct WalkScratch {
     std::vector<Node*> stack;
     std::vector<Node*> order;
+    bool metClean = false;  ///< The walk passed over something, since it was clean.
+};
+
+/// The order of a walk that found everything upstream of its target dirty. As long as the wiring stays, it
+/// is the order of every walk from there that does.
+struct KeptWalk {
+    const Node* target = nullptr;
+    std::uint64_t wiring = 0;
+    std::vector<Node*> order;
+    std::unique_ptr<OrderPlan> plan;  ///< Made when the order is wanted a second time; null if it cannot be.
+    bool hasPlan = false;             ///< Somebody tried.
 };
 
 /// Takes a network's scratch for the time of a walk. A walk that starts while another one is at it, from

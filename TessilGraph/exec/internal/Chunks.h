@@ -1,0 +1,111 @@
+#pragma once
+
+#include <TessilGraph/exec/internal/CompiledNetwork.h>
+#include <TessilGraph/exec/internal/Run.h>
+#include <TessilGraph/exec/internal/RunControl.h>
+#include <TessilGraph/exec/internal/Slots.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace TessilUtils {
+class TaskGroup;
+}
+
+namespace TessilGraph::internal {
+
+/// The members of a compiled network cut into chunks, to be computed side by side: stretches of slots that
+/// take some ten microseconds each, and who waits for whom among them. A chunk runs as soon as the last
+/// dirty one that it waits for is done, on the thread that did that one if it can.
+class Chunks {
+public:
+    Chunks(CompiledNetwork& form, const SlotSet& members);
+
+    /// Whether slots take so much more or less time than they did when the chunks were cut that these
+    /// should be cut anew.
+    bool areStale() const;
+
+    /// Whether it can pay at all to compute them side by side.
+    bool mayPay() const { return mayPay_; }
+
+    /// Finds the dirty chunks, and says whether it pays to compute them side by side on that many threads.
+    bool plan(unsigned int threads);
+
+    /// The nanoseconds that the dirty chunks take one after the other, as far as that is known.
+    double plannedCost() const { return plannedCost_; }
+
+    /// Computes what was planned. Throws the first exception of a node after all running ones have ended.
+    void run(Run& run, RunControl& control);
+
+private:
+    using Chunk = std::uint32_t;
+    static constexpr Chunk none = ~Chunk{0};
+
+    struct Range {
+        Slot begin = 0;
+        Slot end = 0;
+        bool alone = false;      ///< Not to be computed beside others.
+        float cost = 0.0F;       ///< Of all members.
+        float pathToEnd = 0.0F;  ///< Of the longest row of chunks that starts here.
+    };
+
+    /// What a run knows of a chunk.
+    struct Pending {
+        std::uint64_t stage = 0;  ///< The last one in which it was dirty. Chunks of one stage run side by side.
+        std::atomic<std::uint32_t> waitsFor{0};
+        float cost = 0.0F;
+        float path = 0.0F;  ///< Of the longest row of dirty chunks that ends here.
+    };
+
+    /// For each chunk, other chunks.
+    struct Links {
+        std::vector<Chunk> chunks;
+        std::vector<std::uint32_t> starts;
+
+        struct List {
+            const Chunk* first;
+            const Chunk* last;
+            const Chunk* begin() const { return first; }
+            const Chunk* end() const { return last; }
+        };
+        List of(Chunk chunk) const { return {chunks.data() + starts[chunk], chunks.data() + starts[chunk + 1]}; }
+    };
+
+    Chunk size() const { return static_cast<Chunk>(ranges_.size()); }
+    float costOf(Slot slot) const;
+    void cut();
+    void link();
+    void addDirty(Chunk chunk, float cost);
+    void findDirty();
+    bool pays(unsigned int threads);
+    void runStage(std::size_t begin, std::size_t end);
+    void start(Chunk chunk);
+    void runFrom(Chunk chunk);
+    Chunk finish(Chunk chunk);
+
+    CompiledNetwork& form_;
+    const SlotSet& members_;
+    std::vector<Range> ranges_;
+    std::vector<Chunk> chunkOfSlot_;
+    std::vector<float> meanOfGroup_;  ///< What a member of a group takes on average.
+    Links sources_;
+    Links consumers_;
+    float cost_ = 0.0F;
+    bool mayPay_ = false;
+
+    std::unique_ptr<Pending[]> pending_;
+    std::vector<Chunk> dirty_;  ///< In ascending order.
+    std::vector<Chunk> ready_;  ///< Those that wait for no other when a stage begins.
+    std::uint64_t stage_ = 0;
+    double plannedCost_ = 0.0;
+
+    // Of the run under way.
+    Run* run_ = nullptr;
+    RunControl* control_ = nullptr;
+    TessilUtils::TaskGroup* tasks_ = nullptr;
+};
+
+}  // namespace TessilGraph::internal
