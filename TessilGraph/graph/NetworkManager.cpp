@@ -212,12 +212,11 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (!node->isDirty()) {
         return;
     }
-    const bool isCyclic = parallel && internal::runsInACircle(*node);
-    if (parallel && !isCyclic) {
-        internal::computeInLevels(*node, data);
-    } else {
-        internal::computeUpstream(*node, nodes_, data, isCyclic);
+    if (parallel && internal::computeInLevels(*node, *nodes_.state(), data)) {
+        return;
     }
+    const bool isCyclic = parallel;
+    internal::computeUpstream(*node, nodes_, data, isCyclic);
 }
 
 void NetworkManager::setAllNodeDirty() {

@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/NetworkState.h>
 
+#include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/WalkScratch.h>
 
 namespace TessilGraph::internal {

@@ -14,6 +14,7 @@ namespace internal {
 
 class PreparedNodes;
 struct KeptWalk;
+struct LevelWalks;
 struct WalkScratch;
 
 /// What a network tells those who keep something prepared for it. They hold it too, so that it
@@ -43,6 +44,9 @@ struct NetworkState {
 
     /// The last walk that found everything dirty; empty while it is at work again.
     std::unique_ptr<KeptWalk> keptWalk;
+
+    /// What level walks keep; empty while one is at it.
+    std::unique_ptr<LevelWalks> levelWalks;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;

@@ -105,6 +105,7 @@ struct Access {
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
     static std::uint32_t& place(Node& node) { return node.place_; }
+    static float& cost(Node& node) { return node.cost_; }
     static std::atomic<std::uint8_t>& traits(const Node& node) { return node.traits_; }
 };
 
@@ -150,6 +151,13 @@ inline const Port& endOfInputs(const Port& port) {
         }
     }
     return *end;
+}
+
+/// Whether an input of the node has a link.
+inline bool isFed(const Node& node) {
+    const PortRange inputs = Access::inputs(node);
+    return std::any_of(inputs.begin(), inputs.end(),
+                       [](const Port* input) { return input != nullptr && input->numConnections() != 0; });
 }
 
 /// The node that feeds an input port; null when nothing does.
