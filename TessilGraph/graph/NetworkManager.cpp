@@ -50,8 +50,7 @@ struct Ends {
 
     Ends(const NodeSet& nodes, const std::string& srcNode, const std::string& srcPort, const std::string& dstNode,
          const std::string& dstPort) {
-        Node* source = nodes.find(srcNode);
-        Node* destination = nodes.find(dstNode);
+        const auto [source, destination] = nodes.findBoth(srcNode, dstNode);
         if (source != nullptr && destination != nullptr) {
             output = source->getOutputPort(srcPort);
             input = destination->getInputPort(dstPort);
