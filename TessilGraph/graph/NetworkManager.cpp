@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/NetworkManager.h>
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
@@ -42,6 +43,20 @@ void logOneSidedLinks(const Node& node) {
         }
     }
 }
+
+/// Says to the network that nodes may be at work.
+class EvaluationUnderWay {
+public:
+    explicit EvaluationUnderWay(internal::NetworkState& network) : network_(network) {
+        network_.evaluations.fetch_add(1, std::memory_order_relaxed);
+    }
+    ~EvaluationUnderWay() { network_.evaluations.fetch_sub(1, std::memory_order_relaxed); }
+    EvaluationUnderWay(const EvaluationUnderWay&) = delete;
+    EvaluationUnderWay& operator=(const EvaluationUnderWay&) = delete;
+
+private:
+    internal::NetworkState& network_;
+};
 
 /// The two ports that are to be linked or unlinked; null where a name is unknown.
 struct Ends {
@@ -205,6 +220,7 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
+    const EvaluationUnderWay underWay(*nodes_.state());
     if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
         return;
     }

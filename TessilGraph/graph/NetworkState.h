@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -12,6 +13,7 @@ class NodeSet;
 
 namespace internal {
 
+class MarkPlan;
 class PreparedNodes;
 struct KeptWalk;
 struct LevelWalks;
@@ -47,6 +49,14 @@ struct NetworkState {
 
     /// What level walks keep; empty while one is at it.
     std::unique_ptr<LevelWalks> levelWalks;
+
+    /// How many evaluations are under way, one from within another.
+    std::atomic<std::uint32_t> evaluations{0};
+
+    std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
+    std::uint64_t markedWiring = 0;      ///< The wiring at that time.
+    bool triedMarkPlan = false;          ///< With that wiring.
+    std::unique_ptr<MarkPlan> markPlan;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
