@@ -8,6 +8,7 @@
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>
 #include <TessilGraph/exec/CancelToken.h>
+#include <TessilGraph/exec/Frames.h>
 #include <TessilGraph/exec/PreparedEvaluation.h>
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/NetworkManager.h>
