@@ -19,14 +19,15 @@ struct KeptWalk;
 struct LevelWalks;
 struct WalkScratch;
 
-/// What a network tells those who keep something prepared for it. They hold it too, so that it
-/// outlives the network; all of it is raised or set by the network's nodes and ports.
+/// What a network tells those who keep something prepared for it, and what it keeps for its walks.
+/// Prepared evaluations hold it too, so that it outlives the network.
 struct NetworkState {
     NetworkState();
     ~NetworkState();
 
-    /// Raised whenever a node or port comes or goes, a link is made or taken away, a list of links is
-    /// lent out for editing, or a port is bound to other storage.
+    /// Raised whenever a node comes, goes or gets another name, a port comes, goes or changes sides, a
+    /// link is made or taken away, a list of links is lent out for editing, or a port is bound to other
+    /// storage.
     std::atomic<std::uint64_t> wiring{0};
 
     /// Raised whenever a node becomes dirty.
@@ -35,7 +36,7 @@ struct NetworkState {
     /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
     std::uint64_t storage = 0;
 
-    /// Raised whenever a node is given a profile time.
+    /// Raised whenever a node is given a profile time other than 0.
     std::uint64_t profileTimes = 0;
 
     /// Null when the network is gone.
