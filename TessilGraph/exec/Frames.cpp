@@ -1,14 +1,13 @@
 #include <TessilGraph/exec/Frames.h>
 
 #include <TessilGraph/exec/internal/RunControl.h>
+#include <TessilGraph/exec/internal/Tasks.h>
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <TessilUtils/Logger.h>
-#include <TessilUtils/TaskGroup.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -224,7 +223,7 @@ public:
 
 private:
     bool pay(double costOfFrame) const {
-        const auto threads = static_cast<double>(TessilUtils::TaskGroup::concurrency());
+        const auto threads = static_cast<double>(internal::TaskGroup::concurrency());
         const double work = costOfFrame * static_cast<double>(count_ - 2);
         const double saved = work * (1.0 - 1.0 / threads);
         const auto nodes = static_cast<double>(Access::nodes(network_).size());
@@ -272,7 +271,7 @@ private:
                         internal::RunControl& control) {
         options.parallel = false;
         const std::size_t last = count_ - 1;
-        const std::size_t threads = std::min<std::size_t>(TessilUtils::TaskGroup::concurrency(), last - first + 1);
+        const std::size_t threads = std::min<std::size_t>(internal::TaskGroup::concurrency(), last - first + 1);
         const std::size_t batch = std::max<std::size_t>(1, (last - first) / (threads * batchesPerThread));
         std::vector<std::unique_ptr<Copy>> copies;
         for (std::size_t i = 1; i < threads; ++i) {
@@ -306,7 +305,7 @@ private:
                 throw;
             }
         };
-        TessilUtils::TaskGroup tasks;
+        internal::TaskGroup tasks;
         for (const auto& copy : copies) {
             tasks.run([&work, &copy] { work(*copy->stage); });
         }
