@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -12,19 +13,21 @@ class NodeSet;
 
 namespace internal {
 
+class MarkPlan;
 class PreparedNodes;
 struct KeptWalk;
 struct LevelWalks;
 struct WalkScratch;
 
-/// What a network tells those who keep something prepared for it. They hold it too, so that it
-/// outlives the network; all of it is raised or set by the network's nodes and ports.
+/// What a network tells those who keep something prepared for it, and what it keeps for its walks.
+/// Prepared evaluations hold it too, so that it outlives the network.
 struct NetworkState {
     NetworkState();
     ~NetworkState();
 
-    /// Raised whenever a node or port comes or goes, a link is made or taken away, a list of links is
-    /// lent out for editing, or a port is bound to other storage.
+    /// Raised whenever a node comes, goes or gets another name, a port comes, goes or changes sides, a
+    /// link is made or taken away, a list of links is lent out for editing, or a port is bound to other
+    /// storage.
     std::atomic<std::uint64_t> wiring{0};
 
     /// Raised whenever a node becomes dirty.
@@ -33,7 +36,7 @@ struct NetworkState {
     /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
     std::uint64_t storage = 0;
 
-    /// Raised whenever a node is given a profile time.
+    /// Raised whenever a node is given a profile time other than 0.
     std::uint64_t profileTimes = 0;
 
     /// Null when the network is gone.
@@ -47,6 +50,14 @@ struct NetworkState {
 
     /// What level walks keep; empty while one is at it.
     std::unique_ptr<LevelWalks> levelWalks;
+
+    /// How many evaluations are under way, one from within another.
+    std::atomic<std::uint32_t> evaluations{0};
+
+    std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
+    std::uint64_t markedWiring = 0;      ///< The wiring at that time.
+    bool triedMarkPlan = false;          ///< With that wiring.
+    std::unique_ptr<MarkPlan> markPlan;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;

@@ -27,8 +27,9 @@ struct NetworkState;
 ///
 /// A node owns the ports that it accepted and deletes them, without unlinking them first.
 ///
-/// Threads: one at a time for a network. When the levels of a network run in parallel, `compute`
-/// of different nodes is called from several threads, and never of one node at the same time.
+/// Threads: one at a time for a network. When a network is evaluated in parallel, `compute` of
+/// different nodes is called from several threads, and never of one node at the same time. It may mark
+/// nodes then, and changes nothing else of the network but its outputs.
 class TESSILGRAPH_API Node {
 public:
     Node();
@@ -109,7 +110,7 @@ public:
     /// Marks just this node dirty.
     void setDirtyFlag();
 
-    /// Set to 0 for every node that an evaluation passes, the level walk apart.
+    /// Set to 0 for every node that an evaluation passes, level walks and prepared evaluations apart.
     std::uint64_t profileTime() const { return profileTime_; }
     void setProfileTime(std::uint64_t time);
 
@@ -150,7 +151,7 @@ private:
     std::uint64_t mark_ = 0;                  ///< The last walk that has been here.
     std::uint64_t profileTime_ = 0;
     std::atomic<std::uint8_t>* dirty_ = &ownDirty_;
-    std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte, unless a prepared network keeps it.
+    std::atomic<std::uint8_t> ownDirty_{1};  ///< The dirty byte while the node stands in no network.
 
     mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
     bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
