@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -212,6 +213,43 @@ public:
         }
     }
 
+    /// Gives an input another source, with or without the manager's knowledge.
+    void rewire() {
+        const std::size_t reader = 1 + random_() % (nodes_.size() - 1);
+        const std::size_t from = random_() % reader;
+        const bool byHand = random_() % 3 == 0;
+        Node& node = *nodes_[reader];
+        if (node.numInputPorts() == 0) {
+            return;
+        }
+        Port* input = *node.inputPortBegin();
+        Port* output = outputOf(*nodes_[from]);
+        if (byHand) {
+            std::vector<Port*>& sources = lent(*input);
+            if (!sources.empty()) {
+                std::vector<Port*>& readers = lent(*sources.front());
+                readers.erase(std::find(readers.begin(), readers.end(), input));
+            }
+            sources.assign(1, output);
+            lent(*output).push_back(input);
+            return;
+        }
+        if (input->input() != nullptr) {
+            input->disconnectFrom(input->input());
+        }
+        EXPECT_TRUE(output->connectTo(input));
+    }
+
+    /// Takes a node out of the middle.
+    void drop() {
+        if (nodes_.size() > 4) {
+            const auto dropped = nodes_.begin() + static_cast<std::ptrdiff_t>(random_() % (nodes_.size() - 1));
+            network_.deleteNode((*dropped)->name());
+            nodes_.erase(dropped);
+        }
+    }
+
+    Node& last() { return *nodes_.back(); }
     Node& pickTarget() { return *nodes_[nodes_.size() - 1 - random_() % std::min<std::size_t>(nodes_.size(), 4)]; }
     NetworkManager& network() { return network_; }
     const std::vector<Node*>& nodes() const { return nodes_; }
@@ -233,8 +271,15 @@ private:
                          : (kind == 1 ? static_cast<Node*>(new BufferDouble) : new AddDouble);
     }
 
+    /// The list of a port, asked for once only.
+    std::vector<Port*>& lent(Port& port) {
+        const auto known = lent_.find(&port);
+        return known != lent_.end() ? *known->second : *lent_.emplace(&port, &port.getConnections()).first->second;
+    }
+
     Mixture mixture_;
     std::mt19937 random_;
+    std::map<Port*, std::vector<Port*>*> lent_;  ///< Lists that were lent once, and may be edited any time.
     NetworkManager network_;
     std::vector<Node*> nodes_;
 };
@@ -290,6 +335,31 @@ TEST(LevelWalk, LeavesSlowNodesAsItsLevelsWould) {
         compareWithLevels({others, false, false, true});
         compareWithLevels({others, true, false, true});
     }
+}
+
+TEST(LevelWalk, NoticesWhenTheWiringHasChanged) {
+    for (const unsigned int others : {0u, 10u}) {
+        for (unsigned int seed = 1; seed <= 100; ++seed) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << others << " % not pure");
+            RandomNetwork walked(seed, {others});
+            RandomNetwork expected(seed, {others});
+            for (int round = 0; round < 20; ++round) {
+                for (RandomNetwork* network : {&walked, &expected}) {
+                    if (round % 3 == 2) {
+                        network->rewire();
+                    } else if (round % 7 == 6) {
+                        network->drop();
+                    }
+                    network->network().setAllNodeDirty();
+                }
+                computeLevels(expected.last());
+                walked.network().computeNode(walked.last().name(), nullptr, parallel);
+                ASSERT_EQ(stateOf(walked.nodes()), stateOf(expected.nodes())) << "round " << round;
+            }
+        }
+    }
+    takeComputed();
+    takeDestroyed();
 }
 
 /// source to a to b to end, and a to end; the source and the end are of classes of their own.
@@ -438,6 +508,26 @@ TEST(LevelWalk, ComputesNodesThatMustRunAloneBesideNoOther) {
         fan.compute();
     }
     EXPECT_EQ(together, 0);
+}
+
+TEST(LevelWalk, SeesStorageThatASourceBindsToAnInput) {
+    Diamond<tests::Source, Passing, tests::Sum> network;
+    auto* buffer = new BufferDouble;
+    network.network.addNode(buffer, "buffer");
+    network.b->addInputPort(new Doubles("in3"));
+    EXPECT_TRUE(network.network.connectAttr("buffer", "out", "b", "in2"));
+    EXPECT_TRUE(network.network.connectAttr("first", "out", "b", "in3"));
+    std::vector<double> storage(10);
+    int round = 0;
+    network.first->onCompute = [&] {
+        storage[static_cast<std::size_t>(round)] = 100.0 * round;
+        buffer->inputPort()->setLink(&storage[static_cast<std::size_t>(round)]);
+    };
+    for (; round < 10; ++round) {
+        network.compute();
+        EXPECT_EQ(network.last->out()->get(), 6.0 + 100.0 * round);
+    }
+    takeComputed();
 }
 
 TEST(LevelWalk, MayBeEnteredAgainByANode) {

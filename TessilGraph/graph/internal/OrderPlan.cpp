@@ -154,24 +154,22 @@ bool OrderPlan::areAllDirty() const {
                        [](const Step& step) { return step.dirty->load(std::memory_order_relaxed) != 0; });
 }
 
+void OrderPlan::noteRun() {
+    if (network_.prepared != nullptr) {
+        network_.prepared->noteCleaned();
+    }
+    isClean_ = false;
+}
+
 std::size_t OrderPlan::run(const ComputeData* data) {
     const std::uint64_t marks = network_.marks.load(std::memory_order_relaxed);
     if (isClean_ && marks_ == marks) {
         return order_.size();
     }
-    if (network_.prepared != nullptr) {
-        network_.prepared->noteCleaned();
-    }
-    isClean_ = false;
+    noteRun();
     for (std::size_t i = 0; i < steps_.size(); ++i) {
         const Step step = steps_[i];
-        if (step.dirty->load(std::memory_order_relaxed) == 0) {
-            continue;
-        }
-        if (step.entry != noEntry) {
-            const Place* entry = entries_.data() + step.entry;
-            kernels_[*entry](entry + 1, values_);
-            step.dirty->store(0, std::memory_order_relaxed);
+        if (step.dirty->load(std::memory_order_relaxed) == 0 || computeByKernel(step)) {
             continue;
         }
         Node& node = *order_[i];

@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <numeric>
 
@@ -17,19 +18,30 @@ namespace {
 constexpr double segmentCost = 16000.0;
 constexpr double planCostPerNode = 30.0;
 constexpr double worthPlanning = 40000.0;
+constexpr unsigned int usesPerSum = 32;
+constexpr unsigned int patience = 4;
+constexpr unsigned int usesWithoutPlan = 256;
 
 }  // namespace
 
 PureWalk::Found PureWalk::gather(Node& target, const NetworkState& network) {
-    isTaken_ = isCurrent(target, network);
-    if (isTaken_) {
+    if (isCurrent(target, network)) {
+        // What nodes take is looked at now and then.
+        if (uses_++ % usesPerSum == 0) {
+            sumUp();
+        }
         return Found::PureNodes;
     }
+    uses_ = 0;
+    kernels_.reset();
     network_ = &network;
     wiring_ = network.wiring.load(std::memory_order_relaxed);
     isTold_ = Access::home(target) == network_;
+    target_ = nullptr;
     const Found found = gatherAnew(target);
-    target_ = found == Found::PureNodes && isTold_ ? &target : nullptr;
+    if (found == Found::PureNodes && isTold_) {
+        target_ = &target;
+    }
     return found;
 }
 
@@ -37,15 +49,22 @@ bool PureWalk::isCurrent(const Node& target, const NetworkState& network) {
     if (&target != target_ || &network != network_ || network.wiring.load(std::memory_order_relaxed) != wiring_) {
         return false;
     }
-    double cost = 0.0;
-    for (Node* node : order_) {
-        if (!node->isDirty()) {
-            return false;
-        }
-        cost += static_cast<double>(Access::cost(*node));
+    if (kernels_ != nullptr && !kernels_->isCurrent()) {
+        kernels_.reset();
     }
-    cost_ = cost;
-    return std::all_of(first_.begin(), first_.end(), [](const Node* node) { return node->isDirty(); });
+    return areAllDirty();
+}
+
+bool PureWalk::areAllDirty() const {
+    const auto areDirty = [](const std::vector<Node*>& nodes) {
+        return std::all_of(nodes.begin(), nodes.end(), [](const Node* node) { return node->isDirty(); });
+    };
+    return areDirty(first_) && (kernels_ != nullptr ? kernels_->areAllDirty() : areDirty(order_));
+}
+
+void PureWalk::sumUp() {
+    cost_ = std::accumulate(order_.begin(), order_.end(), 0.0,
+                            [](double cost, Node* node) { return cost + static_cast<double>(Access::cost(*node)); });
 }
 
 PureWalk::Found PureWalk::gatherAnew(Node& target) {
@@ -55,6 +74,7 @@ PureWalk::Found PureWalk::gatherAnew(Node& target) {
     last_ = nullptr;
     cost_ = 0.0;
     planCost_ = 0.0;
+    planFrom_ = 0;
     begins_.clear();
     if (!TraitsByte::of(target).pure()) {
         if (!isFed(target)) {
@@ -182,6 +202,7 @@ void PureWalk::append(Node& node, std::uint32_t begin) {
 void PureWalk::compute(const ComputeData* data) {
     // Before anything is computed, since host nodes may do what they like with marks and places.
     plan();
+    findKernels();
     StageRun run(data, parts_);
     if (!first_.empty()) {
         std::sort(first_.begin(), first_.end(), std::less<>());
@@ -189,8 +210,21 @@ void PureWalk::compute(const ComputeData* data) {
         std::iota(firstStarts_.begin(), firstStarts_.end(), 0u);
         run.compute({first_.data(), firstStarts_.data(), first_.size()});
     }
+    if (kernels_ != nullptr && !kernels_->isCurrent()) {
+        // A host node among the first ones has changed the wiring.
+        kernels_.reset();
+    }
+    if (kernels_ != nullptr) {
+        kernels_->noteRun();
+    }
+    const auto start = std::chrono::steady_clock::now();
     for (std::size_t stage = 0; stage + 1 < stages_.size(); ++stage) {
-        run.compute({planned_->data(), starts_.data() + stages_[stage], stages_[stage + 1] - stages_[stage] - 1});
+        const std::size_t groups = stages_[stage + 1] - stages_[stage] - 1;
+        run.computeAsPlanned({planned_->data(), starts_.data() + stages_[stage], groups}, kernels_.get());
+    }
+    if (planned_ == &sorted_) {
+        const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+        judge(elapsed.count());
     }
     if (last_ != nullptr) {
         const std::uint32_t starts[] = {0, 1};
@@ -198,9 +232,9 @@ void PureWalk::compute(const ComputeData* data) {
     }
 }
 
-/// An order that may be taken again is worth more.
+/// A plan that may be used again costs nothing.
 bool PureWalk::isWorthPlanning() const {
-    const double planning = isTaken_ ? 0.0 : planCostPerNode * static_cast<double>(order_.size());
+    const double planning = uses_ != 0 ? 0.0 : planCostPerNode * static_cast<double>(order_.size());
     return cost_ >= worthPlanning && cost_ / threadCount() + planning < 0.9 * cost_;
 }
 
@@ -208,13 +242,12 @@ void PureWalk::plan() {
     if (planCost_ != 0.0 && cost_ > 0.5 * planCost_ && cost_ < 2.0 * planCost_) {
         return;
     }
-    planned_ = &order_;
-    starts_ = {0, static_cast<std::uint32_t>(order_.size())};
-    stages_ = {0, 2};
-    if (!isWorthPlanning()) {
+    takeAsItStands();
+    if (uses_ < planFrom_ || !isWorthPlanning()) {
         return;
     }
     planCost_ = cost_;
+    failedUses_ = 0;
     rank();
     const double byLevel = expectedTime(levels_);
     const double bySegment = expectedTime(tiers_);
@@ -222,6 +255,7 @@ void PureWalk::plan() {
         return;
     }
     planned_ = &sorted_;
+    kernels_.reset();
     sorted_.clear();
     starts_.clear();
     stages_.clear();
@@ -229,6 +263,33 @@ void PureWalk::plan() {
         sortByLevel();
     } else {
         sortBySegment();
+    }
+}
+
+void PureWalk::takeAsItStands() {
+    if (planned_ == &sorted_) {
+        kernels_.reset();
+    }
+    planned_ = &order_;
+    starts_ = {0, static_cast<std::uint32_t>(order_.size())};
+    stages_ = {0, 2};
+    planCost_ = 0.0;
+}
+
+/// Threads may be busy elsewhere, and a loop then waits for them. Where that goes on, it is better to do
+/// without them for a while.
+void PureWalk::judge(double elapsed) {
+    if (elapsed < planCost_) {
+        failedUses_ -= failedUses_ != 0 ? 1 : 0;
+    } else if (++failedUses_ == patience) {
+        takeAsItStands();
+        planFrom_ = uses_ + usesWithoutPlan;
+    }
+}
+
+void PureWalk::findKernels() {
+    if (uses_ != 0 && kernels_ == nullptr) {
+        kernels_ = OrderPlan::make(*planned_, *network_);
     }
 }
 
@@ -316,40 +377,52 @@ double PureWalk::expectedTime(const std::vector<Rank>& ranks) {
 
 void PureWalk::sortByLevel() {
     // The count of a level becomes the place of its next node.
-    std::size_t next = 0;
+    std::size_t end = 0;
     for (Rank& level : levels_) {
-        stages_.push_back(starts_.size());
-        const std::size_t end = next + level.count;
-        // What is not worth a loop needs no groups.
-        const std::size_t step = level.cost < loopCost ? level.count : 1;
-        for (std::size_t start = next; start < end; start += step) {
-            starts_.push_back(static_cast<std::uint32_t>(start));
-        }
-        starts_.push_back(static_cast<std::uint32_t>(end));
-        level.count = next;
-        next = end;
+        end += level.count;
+        level.count = end - level.count;
     }
-    stages_.push_back(starts_.size());
     sorted_.resize(order_.size());
     for (std::size_t i = 0; i < order_.size(); ++i) {
         sorted_[levels_[placed_[i].level].count++] = order_[i];
     }
+    std::uint32_t place = 0;
+    for (const Rank& level : levels_) {
+        stages_.push_back(starts_.size());
+        const auto total = static_cast<float>(level.cost);
+        const float enough = partCost(total);
+        starts_.push_back(place);
+        for (float cost = 0.0f; place < level.count; ++place) {
+            if (cost >= enough && total >= worthALoop) {
+                starts_.push_back(place);
+                cost = 0.0f;
+            }
+            cost += Access::cost(*sorted_[place]);
+        }
+        starts_.push_back(place);
+    }
+    stages_.push_back(starts_.size());
 }
 
 void PureWalk::sortBySegment() {
     std::sort(segments_.begin(), segments_.end(), [](const Segment& a, const Segment& b) {
         return a.tier != b.tier ? a.tier < b.tier : a.begin < b.begin;
     });
-    stages_.push_back(0);
     for (std::size_t i = 0; i < segments_.size(); ++i) {
         const Segment& segment = segments_[i];
-        starts_.push_back(static_cast<std::uint32_t>(sorted_.size()));
+        const bool opensTier = i == 0 || segments_[i - 1].tier != segment.tier;
+        if (opensTier) {
+            stages_.push_back(starts_.size());
+        }
+        if (opensTier || tiers_[segment.tier].cost >= static_cast<double>(worthALoop)) {
+            starts_.push_back(static_cast<std::uint32_t>(sorted_.size()));
+        }
         sorted_.insert(sorted_.end(), order_.begin() + segment.begin, order_.begin() + segment.end);
         if (i + 1 == segments_.size() || segments_[i + 1].tier != segment.tier) {
             starts_.push_back(static_cast<std::uint32_t>(sorted_.size()));
-            stages_.push_back(starts_.size());
         }
     }
+    stages_.push_back(starts_.size());
 }
 
 }  // namespace TessilGraph::internal

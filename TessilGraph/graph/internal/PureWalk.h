@@ -1,7 +1,10 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/OrderPlan.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace TessilGraph {
@@ -74,8 +77,13 @@ private:
     bool feedersReadNothingHere() const;
     void append(Node& node, std::uint32_t begin);
 
+    bool areAllDirty() const;
+    void sumUp();
     bool isWorthPlanning() const;
     void plan();
+    void takeAsItStands();
+    void judge(double elapsed);
+    void findKernels();
     void cut();
     void rank();
     void sortByLevel();
@@ -87,9 +95,11 @@ private:
     const Node* target_ = nullptr;  ///< Null when it need not hold any longer than this walk.
     const NetworkState* network_ = nullptr;
     std::uint64_t wiring_ = 0;
-    bool isTold_ = false;    ///< The network tells when anything changes that was looked at.
-    bool isTaken_ = false;   ///< It was found by an earlier walk.
-    double planCost_ = 0.0;  ///< What the order cost when it was planned.
+    bool isTold_ = false;          ///< The network tells when anything changes that was looked at.
+    unsigned int uses_ = 0;        ///< For how many walks it has been taken again.
+    double planCost_ = 0.0;        ///< What the order cost when it was planned; 0 while it is computed as it stands.
+    unsigned int failedUses_ = 0;  ///< How often the plan took longer than that, less the times it did not.
+    unsigned int planFrom_ = 0;    ///< The number of uses before which there is no further plan.
 
     std::uint64_t closedMark_ = 0;
     std::vector<Open> open_;
@@ -112,6 +122,7 @@ private:
     std::vector<std::uint32_t> starts_;
     std::vector<std::size_t> stages_;  ///< Where the starts of each stage start, and where the last one ends.
     std::vector<std::uint32_t> firstStarts_;
+    std::unique_ptr<OrderPlan> kernels_;  ///< Of the plan, from its second use on; null if there can be none.
     std::vector<std::uint32_t> parts_;
 };
 

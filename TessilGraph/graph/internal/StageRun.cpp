@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/OrderPlan.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <TessilUtils/ParallelFor.h>
@@ -15,14 +16,13 @@ namespace TessilGraph::internal {
 namespace {
 
 // All times in nanoseconds.
-constexpr float worthALoop = 8000.0f;
 constexpr float smallestPart = 4000.0f;
 constexpr float partsPerThread = 64.0f;
 constexpr std::ptrdiff_t nodesAtOnce = 64;
 constexpr float measuredAtOnce = 2000.0f;
 constexpr float unknownGuess = 500.0f;  ///< Of a node that was never measured; it keeps batches small.
 constexpr float slowNode = 500.0f;      ///< From here on measuring is cheap.
-constexpr unsigned int batchesPerMeasure = 8;
+constexpr unsigned int batchesPerMeasure = 32;
 
 class Stopwatch {
 public:
@@ -88,6 +88,10 @@ double threadCount() {
     return count;
 }
 
+float partCost(float total) {
+    return std::max(smallestPart, total / (partsPerThread * static_cast<float>(threadCount())));
+}
+
 void StageRun::compute(const Stage& stage) {
     Node* const* const nodes = stage.nodes;
     const std::uint32_t* const starts = stage.starts;
@@ -131,10 +135,23 @@ void StageRun::compute(const Stage& stage) {
     const float average = measuredCount == 0 ? 0.0f : measured / static_cast<float>(measuredCount);
     const float left = known + average * static_cast<float>(unknown);
     if (group + 1 < stage.groupCount && left >= worthALoop) {
-        computeInLoop(stage, group, left, average);
+        pack(stage, group, left, average);
+        computeInLoop({nodes, parts_.data(), parts_.size() - 1});
     } else {
         computeInTurn(nodes + starts[group], nodes + starts[stage.groupCount]);
     }
+    failures_.report();
+}
+
+void StageRun::computeAsPlanned(const Stage& stage, const OrderPlan* plan) {
+    plan_ = plan;
+    planned_ = stage.nodes;
+    if (stage.groupCount == 1) {
+        computeInTurn(stage.nodes + stage.starts[0], stage.nodes + stage.starts[1]);
+    } else {
+        computeInLoop(stage);
+    }
+    plan_ = nullptr;
     failures_.report();
 }
 
@@ -163,6 +180,13 @@ bool StageRun::computeBatch(Node* const* begin, Node* const* end) {
         if (failures_.any()) {
             return false;
         }
+        if (plan_ != nullptr) {
+            node = planned_ + plan_->computeByKernels(static_cast<std::size_t>(node - planned_),
+                                                      static_cast<std::size_t>(end - planned_));
+            if (node == end) {
+                return true;
+            }
+        }
         try {
             (*node)->compute(data_);
             Access::setClean(**node);
@@ -174,12 +198,27 @@ bool StageRun::computeBatch(Node* const* begin, Node* const* end) {
     return true;
 }
 
-void StageRun::computeInLoop(const Stage& stage, std::size_t firstGroup, float total, float unknownCost) {
-    const float partCost = std::max(smallestPart, total / (partsPerThread * static_cast<float>(threadCount())));
+void StageRun::computeInLoop(const Stage& stage) {
+    const struct {
+        StageRun& run;
+        const Stage& stage;
+    } loop{*this, stage};
+    const TessilUtils::ParallelForRange all(0, static_cast<unsigned int>(stage.groupCount));
+    TessilUtils::parallel_for(all, [&loop](const TessilUtils::ParallelForRange& groups) {
+        const std::uint32_t* const starts = loop.stage.starts;
+        for (unsigned int group = groups.begin(); group != groups.end(); ++group) {
+            loop.run.computeInTurn(loop.stage.nodes + starts[group], loop.stage.nodes + starts[group + 1]);
+        }
+    });
+}
+
+/// Puts groups together until they are worth being taken by a thread.
+void StageRun::pack(const Stage& stage, std::size_t firstGroup, float total, float unknownCost) {
+    const float enough = partCost(total);
     parts_.clear();
-    float cost = partCost;
+    float cost = enough;
     for (std::size_t group = firstGroup; group < stage.groupCount; ++group) {
-        if (cost >= partCost) {
+        if (cost >= enough) {
             parts_.push_back(stage.starts[group]);
             cost = 0.0f;
         }
@@ -188,21 +227,7 @@ void StageRun::computeInLoop(const Stage& stage, std::size_t firstGroup, float t
             cost += own == 0.0f ? unknownCost : own;
         }
     }
-    const auto partCount = static_cast<unsigned int>(parts_.size());
     parts_.push_back(stage.starts[stage.groupCount]);
-
-    struct Loop {
-        StageRun& run;
-        Node* const* nodes;
-        const std::uint32_t* parts;
-    };
-    const Loop loop{*this, stage.nodes, parts_.data()};
-    TessilUtils::parallel_for(
-        TessilUtils::ParallelForRange(0, partCount), [&loop](const TessilUtils::ParallelForRange& range) {
-            for (unsigned int part = range.begin(); part != range.end(); ++part) {
-                loop.run.computeInTurn(loop.nodes + loop.parts[part], loop.nodes + loop.parts[part + 1]);
-            }
-        });
 }
 
 }  // namespace TessilGraph::internal

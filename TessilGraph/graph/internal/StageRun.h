@@ -14,6 +14,8 @@ class Node;
 
 namespace TessilGraph::internal {
 
+class OrderPlan;
+
 /// Keeps the first exception of several threads, so that it may pass through any parallel loop, and
 /// the nodes that threw.
 class Failures {
@@ -44,8 +46,16 @@ struct Stage {
 /// How many threads a loop can count on.
 double threadCount();
 
-/// What a loop costs whoever starts it, in nanoseconds.
+// All in nanoseconds.
+
+/// From here on a loop may be worth it.
+inline constexpr float worthALoop = 8000.0f;
+
+/// What a loop costs whoever starts it.
 inline constexpr double loopCost = 3000.0;
+
+/// What a part of a loop should take, where all of it takes `total`.
+float partCost(float total);
 
 /// Computes stages, on several threads where that is worth it, and marks their nodes clean.
 ///
@@ -60,13 +70,20 @@ public:
     /// Throws what a node throws, once, after all that were being computed have ended.
     void compute(const Stage& stage);
 
+    /// The same, with all groups of a stage shared out to threads as they are. The nodes are those of
+    /// `plan` if there is one, and those that it has kernels for are not touched.
+    void computeAsPlanned(const Stage& stage, const OrderPlan* plan);
+
 private:
     void computeInTurn(Node* const* begin, Node* const* end);
     bool computeBatch(Node* const* begin, Node* const* end);
-    void computeInLoop(const Stage& stage, std::size_t firstGroup, float total, float unknownCost);
+    void computeInLoop(const Stage& stage);
+    void pack(const Stage& stage, std::size_t firstGroup, float total, float unknownCost);
 
     const ComputeData* data_;
     std::vector<std::uint32_t>& parts_;
+    const OrderPlan* plan_ = nullptr;
+    Node* const* planned_ = nullptr;  ///< The first node of the plan.
     Failures failures_;
 };
 
