@@ -238,8 +238,8 @@ private:
             if (node == nullptr) {
                 return false;
             }
-            const internal::EvaluationOrder order = internal::upstreamOrder(*node, internal::Gather::All, nodes);
-            if (order.cyclic || !std::all_of(order.nodes.begin(), order.nodes.end(), [&nodes](Node* upstream) {
+            const auto order = internal::acyclicOrder(*node, nodes);
+            if (!order || !std::all_of(order->begin(), order->end(), [&nodes](Node* upstream) {
                     const NodeTraits traits = internal::TraitsByte::of(*upstream).traits();
                     return !traits.keepsState && !traits.keepsOutputs && !traits.alone &&
                            Access::home(*upstream) == nodes.state().get() && isCleanlyWired(*upstream);

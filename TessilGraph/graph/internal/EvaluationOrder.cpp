@@ -157,19 +157,22 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
     return outcome;
 }
 
-/// Fills `scratch.order` and says in the log if links run in a circle. False when the order is not to be
-/// relied on for a second time.
-bool gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
-    Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
-    const bool isAtHome = outcome != Outcome::MetUnknown;
-    if (!isAtHome) {
-        outcome = walkUpstream(target, gather, ByNames(), scratch);
+struct Gathered {
+    bool isCyclic;  ///< Links run in a circle.
+    bool isAtHome;  ///< All nodes that the walk met stand in the network.
+};
+
+/// Fills `scratch.order`.
+Gathered gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch) {
+    const Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
+    if (outcome == Outcome::MetUnknown) {
+        return {walkUpstream(target, gather, ByNames(), scratch) == Outcome::Cyclic, false};
     }
-    if (isCyclic || outcome == Outcome::Cyclic) {
-        TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
-        return false;
-    }
-    return isAtHome;
+    return {outcome == Outcome::Cyclic, true};
+}
+
+void logCycle() {
+    TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
 }
 
 /// Takes the kept walk of a network for the time of an evaluation, and puts it back unless another one
@@ -239,8 +242,11 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     }
     const ScratchLease scratch(network);
     const std::vector<Node*>& order = (*scratch).order;
-    const bool isReliable = gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
-    const bool isWhole = isReliable && !(*scratch).metClean;
+    const Gathered gathered = gatherUpstream(target, Gather::Dirty, home, *scratch);
+    if (isCyclic || gathered.isCyclic) {
+        logCycle();
+    }
+    const bool isWhole = gathered.isAtHome && !isCyclic && !gathered.isCyclic && !(*scratch).metClean;
     if (isWhole && order.size() >= worthIt && !kept.fits(target)) {
         kept.keep(target, order);
     }
@@ -252,7 +258,17 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
     const ScratchLease scratch(*home.state());
-    gatherUpstream(target, Gather::All, home, *scratch, false);
+    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
+        logCycle();
+    }
+    return (*scratch).order;
+}
+
+std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home) {
+    const ScratchLease scratch(*home.state());
+    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
+        return std::nullopt;
+    }
     return (*scratch).order;
 }
 
