@@ -6,7 +6,7 @@ namespace TessilGraph {
 
 namespace {
 
-Imath::V3d blend(const Imath::V3d& inVector1, const Imath::V3d& inVector2, double parameter) {
+[[gnu::noinline]] Imath::V3d blend(const Imath::V3d& inVector1, const Imath::V3d& inVector2, double parameter) {
     return parameter * inVector2 + (1.0 - parameter) * inVector1;
 }
 

@@ -44,24 +44,24 @@ V3d firstThree(const double* row) {
     return {row[0], row[1], row[2]};
 }
 
-M44d axisAngle(const V3d& axis, double angle) {
+[[gnu::noinline]] M44d axisAngle(const V3d& axis, double angle) {
     M44d out;
     out.setAxisAngle(axis, angle);
     return out;
 }
 
-M44d alignZAxis(const V3d& target, const V3d& up) {
+[[gnu::noinline]] M44d alignZAxis(const V3d& target, const V3d& up) {
     M44d out;
     Imath::alignZAxisWithTargetDir(out, target, up);
     return out;
 }
 
-M44d localFrame(const V3d& pos, const V3d& xDir, const V3d& normal) {
+[[gnu::noinline]] M44d localFrame(const V3d& pos, const V3d& xDir, const V3d& normal) {
     return Imath::computeLocalFrame(pos, xDir, normal);
 }
 
 // Imath::computeRSMatrix step by step, because that one raises on a degenerate matrix.
-M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d& matrixB) {
+[[gnu::noinline]] M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d& matrixB) {
     const Parts a = decompose(matrixA);
     const Parts b = decompose(matrixB);
     M44d out;
@@ -71,13 +71,13 @@ M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d
     return out;
 }
 
-void scalingAndShearOf(const M44d& matrix, V3d& scale, V3d& shear) {
+[[gnu::noinline]] void scalingAndShearOf(const M44d& matrix, V3d& scale, V3d& shear) {
     const Parts parts = scalingAndShear(matrix);
     scale = parts.scale;
     shear = parts.shear;
 }
 
-void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& translate) {
+[[gnu::noinline]] void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& translate) {
     const Parts parts = decompose(matrix);
     scale = parts.scale;
     shear = parts.shear;
@@ -85,11 +85,11 @@ void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& trans
     translate = parts.translate;
 }
 
-M44d rotation(const V3d& from, const V3d& to) {
+[[gnu::noinline]] M44d rotation(const V3d& from, const V3d& to) {
     return Imath::rotationMatrix(from, to);
 }
 
-M44d rotationWithUp(const V3d& from, const V3d& to, const V3d& up) {
+[[gnu::noinline]] M44d rotationWithUp(const V3d& from, const V3d& to, const V3d& up) {
     return Imath::rotationMatrixWithUpDir(from, to, up);
 }
 
@@ -158,13 +158,13 @@ inline constexpr auto ownKernel<MatrixToVectorNode> =
 
 }  // namespace internal
 
-V3d MultiDirMatrixNode::evaluate(const M44d& matrix, const V3d& direction) {
+[[gnu::noinline]] V3d MultiDirMatrixNode::evaluate(const M44d& matrix, const V3d& direction) {
     V3d out(0.0);
     matrix.multDirMatrix(direction, out);
     return out;
 }
 
-V3d MultiVecMatrixNode::evaluate(const M44d& matrix, const V3d& point) {
+[[gnu::noinline]] V3d MultiVecMatrixNode::evaluate(const M44d& matrix, const V3d& point) {
     V3d out(0.0);
     matrix.multVecMatrix(point, out);
     return out;
@@ -190,17 +190,17 @@ bool ComputeRSMatrixNode::compute(const ComputeData*) {
     return true;
 }
 
-V3d ExtractEulerZYXMatrixNode::evaluate(const M44d& matrix) {
+[[gnu::noinline]] V3d ExtractEulerZYXMatrixNode::evaluate(const M44d& matrix) {
     V3d out(0.0);
     Imath::extractEulerZYX(matrix, out);
     return out;
 }
 
-Quatd ExtractQuaternionMatrixNode::evaluate(const M44d& matrix) {
+[[gnu::noinline]] Quatd ExtractQuaternionMatrixNode::evaluate(const M44d& matrix) {
     return Imath::extractQuat(matrix);
 }
 
-V3d ExtractScalingMatrixNode::evaluate(const M44d& matrix) {
+[[gnu::noinline]] V3d ExtractScalingMatrixNode::evaluate(const M44d& matrix) {
     return scalingAndShear(matrix).scale;
 }
 
@@ -232,11 +232,11 @@ bool RotationWithUpDirMatrixNode::compute(const ComputeData*) {
     return true;
 }
 
-M44d SansScalingMatrixNode::evaluate(const M44d& in) {
+[[gnu::noinline]] M44d SansScalingMatrixNode::evaluate(const M44d& in) {
     return Imath::sansScaling(in, neverRaise);
 }
 
-M44d SansScalingAndShearMatrixNode::evaluate(const M44d& in) {
+[[gnu::noinline]] M44d SansScalingAndShearMatrixNode::evaluate(const M44d& in) {
     return Imath::sansScalingAndShear(in, neverRaise);
 }
 
@@ -255,7 +255,7 @@ bool MatrixToVectorNode::compute(const ComputeData*) {
     return true;
 }
 
-V3d ExtractEulerXYZMatrixNode::evaluate(const M44d& matrix) {
+[[gnu::noinline]] V3d ExtractEulerXYZMatrixNode::evaluate(const M44d& matrix) {
     V3d out(0.0);
     Imath::extractEulerXYZ(matrix, out);
     return out;

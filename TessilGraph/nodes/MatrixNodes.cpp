@@ -12,88 +12,88 @@ using Imath::M44d;
 using Imath::V3d;
 
 template <class T, class In, class Out>
-Out InverseNode<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out InverseNode<T, In, Out>::evaluate(const In& in) {
     return in.inverse();
 }
 
 template <class T, class In, class Out>
-Out TransposeNode<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out TransposeNode<T, In, Out>::evaluate(const In& in) {
     return in.transposed();
 }
 
 template <class T, class In, class Out>
-Out DeterminantMatrixNode<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out DeterminantMatrixNode<T, In, Out>::evaluate(const In& in) {
     return in.determinant();
 }
 
 template <class T, class In1, class In2, class Out>
-Out AddScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
+[[gnu::noinline]] Out AddScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
     Out out = matrix;
     out += scalar;
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out MultiplyScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
+[[gnu::noinline]] Out MultiplyScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
     return matrix * scalar;
 }
 
 template <class T, class In1, class In2, class Out>
-Out DivideScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
+[[gnu::noinline]] Out DivideScalarMatrixNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scalar) {
     return matrix / scalar;
 }
 
 template <class T, class In1, class In2, class Out>
-Out RotateNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& angles) {
+[[gnu::noinline]] Out RotateNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& angles) {
     Out out = matrix;
     out.rotate(angles);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out SetRotateNode<T, In1, In2, Out>::evaluate(const In1&, const In2& angles) {
+[[gnu::noinline]] Out SetRotateNode<T, In1, In2, Out>::evaluate(const In1&, const In2& angles) {
     Out out;
     out.setEulerAngles(angles);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out ScaleNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scale) {
+[[gnu::noinline]] Out ScaleNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& scale) {
     Out out = matrix;
     out.scale(scale);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out SetScaleNode<T, In1, In2, Out>::evaluate(const In1&, const In2& scale) {
+[[gnu::noinline]] Out SetScaleNode<T, In1, In2, Out>::evaluate(const In1&, const In2& scale) {
     Out out;
     out.setScale(scale);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out TranslateNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& translation) {
+[[gnu::noinline]] Out TranslateNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& translation) {
     Out out = matrix;
     out.translate(translation);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out SetTranslationNode<T, In1, In2, Out>::evaluate(const In1&, const In2& translation) {
+[[gnu::noinline]] Out SetTranslationNode<T, In1, In2, Out>::evaluate(const In1&, const In2& translation) {
     Out out;
     out.setTranslation(translation);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out ShearNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& shear) {
+[[gnu::noinline]] Out ShearNode<T, In1, In2, Out>::evaluate(const In1& matrix, const In2& shear) {
     Out out = matrix;
     out.shear(shear);
     return out;
 }
 
 template <class T, class In1, class In2, class Out>
-Out SetShearNode<T, In1, In2, Out>::evaluate(const In1&, const In2& shear) {
+[[gnu::noinline]] Out SetShearNode<T, In1, In2, Out>::evaluate(const In1&, const In2& shear) {
     Out out;
     out.setShear(shear);
     return out;

@@ -9,27 +9,27 @@ namespace TessilGraph {
 using Imath::V3d;
 
 template <class T, class In, class Out>
-Out LengthNode<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out LengthNode<T, In, Out>::evaluate(const In& in) {
     return in.length();
 }
 
 template <class T, class In, class Out>
-Out Length2Node<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out Length2Node<T, In, Out>::evaluate(const In& in) {
     return in.length2();
 }
 
 template <class T, class In, class Out>
-Out NormalizedNode<T, In, Out>::evaluate(const In& in) {
+[[gnu::noinline]] Out NormalizedNode<T, In, Out>::evaluate(const In& in) {
     return in.normalized();
 }
 
 template <class T, class In1, class In2, class Out>
-Out DotNode<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) {
+[[gnu::noinline]] Out DotNode<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) {
     return in1.dot(in2);
 }
 
 template <class T, class In1, class In2, class Out>
-Out CrossNode<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) {
+[[gnu::noinline]] Out CrossNode<T, In1, In2, Out>::evaluate(const In1& in1, const In2& in2) {
     return in1.cross(in2);
 }
 

@@ -44,7 +44,7 @@ inline Long multiply(Long in1, Long in2) {
     return wrapped(static_cast<std::uint32_t>(in1) * static_cast<std::uint32_t>(in2));
 }
 
-inline Imath::M44d multiply(const Imath::M44d& in1, const Imath::M44d& in2) {
+[[gnu::noinline]] inline Imath::M44d multiply(const Imath::M44d& in1, const Imath::M44d& in2) {
     Imath::M44d product(Imath::UNINITIALIZED);
     Imath::M44d::multiply(in1, in2, product);
     return product;

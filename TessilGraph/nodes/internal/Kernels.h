@@ -14,7 +14,9 @@
 namespace TessilGraph::internal {
 
 // How the sources of the built-in node classes make kernels. A kernel calls the same function as
-// `compute`, so that the rule stands once; it is instantiated beside `compute`, with the same flags.
+// `compute`, so that the rule stands once; it is instantiated beside `compute`, with the same flags. What
+// takes more than one step of arithmetic is kept out of line ([[gnu::noinline]]): two inlined copies may
+// take the operands of a sum in different order, which shows in the sign of a NaN.
 
 void addKernel(const std::type_info& nodeClass, const Kernel& kernel);
 
