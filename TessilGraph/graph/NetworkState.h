@@ -56,7 +56,8 @@ struct NetworkState {
 
     std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
     std::uint64_t markedWiring = 0;      ///< The wiring at that time.
-    bool triedMarkPlan = false;          ///< With that wiring.
+    std::uint64_t markedStorage = 0;     ///< The same of `storage`.
+    bool triedMarkPlan = false;          ///< Since both of them are as they are.
     std::unique_ptr<MarkPlan> markPlan;
 
     /// The compiled form of the network's nodes, while somebody has one.

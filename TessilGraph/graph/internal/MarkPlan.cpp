@@ -75,11 +75,13 @@ void noteMarked(NetworkState& network, std::size_t count) {
     }
     network.marked.store(0, std::memory_order_relaxed);
     const std::uint64_t wiring = network.wiring.load(std::memory_order_relaxed);
-    if (network.markedWiring != wiring) {
+    const bool isSettled = network.markedWiring == wiring && network.markedStorage == network.storage;
+    if (!isSettled) {
         network.markedWiring = wiring;
+        network.markedStorage = network.storage;
         network.markPlan.reset();
         network.triedMarkPlan = false;
-    } else if (!network.triedMarkPlan || (network.markPlan != nullptr && !network.markPlan->isCurrent())) {
+    } else if (!network.triedMarkPlan) {
         network.triedMarkPlan = true;
         network.markPlan = MarkPlan::make(network);
     }
