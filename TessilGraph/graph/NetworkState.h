@@ -26,8 +26,9 @@ struct NetworkState {
     ~NetworkState();
 
     /// Raised whenever a node comes, goes or gets another name, a port comes, goes or changes sides, a
-    /// link is made or taken away, a list of links is lent out for editing, or a port is bound to other
-    /// storage.
+    /// link is made or taken away, a list of links is lent out for editing, one of ports for the first
+    /// time, or a port is bound to other storage. Edits of lists that were lent raise nothing, and neither
+    /// do ports that may have outlived their owner.
     std::atomic<std::uint64_t> wiring{0};
 
     /// Raised whenever a node becomes dirty.
@@ -37,7 +38,7 @@ struct NetworkState {
     std::uint64_t storage = 0;
 
     /// Raised whenever a node is given a profile time other than 0.
-    std::uint64_t profileTimes = 0;
+    std::atomic<std::uint64_t> profileTimes{0};
 
     /// Null when the network is gone.
     NodeSet* nodes = nullptr;
@@ -75,6 +76,7 @@ struct NetworkState {
 
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
+    void noteProfileTime() { raise(profileTimes); }
 
 private:
     /// Nodes that are computed side by side may raise a counter at the same time. It counts as raised

@@ -138,7 +138,7 @@ void Node::removeOutputPort(const std::string& name) {
 void Node::setProfileTime(std::uint64_t time) {
     profileTime_ = time;
     if (time != 0 && home_ != nullptr) {
-        ++home_->profileTimes;
+        home_->noteProfileTime();
     }
 }
 
@@ -225,6 +225,14 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (comesLinked || mayBeListed || isWatched) {
         internal::LentLists::watch(*port);
     }
+}
+
+/// The list as hosts edit it.
+std::vector<Port*>& Node::open(PortList& ports) {
+    if (!ports.isOpen()) {
+        internal::noteWiring(this);
+    }
+    return ports.open();
 }
 
 /// False when there is no port of that name.

@@ -92,12 +92,12 @@ public:
     std::uint64_t numOutputPorts() const { return outputs_.size(); }
 
     /// The ports in the order in which they were added.
-    std::vector<Port*>::iterator inputPortBegin() { return inputs_.asVector().begin(); }
-    std::vector<Port*>::iterator inputPortEnd() { return inputs_.asVector().end(); }
+    std::vector<Port*>::iterator inputPortBegin() { return open(inputs_).begin(); }
+    std::vector<Port*>::iterator inputPortEnd() { return open(inputs_).end(); }
     std::vector<Port*>::const_iterator inputPortCBegin() const { return inputs_.asVector().begin(); }
     std::vector<Port*>::const_iterator inputPortCEnd() const { return inputs_.asVector().end(); }
-    std::vector<Port*>::iterator outputPortBegin() { return outputs_.asVector().begin(); }
-    std::vector<Port*>::iterator outputPortEnd() { return outputs_.asVector().end(); }
+    std::vector<Port*>::iterator outputPortBegin() { return open(outputs_).begin(); }
+    std::vector<Port*>::iterator outputPortEnd() { return open(outputs_).end(); }
     std::vector<Port*>::const_iterator outputPortCBegin() const { return outputs_.asVector().begin(); }
     std::vector<Port*>::const_iterator outputPortCEnd() const { return outputs_.asVector().end(); }
 
@@ -132,6 +132,7 @@ private:
 
     void addPort(PortList& ports, Port* port, bool asInput);
     bool removePort(PortList& ports, const std::string& name);
+    std::vector<Port*>& open(PortList& ports);
     void noteOrigin();
     void leavePrepared();
 

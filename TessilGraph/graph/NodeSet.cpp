@@ -240,7 +240,9 @@ void NodeSet::settle(Node& node, Position position) {
     Access::home(node) = state_.get();
     Access::entry(node) = position;
     Access::bringDirtyHome(node);
-    state_->profileTimes += node.profileTime() != 0 ? 1 : 0;
+    if (node.profileTime() != 0) {
+        state_->noteProfileTime();
+    }
     state_->noteWiring();
     internal::LentLists::nodeMoves(node);
 }

@@ -190,11 +190,14 @@ public:
 
     /// Whether it starts from this node and still holds.
     bool fits(const Node& target) const {
-        return walk_ != nullptr && walk_->target == &target && walk_->wiring == wiring();
+        return walk_ != nullptr && walk_->target == &target && walk_->wiring == wiring() && walk_->lists.stand();
     }
 
     /// The plan of a walk that fits; null when there can be none.
     OrderPlan* plan() {
+        if (walk_->canChange) {
+            return nullptr;
+        }
         if (walk_->plan != nullptr && !walk_->plan->isCurrent()) {
             walk_->plan.reset();
             walk_->hasPlan = false;
@@ -210,6 +213,14 @@ public:
         walk_ = std::make_unique<KeptWalk>();
         walk_->target = &target;
         walk_->wiring = wiring();
+        for (const Node* node : order) {
+            if (!walk_->lists.note(*node)) {
+                // Kept all the same, so that nobody tries again before the wiring changes.
+                walk_->lists = OpenLists();
+                walk_->canChange = true;
+                return;
+            }
+        }
         walk_->order = order;
     }
 
@@ -234,7 +245,7 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     constexpr std::size_t worthIt = 64;
     NetworkState& network = *home.state();
     KeptWalkLease kept(network);
-    const std::uint64_t profileTimes = network.profileTimes;
+    const std::uint64_t profileTimes = network.profileTimes.load(std::memory_order_relaxed);
     OrderPlan* plan = !isCyclic && kept.fits(target) ? kept.plan() : nullptr;
     if (plan != nullptr && plan->knowsProfileTimes() && plan->areAllDirty()) {
         computeFrom(plan->run(data), kept.order(), data);

@@ -23,11 +23,14 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
         if (node == nullptr || Access::home(*node) != &network || Access::entry(*node) != position) {
             continue;  // Nobody comes here.
         }
+        if (Access::outputList(*node).isOpen()) {
+            return nullptr;
+        }
         for (const Port* output : Access::outputs(*node)) {
             if (output == nullptr) {
                 continue;
             }
-            if (Access::isLent(*output)) {
+            if (Access::connectionList(*output).isOpen() || Access::removed(*output) || output->node() != node) {
                 return nullptr;
             }
             for (const Port* peer : Access::connections(*output)) {
@@ -35,7 +38,7 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
                 if (consumer == nullptr) {
                     continue;
                 }
-                if (Access::home(*consumer) != &network) {
+                if (Access::home(*consumer) != &network || Access::removed(*peer)) {
                     return nullptr;
                 }
                 plan->consumers_.push_back(Access::entry(*consumer));

@@ -14,8 +14,8 @@ struct NetworkState;
 /// storage do.
 class MarkPlan {
 public:
-    /// Null when there can be no plan: some links lead out of the network, or stand in lists that a host
-    /// may edit.
+    /// Null when there can be no plan: some links lead out of the network, or may change without anybody
+    /// being told, in lists that a host may edit and at ports that may have outlived their owner.
     static std::unique_ptr<MarkPlan> make(NetworkState& network);
 
     bool isCurrent() const;

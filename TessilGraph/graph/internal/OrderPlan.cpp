@@ -31,14 +31,14 @@ bool holds(PortRange ports, const Port* wanted) {
 /// Null if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
 const unsigned char* addressFor(const Node& node, Port& port, bool isInput) {
     const PortRange held = isInput ? Access::inputs(node) : Access::outputs(node);
-    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput) {
+    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput || Access::removed(port)) {
         return nullptr;
     }
     const ValueType& type = *Access::valueType(port);
     if (!isInput) {
         return static_cast<const unsigned char*>(type.own(port));
     }
-    if (Access::isLent(port)) {
+    if (Access::connectionList(port).isOpen()) {
         return nullptr;
     }
     Port* source = Access::firstConnection(port);
@@ -146,7 +146,7 @@ bool OrderPlan::isCurrent() const {
 }
 
 bool OrderPlan::knowsProfileTimes() const {
-    return profileTimes_ == network_.profileTimes;
+    return profileTimes_ == network_.profileTimes.load(std::memory_order_relaxed);
 }
 
 bool OrderPlan::areAllDirty() const {
@@ -175,7 +175,7 @@ std::size_t OrderPlan::run(const ComputeData* data) {
         Node& node = *order_[i];
         node.compute(data);
         Access::setClean(node);
-        if (!isCurrent()) {
+        if (!isCurrent() || !knowsProfileTimes()) {
             return i + 1;
         }
     }

@@ -37,7 +37,7 @@ public:
     bool areAllDirty() const;
 
     /// Computes the dirty nodes and marks them clean. Returns how many nodes of the order were looked
-    /// at: fewer than all when a node changed the wiring.
+    /// at: fewer than all when a node changed the wiring or set profile times.
     std::size_t run(const ComputeData* data);
 
     /// Computes the nodes at [begin, end), dirty or not, by their kernels, and marks them clean. Returns
