@@ -124,7 +124,8 @@ PureWalk::Step PureWalk::nextSource(Open& open, std::uint64_t openMark, Node*& s
             continue;
         }
         const Port* output = Access::firstConnection(*input);
-        isTold_ = isTold_ && !Access::isLent(*input);
+        isTold_ = isTold_ && !Access::inputList(*open.node).isOpen() && !Access::connectionList(*input).isOpen() &&
+                  !Access::removed(*input) && input->node() == open.node;
         if (output == nullptr) {
             if (input->numConnections() != 0) {
                 return Step::Others;
