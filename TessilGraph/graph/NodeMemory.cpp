@@ -137,6 +137,10 @@ void NodeMemory::release(void* piece) noexcept {
 #ifdef TESSILGRAPH_POISON
     __asan_poison_memory_region(piece, headOf(piece).size);
 #endif
+    if (pending.block == &block) {
+        // The construction failed before the node's own began.
+        pending = {nullptr, nullptr, nullptr};
+    }
     if (block.pieces.fetch_sub(1, std::memory_order_acq_rel) == 1) {
 #ifdef TESSILGRAPH_POISON
         __asan_unpoison_memory_region(&block, block.size);

@@ -210,6 +210,9 @@ void Port::noteLinkTo(const Port& other) {
     epoch_ = other.epoch_;
     if (lost_ == tagOf(&other)) {
         lost_ = 0;
+    } else if (lost_ != 0) {
+        // The epoch doesn't speak for the output that was lost any more.
+        lostMany_ = true;
     }
 }
 

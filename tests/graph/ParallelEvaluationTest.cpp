@@ -720,5 +720,23 @@ TEST_F(NetworksOnSeveralThreads, AreBuiltSideBySideWithListsOpenToEditing) {
     takeComputed();
 }
 
+TEST_F(ParallelEvaluation, LetsNodesMeasureThemselvesSideBySide) {
+    std::vector<Pipe*> leaves;
+    for (int count = 0; count < 40; ++count) {
+        auto* node = add<Pipe>("leaf" + std::to_string(count));
+        node->onCompute = [node] { node->setProfileTime(5); };
+        leaves.push_back(node);
+    }
+    auto* root = add<tests::Probe<double, 40>>("root");
+    for (std::size_t place = 0; place < leaves.size(); ++place) {
+        ASSERT_TRUE(leaves[place]->out()->connectTo(root->in(place)));
+    }
+    network.computeNode("root", nullptr, parallel);
+    for (const Pipe* leaf : leaves) {
+        EXPECT_EQ(leaf->profileTime(), 5U);
+    }
+    takeComputed();
+}
+
 }  // namespace
 }  // namespace TessilGraph

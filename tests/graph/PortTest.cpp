@@ -1052,5 +1052,30 @@ TEST(Port, KeepsNamesOfAnyLengthAndAnyBytes) {
     EXPECT_EQ(Port(longName).name(), longName);
 }
 
+TEST(Port, IsNotLinkedAgainToAnOutputThatListsItFromBeforeAReset) {
+    Pipe a, b, c;
+    b.out()->reset();
+    ASSERT_TRUE(a.out()->connectTo(c.in()));
+    c.in()->reset();
+    ASSERT_TRUE(b.out()->connectTo(c.in()));
+    ASSERT_TRUE(b.out()->disconnectFrom(c.in()));
+    EXPECT_FALSE(a.out()->connectTo(c.in()));
+    EXPECT_EQ(takeLog(), Messages{connectedMessage});
+    EXPECT_EQ(a.out()->getConnections(), Ports{c.in()});
+}
+
+TEST(Port, IsNotLinkedAgainToAnOutputThatListsItFromBeforeItWasLinkedByHand) {
+    Pipe a, b, c, d;
+    ASSERT_TRUE(a.out()->connectTo(c.in()));
+    c.in()->reset();
+    b.out()->getConnections().push_back(c.in());
+    c.in()->getConnections().push_back(b.out());
+    ASSERT_TRUE(b.out()->connectTo(d.in()));
+    ASSERT_TRUE(b.out()->disconnectFrom(c.in()));
+    EXPECT_FALSE(a.out()->connectTo(c.in()));
+    EXPECT_EQ(takeLog(), Messages{connectedMessage});
+    EXPECT_EQ(a.out()->getConnections(), Ports{c.in()});
+}
+
 }  // namespace
 }  // namespace TessilGraph

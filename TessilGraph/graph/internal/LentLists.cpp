@@ -61,6 +61,15 @@ bool isInOrder(Node* upstream, Node* downstream) {
     return upstream == nullptr || downstream == nullptr || bringInOrder(*upstream, *downstream);
 }
 
+/// For an input whose source was changed by hand.
+void setEpoch(Port& input, std::uint32_t epoch) {
+    if (Access::epoch(input) != epoch && Access::hasLost(input)) {
+        // The epoch doesn't speak for the output that was lost any more.
+        Access::lostMany(input) = true;
+    }
+    Access::epoch(input) = epoch;
+}
+
 enum class Verdict { Sound, OneSided, Disordered };
 
 Verdict checkOutput(Port& output) {
@@ -79,7 +88,7 @@ Verdict checkOutput(Port& output) {
             continue;
         }
         if (lists(*peer, output) && Access::epoch(*peer) != epoch) {
-            Access::epoch(*peer) = epoch;
+            setEpoch(*peer, epoch);
         } else {
             // Listed here without knowing, or twice: nobody may move its node back.
             Access::lostMany(*peer) = true;
@@ -112,7 +121,7 @@ Verdict checkInput(Port& input, const Snapshot& before) {
     }
     if (changed) {
         Port* source = sources.empty() ? nullptr : sources.front();
-        Access::epoch(input) = source != nullptr ? Access::epoch(*source) : 0;
+        setEpoch(input, source != nullptr ? Access::epoch(*source) : 0);
     }
     return Verdict::Sound;
 }
