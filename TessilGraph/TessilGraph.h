@@ -8,6 +8,7 @@
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>
 #include <TessilGraph/exec/CancelToken.h>
+#include <TessilGraph/exec/Frames.h>
 #include <TessilGraph/exec/PreparedEvaluation.h>
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/NetworkManager.h>
@@ -24,6 +25,7 @@
 #include <TessilGraph/nodes/BlendVectors.h>
 #include <TessilGraph/nodes/ClosestPointOnCurve.h>
 #include <TessilGraph/nodes/CompareNodes.h>
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/IfNodes.h>
 #include <TessilGraph/nodes/MathNodes.h>
 #include <TessilGraph/nodes/MatrixAlgorithmNodes.h>

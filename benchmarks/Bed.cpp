@@ -66,20 +66,27 @@ void Bed::settle() {
     lean().setAll(false);
 }
 
-double Bed::countAll() {
+std::vector<std::uint32_t> Bed::reachedByAll() {
     lean().setAll(false);
     markAll(lean());
-    const auto reached = static_cast<double>(lean().countDirty());
-    lean().setAll(false);
-    return reached;
+    return takeDirty();
 }
 
-double Bed::countFew() {
+std::vector<std::uint32_t> Bed::reachedByFew() {
     lean().setAll(false);
     lean().mark(workload.few);
-    const auto reached = static_cast<double>(lean().countDirty());
+    return takeDirty();
+}
+
+std::vector<std::uint32_t> Bed::takeDirty() {
+    std::vector<std::uint32_t> dirty;
+    for (std::uint32_t node = 0; node < workload.size(); ++node) {
+        if (lean().node(node).dirty) {
+            dirty.push_back(node);
+        }
+    }
     lean().setAll(false);
-    return reached;
+    return dirty;
 }
 
 Imath::V3d Bed::sinkOf(const Touches& touches) {

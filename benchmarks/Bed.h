@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -68,10 +69,12 @@ public:
         }
     }
 
-    /// The number of nodes that a change of everything, or of little, reaches in a clean network. Leaves
-    /// the lean network clean.
-    double countAll();
-    double countFew();
+    /// The nodes that a change of everything, or of little, reaches in a clean network. Leaves the lean
+    /// network clean.
+    std::vector<std::uint32_t> reachedByAll();
+    std::vector<std::uint32_t> reachedByFew();
+    double countAll() { return static_cast<double>(reachedByAll().size()); }
+    double countFew() { return static_cast<double>(reachedByFew().size()); }
 
     /// The network is up to date and has come to the value of the loop.
     bool isEngineRight() { return isRight(engine(), engineTouches); }
@@ -92,6 +95,7 @@ private:
     }
 
     Imath::V3d sinkOf(const Touches& touches);
+    std::vector<std::uint32_t> takeDirty();
 
     std::optional<EngineNetwork> engine_;
     std::optional<LeanNetwork> lean_;

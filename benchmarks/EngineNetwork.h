@@ -7,7 +7,7 @@
 #include <Imath/ImathVec.h>
 
 #include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +31,7 @@ public:
     void touch(std::uint32_t node, const Imath::V3d& value);
     void mark(std::uint32_t node) { nodes_[node]->setDirty(true); }
     void setAll(bool dirty);
+    void clean(std::uint32_t node) { nodes_[node]->setDirty(false); }
 
     /// Takes a link away and makes it again.
     void rewire();

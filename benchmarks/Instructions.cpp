@@ -60,6 +60,7 @@ private:
 void nothing() {}
 
 void countEvaluation(Bed& bed, Counter& counter, const Way& way) {
+    bed.settle();
     EngineNetwork& engine = bed.engine();
     LeanNetwork& lean = bed.lean();
     const std::string name = way.name;

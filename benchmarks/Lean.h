@@ -81,6 +81,7 @@ public:
     void mark(std::uint32_t node);
 
     void setAll(bool dirty);
+    void clean(std::uint32_t node) { nodes_[node]->dirty = false; }
     std::size_t countDirty() const;
 
     /// Finds the dirty nodes upstream of the sink and computes them, each after its sources.

@@ -1,5 +1,7 @@
 #include <benchmarks/Plot.h>
 
+#include <benchmarks/LineName.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -45,15 +47,6 @@ struct Panel {
     std::map<std::string, Curve> curves;  ///< By workload.
 };
 
-/// "17.6k" is 17,600; 0 for what is no size.
-double nodesOf(const std::string& size) {
-    std::istringstream text(size);
-    double number = 0.0;
-    char unit = ' ';
-    text >> number >> unit;
-    return unit == 'k' ? number * 1e3 : unit == 'M' ? number * 1e6 : 0.0;
-}
-
 bool hasColour(const std::string& workload) {
     return std::any_of(std::begin(colours), std::end(colours),
                        [&](const Colour& colour) { return workload == colour.workload; });
@@ -62,27 +55,20 @@ bool hasColour(const std::string& workload) {
 std::vector<Panel> makePanels(const std::vector<Line>& lines) {
     std::vector<Panel> panels;
     for (const Line& line : lines) {
-        std::istringstream parts(line.name);
-        std::string operation;
-        std::string workload;
-        std::string size;
-        std::getline(parts, operation, '/');
-        std::getline(parts, workload, '/');
-        std::getline(parts, size, '/');
-        const double nodes = nodesOf(size);
-        if (nodes == 0.0 || !hasColour(workload) || line.subject.median <= 0.0) {
+        const LineName name(line.name);
+        if (name.nodes == 0.0 || !hasColour(name.workload) || line.subject.median <= 0.0) {
             continue;
         }
         auto panel = std::find_if(panels.begin(), panels.end(),
-                                  [&](const Panel& known) { return known.operation == operation; });
+                                  [&](const Panel& known) { return known.operation == name.operation; });
         if (panel == panels.end()) {
-            panel = panels.insert(panels.end(), {operation, line.unit, "", {}});
+            panel = panels.insert(panels.end(), {name.operation, line.unit, "", {}});
         }
-        Curve& curve = panel->curves[workload];
-        curve.library.push_back({nodes, line.subject.median});
+        Curve& curve = panel->curves[name.workload];
+        curve.library.push_back({name.nodes, line.subject.median});
         if (!line.comparisons.empty() && line.comparisons.front().median > 0.0) {
             panel->rival = line.comparisons.front().name;
-            curve.rival.push_back({nodes, line.comparisons.front().median});
+            curve.rival.push_back({name.nodes, line.comparisons.front().median});
         }
     }
     const auto hasOneSize = [](const Panel& panel) {

@@ -72,6 +72,8 @@ struct Workload {
     Imath::V3d touchValue(std::uint32_t node, std::uint32_t step) const;
 };
 
+inline constexpr std::array<const char*, 5> workloadNames = {"chain", "fan", "ladder", "dag", "rig"};
+
 /// "chain", "fan", "ladder", "dag" or "rig" at "1k", "10k", "100k" or "1M", or twenty characters of the
 /// rig, which are "17.6k"; with "slow_" before the first four, every node is a slow addition. Ends the
 /// program for others.

@@ -1,9 +1,11 @@
 #include <benchmarks/Lines.h>
+#include <benchmarks/Markdown.h>
 #include <benchmarks/Measure.h>
 #include <benchmarks/Plot.h>
 #include <benchmarks/Results.h>
 #include <benchmarks/SlowNode.h>
 #include <benchmarks/Table.h>
+#include <benchmarks/Workloads.h>
 
 #include <TessilGraph/TessilGraph.h>
 
@@ -18,8 +20,9 @@ namespace {
 struct Options {
     bool large = false;   ///< Also networks of a million nodes.
     std::string compare;  ///< Results of an earlier run.
-    std::string out;      ///< Where the results go.
-    std::string plot;     ///< Where the picture goes.
+    std::string out;      ///< Where the results go, for a later comparison.
+    std::string tables;   ///< The same for a document.
+    std::string plot;     ///< The same as a picture.
 };
 
 /// Takes our own options out of the list; the others are Google Benchmark's.
@@ -38,7 +41,7 @@ Options takeOptions(int& argc, char** argv) {
         if (std::strcmp(argv[i], "--large") == 0) {
             options.large = true;
         } else if (!takeValue(argv[i], "--compare=", options.compare) && !takeValue(argv[i], "--out=", options.out) &&
-                   !takeValue(argv[i], "--plot=", options.plot)) {
+                   !takeValue(argv[i], "--tables=", options.tables) && !takeValue(argv[i], "--plot=", options.plot)) {
             argv[kept++] = argv[i];
         }
     }
@@ -66,7 +69,7 @@ void addAllLines(bool large) {
         sizes.emplace_back("1M");
     }
     for (const std::string& size : sizes) {
-        for (const char* kind : {"chain", "fan", "ladder", "dag", "rig"}) {
+        for (const char* kind : bench::workloadNames) {
             addNetworkLines(kind, size);
         }
         bench::addRenameLine(size);
@@ -113,6 +116,9 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
     if (!options.out.empty()) {
         bench::writeResults(options.out, lines);
+    }
+    if (!options.tables.empty()) {
+        bench::writeMarkdown(options.tables, lines);
     }
     if (!options.plot.empty()) {
         bench::writePlot(options.plot, lines);

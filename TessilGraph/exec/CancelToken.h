@@ -4,7 +4,7 @@
 
 namespace TessilGraph {
 
-/// A wish that an evaluation stop, looked at between two nodes.
+/// A wish that an evaluation stop, looked at between nodes; see `RunOptions::cancel`.
 ///
 /// Threads: any of them may be called from any thread at any time.
 class CancelToken {

@@ -5,11 +5,10 @@
 #include <TessilGraph/exec/internal/FreshWalk.h>
 #include <TessilGraph/exec/internal/Run.h>
 #include <TessilGraph/exec/internal/RunControl.h>
+#include <TessilGraph/exec/internal/Tasks.h>
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
-
-#include <TessilUtils/TaskGroup.h>
 
 #include <algorithm>
 #include <chrono>
@@ -155,7 +154,7 @@ private:
             chunks_ = std::make_unique<internal::Chunks>(*form, members_);
         }
         internal::Run run(*form, members_, how, control);
-        if (chunks_->mayPay() && !rests() && chunks_->plan(TessilUtils::TaskGroup::concurrency())) {
+        if (chunks_->mayPay() && !rests() && chunks_->plan(internal::TaskGroup::concurrency())) {
             const auto begin = std::chrono::steady_clock::now();
             chunks_->run(run, control);
             form->settle();
@@ -168,7 +167,7 @@ private:
         }
     }
 
-    static bool isOnlyOneThread() { return TessilUtils::TaskGroup::concurrency() == 1; }
+    static bool isOnlyOneThread() { return internal::TaskGroup::concurrency() == 1; }
 
     /// The first runs and some of the later ones.
     bool isRunToTime() {

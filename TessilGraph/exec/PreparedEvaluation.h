@@ -29,7 +29,7 @@ struct RunOptions {
     /// storage outside (`PortTemplate::setLink`) or keep state are always computed.
     bool cutOff = false;
 
-    /// Looked at between two nodes, or every few hundred when they are tiny. May be null.
+    /// Looked at between two nodes, or every few dozen when they are tiny. May be null.
     const CancelToken* cancel = nullptr;
 
     /// Told between nodes how many are done and how many there were to do at the beginning, on the thread
@@ -43,7 +43,7 @@ enum class RunStatus {
     Cancelled,    ///< What was not computed is dirty still; the next run completes it.
     TargetGone,   ///< The network has no node of a target's name. The other targets are up to date.
     NetworkGone,  ///< The network manager is gone; nothing was done.
-    Busy          ///< Called from within an evaluation of the same network; nothing was done.
+    Busy          ///< Called from within a run on the same network; nothing was done.
 };
 
 struct RunResult {

@@ -6,11 +6,12 @@
 
 namespace TessilGraph {
 
-/// The evaluation context that a host hands to `NetworkManager::computeNode`.
+/// The evaluation context that a host hands to `NetworkManager::computeNode` or `PreparedEvaluation::run`.
 ///
 /// The library passes the pointer on to `Node::compute` of every node that it evaluates and never
 /// looks inside; no built-in node reads it, so null is fine. Hosts derive from it to bring their
-/// own nodes what they need. It is read from several threads at once when levels run in parallel.
+/// own nodes what they need. It is read from several threads at once when nodes are computed in
+/// parallel.
 class TESSILGRAPH_API ComputeData {
 public:
     ComputeData() = default;

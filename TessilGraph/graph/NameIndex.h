@@ -32,6 +32,18 @@ public:
         }
     }
 
+    /// Says that the name of that hash will be looked for soon.
+    void prefetch(std::uint32_t hash) const {
+        if (!slots_.empty()) {
+            __builtin_prefetch(&slots_[hash & mask()]);
+        }
+    }
+
+    /// Most likely where `find` will end; may be `none`.
+    Position guess(std::uint32_t hash) const {
+        return find(hash, [](Position) { return true; });
+    }
+
     /// Makes room for one more name, so that the next `insert` allocates nothing.
     void reserveOne() { reserve(size_ + 1); }
 

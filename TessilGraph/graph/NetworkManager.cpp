@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/NetworkManager.h>
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
@@ -43,6 +44,20 @@ void logOneSidedLinks(const Node& node) {
     }
 }
 
+/// Says to the network that nodes may be at work.
+class EvaluationUnderWay {
+public:
+    explicit EvaluationUnderWay(internal::NetworkState& network) : network_(network) {
+        network_.evaluations.fetch_add(1, std::memory_order_relaxed);
+    }
+    ~EvaluationUnderWay() { network_.evaluations.fetch_sub(1, std::memory_order_relaxed); }
+    EvaluationUnderWay(const EvaluationUnderWay&) = delete;
+    EvaluationUnderWay& operator=(const EvaluationUnderWay&) = delete;
+
+private:
+    internal::NetworkState& network_;
+};
+
 /// The two ports that are to be linked or unlinked; null where a name is unknown.
 struct Ends {
     Port* output = nullptr;
@@ -50,8 +65,7 @@ struct Ends {
 
     Ends(const NodeSet& nodes, const std::string& srcNode, const std::string& srcPort, const std::string& dstNode,
          const std::string& dstPort) {
-        Node* source = nodes.find(srcNode);
-        Node* destination = nodes.find(dstNode);
+        const auto [source, destination] = nodes.findBoth(srcNode, dstNode);
         if (source != nullptr && destination != nullptr) {
             output = source->getOutputPort(srcPort);
             input = destination->getInputPort(dstPort);
@@ -206,18 +220,18 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
+    const EvaluationUnderWay underWay(*nodes_.state());
     if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
         return;
     }
     if (!node->isDirty()) {
         return;
     }
-    const bool isCyclic = parallel && internal::runsInACircle(*node);
-    if (parallel && !isCyclic) {
-        internal::computeInLevels(*node, data);
-    } else {
-        internal::computeUpstream(*node, nodes_, data, isCyclic);
+    if (parallel && internal::computeInLevels(*node, *nodes_.state(), data)) {
+        return;
     }
+    const bool isCyclic = parallel;
+    internal::computeUpstream(*node, nodes_, data, isCyclic);
 }
 
 void NetworkManager::setAllNodeDirty() {

@@ -101,12 +101,14 @@ public:
     ///
     /// A clean node is up to date, whatever stands upstream of it. An unknown name does nothing.
     /// What a node throws reaches the caller; that node and those not reached stay dirty. Where
-    /// links run in a circle, each node is computed at most once, and that is logged.
+    /// links run in a circle, each node is computed at most once, and that is logged. Built-in nodes may
+    /// be computed without a call of their `compute`.
     ///
     /// @param data is handed to every `compute` as it is; may be null.
     /// @param parallel computes level by level, the nodes of one level side by side. A node is then
     /// computed once for each distance at which it feeds the named one, and clean nodes that feed
-    /// dirty ones are computed too.
+    /// dirty ones are computed too. Nodes of pure classes (`NodeTraits`) may be computed once, where
+    /// that shows in no value.
     /// @param useCache computes the dirty nodes of the order that is stored under the name, if there
     /// is one, even if the named node itself is clean.
     void computeNode(const std::string& name, const ComputeData* data = nullptr, bool parallel = false,

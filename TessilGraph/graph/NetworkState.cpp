@@ -1,5 +1,7 @@
 #include <TessilGraph/graph/NetworkState.h>
 
+#include <TessilGraph/graph/internal/LevelWalk.h>
+#include <TessilGraph/graph/internal/MarkPlan.h>
 #include <TessilGraph/graph/internal/WalkScratch.h>
 
 namespace TessilGraph::internal {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -12,18 +13,22 @@ class NodeSet;
 
 namespace internal {
 
+class MarkPlan;
 class PreparedNodes;
 struct KeptWalk;
+struct LevelWalks;
 struct WalkScratch;
 
-/// What a network tells those who keep something prepared for it. They hold it too, so that it
-/// outlives the network; all of it is raised or set by the network's nodes and ports.
+/// What a network tells those who keep something prepared for it, and what it keeps for its walks.
+/// Prepared evaluations hold it too, so that it outlives the network.
 struct NetworkState {
     NetworkState();
     ~NetworkState();
 
-    /// Raised whenever a node or port comes or goes, a link is made or taken away, a list of links is
-    /// lent out for editing, or a port is bound to other storage.
+    /// Raised whenever a node comes, goes or gets another name, a port comes, goes or changes sides, a
+    /// link is made or taken away, a list of links is lent out for editing, one of ports for the first
+    /// time, or a port is bound to other storage. Edits of lists that were lent raise nothing, and neither
+    /// do ports that may have outlived their owner.
     std::atomic<std::uint64_t> wiring{0};
 
     /// Raised whenever a node becomes dirty.
@@ -32,8 +37,8 @@ struct NetworkState {
     /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
     std::uint64_t storage = 0;
 
-    /// Raised whenever a node is given a profile time.
-    std::uint64_t profileTimes = 0;
+    /// Raised whenever a node is given a profile time other than 0.
+    std::atomic<std::uint64_t> profileTimes{0};
 
     /// Null when the network is gone.
     NodeSet* nodes = nullptr;
@@ -43,6 +48,18 @@ struct NetworkState {
 
     /// The last walk that found everything dirty; empty while it is at work again.
     std::unique_ptr<KeptWalk> keptWalk;
+
+    /// What level walks keep; empty while one is at it.
+    std::unique_ptr<LevelWalks> levelWalks;
+
+    /// How many evaluations are under way, one from within another.
+    std::atomic<std::uint32_t> evaluations{0};
+
+    std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
+    std::uint64_t markedWiring = 0;      ///< The wiring at that time.
+    std::uint64_t markedStorage = 0;     ///< The same of `storage`.
+    bool triedMarkPlan = false;          ///< Since both of them are as they are.
+    std::unique_ptr<MarkPlan> markPlan;
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
@@ -59,6 +76,7 @@ struct NetworkState {
 
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
+    void noteProfileTime() { raise(profileTimes); }
 
 private:
     /// Nodes that are computed side by side may raise a counter at the same time. It counts as raised

@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/MarkPlan.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
 
@@ -137,7 +138,7 @@ void Node::removeOutputPort(const std::string& name) {
 void Node::setProfileTime(std::uint64_t time) {
     profileTime_ = time;
     if (time != 0 && home_ != nullptr) {
-        ++home_->profileTimes;
+        home_->noteProfileTime();
     }
 }
 
@@ -160,7 +161,12 @@ void Node::setDirty(bool dirty) {
     }
     markDirty(*this);
     noteOrigin();
+    if (home_ != nullptr && home_->markPlan != nullptr && home_->markPlan->isCurrent()) {
+        home_->markPlan->markFrom(entry_);
+        return;
+    }
     internal::SmallStack<Node*, 64> marked;
+    std::size_t count = 0;
     marked.push(this);
     const auto markOwner = [&marked](const Port* peer) {
         Node* downstream = peer != nullptr ? peer->node() : nullptr;
@@ -170,11 +176,15 @@ void Node::setDirty(bool dirty) {
         }
     };
     while (!marked.empty()) {
+        ++count;
         marked.pop()->outputs_.forEach([&markOwner](const Port* output) {
             if (output != nullptr) {
                 output->connections_.forEach(markOwner);
             }
         });
+    }
+    if (home_ != nullptr) {
+        internal::noteMarked(*home_, count);
     }
 }
 
@@ -215,6 +225,14 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (comesLinked || mayBeListed || isWatched) {
         internal::LentLists::watch(*port);
     }
+}
+
+/// The list as hosts edit it.
+std::vector<Port*>& Node::open(PortList& ports) {
+    if (!ports.isOpen()) {
+        internal::noteWiring(this);
+    }
+    return ports.open();
 }
 
 /// False when there is no port of that name.

@@ -9,7 +9,7 @@ namespace TessilGraph {
 class Node;
 
 /// What evaluation may rely on for the nodes of a class. A class of which nothing is declared keeps no
-/// state, gets on with others, and is not pure.
+/// state and no outputs, gets on with others, and is not pure.
 struct NodeTraits {
     /// What `compute` writes depends on earlier calls, not on the inputs alone.
     bool keepsState = false;

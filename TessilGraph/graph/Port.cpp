@@ -95,7 +95,7 @@ void Port::setAsInput(bool input) {
 std::vector<Port*>& Port::getConnections() {
     internal::LentLists::watch(*this);
     noteWiring();
-    return connections_.asVector();
+    return connections_.open();
 }
 
 /// A port that was removed may outlive the node that it goes on naming.

@@ -102,18 +102,25 @@ void PortList::clear() {
     destroy(old);
 }
 
-std::vector<Port*>& PortList::asVector() const {
+const std::vector<Port*>& PortList::asVector() const {
     std::uintptr_t old = word_.load(std::memory_order_acquire);
     if ((old & kindBits) == isLent) {
         return lent(old)->ports;
     }
     const PortRange ports = range();
-    auto made = std::make_unique<Lent>(Lent{std::vector<Port*>(ports.begin(), ports.end()), old});
+    auto made = std::make_unique<Lent>(Lent{std::vector<Port*>(ports.begin(), ports.end()), old, false});
     const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(made.get()) | isLent;
     if (word_.compare_exchange_strong(old, word, std::memory_order_acq_rel, std::memory_order_acquire)) {
         return made.release()->ports;
     }
     return lent(old)->ports;  // Another thread was first.
+}
+
+std::vector<Port*>& PortList::open() {
+    asVector();
+    Lent& list = *lent(word());
+    list.isOpen = true;
+    return list.ports;
 }
 
 }  // namespace TessilGraph

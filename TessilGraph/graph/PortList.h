@@ -37,8 +37,8 @@ private:
 /// them.
 ///
 /// A single port stands in the list itself, several stand in an array. Most lists are never seen from
-/// outside; one whose vector was asked for lives in that vector from then on, so that a host's edits
-/// count at once.
+/// outside; one whose vector was asked for lives in that vector from then on. It is open once it was asked
+/// for to be edited: a host's edits count at once, whenever they come.
 ///
 /// Threads: const functions may run side by side.
 class TESSILGRAPH_API PortList {
@@ -74,8 +74,8 @@ public:
     std::size_t size() const { return range().size(); }
     bool empty() const { return size() == 0; }
 
-    /// Whether hosts have seen the list as a vector, which they may edit.
-    bool isVector() const { return (word() & kindBits) == isLent; }
+    /// Whether hosts have a way to edit the list.
+    bool isOpen() const { return (word() & kindBits) == isLent && lent(word())->isOpen; }
 
     /// The first port; null when there is none.
     Port* front() const {
@@ -102,7 +102,10 @@ public:
     void clear();
 
     /// The list as a vector, in which it lives from now on.
-    std::vector<Port*>& asVector() const;
+    const std::vector<Port*>& asVector() const;
+
+    /// The same, to be edited.
+    std::vector<Port*>& open();
 
 private:
     /// Several ports, right behind this header.
@@ -118,6 +121,7 @@ private:
     struct Lent {
         std::vector<Port*> ports;
         std::uintptr_t before;  ///< What the list was; readers on other threads may still be at it.
+        bool isOpen = false;
     };
 
     static constexpr std::uintptr_t kindBits = 3;

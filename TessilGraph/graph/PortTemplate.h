@@ -91,8 +91,10 @@ public:
     /// linked storage where there is some, else its own.
     T get() const { return getRef(); }
 
-    /// The storage that `get` reads. Valid until the wiring, the link or the port changes, or until an
-    /// evaluation of the network is prepared or a prepared one ends.
+    /// The storage that `get` reads. Valid until the wiring, the link or the port changes. Prepared
+    /// evaluations keep values elsewhere: then it ends, too, when one of them prepares (in its first run,
+    /// and in the next one after the network changed), when the last of them goes, and when a node of the
+    /// network goes or gets another name.
     T& getRef() { return *feedingPort().data_; }
     const T& getRef() const { return *feedingPort().data_; }
 

@@ -69,7 +69,7 @@ bool StoredOrders::compute(const std::string& name, const NetworkState& network,
     } else if (plan->knowsProfileTimes()) {
         computeFrom(plan->run(data), *order, data);
     } else {
-        const std::uint64_t profileTimes = network.profileTimes;
+        const std::uint64_t profileTimes = network.profileTimes.load(std::memory_order_relaxed);
         computeFrom(0, *order, data);
         plan->setKnownProfileTimes(profileTimes);
     }

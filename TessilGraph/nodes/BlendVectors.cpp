@@ -1,12 +1,13 @@
 #include <TessilGraph/nodes/BlendVectors.h>
 
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/internal/Kernels.h>
 
 namespace TessilGraph {
 
 namespace {
 
-Imath::V3d blend(const Imath::V3d& inVector1, const Imath::V3d& inVector2, double parameter) {
+TESSILGRAPH_ONE_BODY Imath::V3d blend(const Imath::V3d& inVector1, const Imath::V3d& inVector2, double parameter) {
     return parameter * inVector2 + (1.0 - parameter) * inVector1;
 }
 

@@ -1,5 +1,6 @@
 #include <TessilGraph/nodes/MatrixAlgorithmNodes.h>
 
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/MatrixShapeCompute.h>
 #include <TessilGraph/nodes/ShapeCompute.h>
 #include <TessilGraph/nodes/internal/Kernels.h>
@@ -44,24 +45,24 @@ V3d firstThree(const double* row) {
     return {row[0], row[1], row[2]};
 }
 
-M44d axisAngle(const V3d& axis, double angle) {
+TESSILGRAPH_ONE_BODY M44d axisAngle(const V3d& axis, double angle) {
     M44d out;
     out.setAxisAngle(axis, angle);
     return out;
 }
 
-M44d alignZAxis(const V3d& target, const V3d& up) {
+TESSILGRAPH_ONE_BODY M44d alignZAxis(const V3d& target, const V3d& up) {
     M44d out;
     Imath::alignZAxisWithTargetDir(out, target, up);
     return out;
 }
 
-M44d localFrame(const V3d& pos, const V3d& xDir, const V3d& normal) {
+TESSILGRAPH_ONE_BODY M44d localFrame(const V3d& pos, const V3d& xDir, const V3d& normal) {
     return Imath::computeLocalFrame(pos, xDir, normal);
 }
 
 // Imath::computeRSMatrix step by step, because that one raises on a degenerate matrix.
-M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d& matrixB) {
+TESSILGRAPH_ONE_BODY M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d& matrixB) {
     const Parts a = decompose(matrixA);
     const Parts b = decompose(matrixB);
     M44d out;
@@ -71,13 +72,13 @@ M44d rsMatrix(bool keepRotateA, bool keepScaleA, const M44d& matrixA, const M44d
     return out;
 }
 
-void scalingAndShearOf(const M44d& matrix, V3d& scale, V3d& shear) {
+TESSILGRAPH_ONE_BODY void scalingAndShearOf(const M44d& matrix, V3d& scale, V3d& shear) {
     const Parts parts = scalingAndShear(matrix);
     scale = parts.scale;
     shear = parts.shear;
 }
 
-void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& translate) {
+TESSILGRAPH_ONE_BODY void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& translate) {
     const Parts parts = decompose(matrix);
     scale = parts.scale;
     shear = parts.shear;
@@ -85,11 +86,11 @@ void partsOf(const M44d& matrix, V3d& scale, V3d& shear, V3d& rotate, V3d& trans
     translate = parts.translate;
 }
 
-M44d rotation(const V3d& from, const V3d& to) {
+TESSILGRAPH_ONE_BODY M44d rotation(const V3d& from, const V3d& to) {
     return Imath::rotationMatrix(from, to);
 }
 
-M44d rotationWithUp(const V3d& from, const V3d& to, const V3d& up) {
+TESSILGRAPH_ONE_BODY M44d rotationWithUp(const V3d& from, const V3d& to, const V3d& up) {
     return Imath::rotationMatrixWithUpDir(from, to, up);
 }
 

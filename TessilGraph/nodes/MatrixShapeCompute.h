@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/MatrixShapes.h>
 
 namespace TessilGraph {
@@ -11,19 +12,19 @@ namespace TessilGraph {
 
 template <class N, class Out>
 bool MatrixNode<N, Out>::compute(const ComputeData*) {
-    out_->set(N::evaluate(matrix_->getRef()));
+    out_->set(internal::evaluateOnce<N>(matrix_->getRef()));
     return true;
 }
 
 template <class N, class Matrix, class Scalar, class Out>
 bool MatrixScalarNode<N, Matrix, Scalar, Out>::compute(const ComputeData*) {
-    out_->set(N::evaluate(matrix_->getRef(), double_->getRef()));
+    out_->set(internal::evaluateOnce<N>(matrix_->getRef(), double_->getRef()));
     return true;
 }
 
 template <class N, class Matrix, class Vector, class Out>
 bool MatrixVectorNode<N, Matrix, Vector, Out>::compute(const ComputeData*) {
-    out_->set(N::evaluate(matrix_->getRef(), vector_->getRef()));
+    out_->set(internal::evaluateOnce<N>(matrix_->getRef(), vector_->getRef()));
     return true;
 }
 

@@ -88,6 +88,10 @@ public:
         return internal::NodeMemory::allocateNode(size, room);
     }
 
+    using Node::operator delete;
+
+    static void operator delete(void* memory) noexcept { Node::operator delete(memory); }
+
     /// A new node of the same class with the same name, owned by the caller. Unconnected inputs keep
     /// their values; connected inputs, outputs and whatever else a node remembers start afresh.
     Node* clone() override { return copyUnconnected(*this, new N); }

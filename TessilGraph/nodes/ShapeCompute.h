@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/NodeShape.h>
 
 namespace TessilGraph {
@@ -11,7 +12,7 @@ namespace TessilGraph {
 
 template <class N, class In, class Out>
 bool UnaryNode<N, In, Out>::compute(const ComputeData*) {
-    out_->set(N::evaluate(in_->getRef()));
+    out_->set(internal::evaluateOnce<N>(in_->getRef()));
     return true;
 }
 
@@ -19,7 +20,7 @@ template <class N, class In1, class In2, class Out>
 bool BinaryNode<N, In1, In2, Out>::compute(const ComputeData*) {
     const In2& in2 = in2_->getRef();
     const In1& in1 = in1_->getRef();
-    out_->set(N::evaluate(in1, in2));
+    out_->set(internal::evaluateOnce<N>(in1, in2));
     return true;
 }
 

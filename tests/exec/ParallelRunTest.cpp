@@ -246,7 +246,7 @@ TEST_P(ParallelRun, CutsOffWhatSawNoChange) {
     input.set(1.0);
     evaluation.run(nullptr, options_);
     EXPECT_EQ(sinkValue(), right + 1.0);
-    // One that was missed by others than this one counts as changed.
+    // One that others took notice of than this one counts as changed.
     input.set(2.0);
     network_.computeNode(nameOf(3, 0));
     evaluation.run(nullptr, options_);

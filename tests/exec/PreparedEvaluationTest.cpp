@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace tests;
@@ -397,4 +399,110 @@ TEST_F(Prepared, FollowsListsThatAreEditedByHand) {
     network->getNode("later")->setDirty(true);
     evaluation.run();
     EXPECT_EQ(output("later"), 1.0);
+}
+
+TEST_F(Prepared, CutsOffNoNodeThatReadsStorageOutside) {
+    double outside = 1.0;
+    makeSums(3);
+    input("sum1", "in2").setLink(&outside);
+    RunOptions options;
+    options.cutOff = true;
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run(nullptr, options);
+    outside = 50.0;
+    // The source of sum1 comes out as it was.
+    network->getNode("sum0")->setDirty(true);
+    evaluation.run(nullptr, options);
+    EXPECT_EQ(output("sum2"), 52.0);
+}
+
+TEST_F(Prepared, TakesNanForTheSameAndZerosOfDifferentSignsForDifferent) {
+    makeSums(2);
+    probe<Pipe>("after");
+    link("sum1", "after", "in1");
+    RunOptions options;
+    options.cutOff = true;
+    PreparedEvaluation evaluation(*network, "after");
+    const auto computedAfter = [&](double value, double other) {
+        input("sum0", "in1").set(value);
+        input("sum0", "in2").set(other);
+        input("sum1", "in2").set(-0.0);
+        evaluation.run(nullptr, options);
+        input("sum0", "in1").set(other);
+        input("sum0", "in2").set(value);
+        takeComputed();
+        evaluation.run(nullptr, options);
+        return takeComputed().size();
+    };
+    const double notANumber = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(computedAfter(notANumber, 1.0), 0u);
+    EXPECT_EQ(computedAfter(2.0, 3.0), 0u);
+    input("sum0", "in1").set(0.0);
+    input("sum0", "in2").set(0.0);
+    evaluation.run(nullptr, options);
+    input("sum0", "in1").set(-0.0);
+    input("sum0", "in2").set(-0.0);
+    takeComputed();
+    evaluation.run(nullptr, options);
+    EXPECT_EQ(takeComputed().size(), 1u);
+}
+
+TEST_F(Prepared, AsksANodeWhosePortsAHostExchanged) {
+    makeSums(2);
+    PreparedEvaluation evaluation(*network, "sum1");
+    evaluation.run();
+    Node* sum = network->getNode("sum0");
+    // compute goes on using the port that was taken away.
+    std::unique_ptr<TessilGraph::Port> taken(sum->getInputPort("in1"));
+    sum->removeInputPort("in1");
+    sum->addInputPort(new PortTemplate<double>("in1"));
+    dynamic_cast<PortTemplate<double>&>(*taken).set(5.0);
+    input("sum0", "in1").set(70.0);
+    evaluation.run();
+    EXPECT_EQ(output("sum1"), 7.0);
+}
+
+TEST_F(Prepared, AsksNodesOfAHostThatDeriveFromBuiltInOnes) {
+    class Doubled : public TessilGraph::BufferDouble {
+    public:
+        bool compute(const TessilGraph::ComputeData*) override {
+            outputPort()->set(2.0 * inputPort()->get());
+            return true;
+        }
+    };
+    auto* doubled = new Doubled;
+    network->addNode(doubled, "doubled");
+    doubled->inputPort()->set(4.0);
+    PreparedEvaluation(*network, "doubled").run();
+    EXPECT_EQ(output("doubled"), 8.0);
+}
+
+TEST_F(Prepared, CanBeMoved) {
+    makeSums(2);
+    PreparedEvaluation evaluation(*network, "sum1");
+    evaluation.run();
+    PreparedEvaluation other = std::move(evaluation);
+    input("sum0", "in1").set(1.0);
+    expectResult(other.run(), RunStatus::Done, 2);
+}
+
+TEST_F(Prepared, NodesMayWireInTheirCompute) {
+    makeDiamond();
+    probe<Pipe>("extra");
+    dynamic_cast<Pipe&>(*network->getNode("a")).onCompute = [&] {
+        network->disconnectAttr("b", "out", "d", "in1");
+        network->connectAttr("extra", "out", "d", "in1");
+    };
+    PreparedEvaluation evaluation(*network, "d");
+    EXPECT_EQ(evaluation.run().status, RunStatus::Done);
+    EXPECT_FALSE(network->getNode("extra")->isDirty());
+    EXPECT_EQ(output("d"), 4.0);
+    takeLog();
+}
+
+TEST_F(Prepared, SurvivesATargetThatIsNeverThere) {
+    PreparedEvaluation evaluation(*network, "nobody");
+    expectResult(evaluation.run(), RunStatus::TargetGone, 0);
+    PreparedEvaluation none(*network, Names{});
+    expectResult(none.run(), RunStatus::Done, 0);
 }

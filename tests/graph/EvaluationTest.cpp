@@ -3,7 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
-#include <tests/support/CollectedLog.h>
+#include <tests/support/ProbeNetwork.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -34,22 +34,8 @@ Names sorted(Names names) {
     return names;
 }
 
-/// An empty network and short ways to fill it.
-class Evaluation : public testing::Test {
+class Evaluation : public tests::ProbeNetwork {
 protected:
-    Evaluation() { takeComputed(); }
-
-    template <class N>
-    N* add(const std::string& name) {
-        auto* node = new N;
-        network.addNode(node, name);
-        return node;
-    }
-
-    void connect(const std::string& from, const std::string& to, const std::string& in = "in1") {
-        ASSERT_TRUE(network.connectAttr(from, "out", to, in)) << from << " to " << to;
-    }
-
     void clean() {
         for (Node* node : network.getAllNodes()) {
             node->setDirty(false);
@@ -78,7 +64,6 @@ protected:
         connect("b", "c");
     }
 
-    NetworkManager network;
     Pipe* a = nullptr;
     Pipe* b = nullptr;
     Pipe* c = nullptr;

@@ -4,6 +4,8 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/Levels.h>
+#include <tests/support/ProbeNetwork.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -25,6 +27,7 @@
 namespace TessilGraph {
 namespace {
 
+using tests::expectedLevels;
 using tests::Messages;
 using tests::Pipe;
 using tests::ProbeNode;
@@ -43,21 +46,8 @@ const std::string cycleMessage = "Cycle detected! the connection is not allowed!
 constexpr bool parallel = true;
 constexpr bool serial = false;
 
-class ParallelEvaluation : public testing::Test {
+class ParallelEvaluation : public tests::ProbeNetwork {
 protected:
-    ParallelEvaluation() { takeComputed(); }
-
-    template <class N>
-    N* add(const std::string& name) {
-        auto* node = new N;
-        network.addNode(node, name);
-        return node;
-    }
-
-    void connect(const std::string& from, const std::string& to, const std::string& in = "in1") {
-        ASSERT_TRUE(network.connectAttr(from, "out", to, in)) << from << " to " << to;
-    }
-
     std::map<std::string, int> counts(const std::string& name) {
         network.computeNode(name, nullptr, parallel);
         std::map<std::string, int> counted;
@@ -66,8 +56,6 @@ protected:
         }
         return counted;
     }
-
-    NetworkManager network;
 };
 
 using Counts = std::map<std::string, int>;
@@ -226,39 +214,6 @@ TEST_F(ParallelEvaluation, CountsComputesAsTheLevelsSay) {
     network.getNode("c")->setDirtyFlag();
     // levels: {d} {c, b} {a, b} and the leaves {s}
     EXPECT_EQ(counts("d"), (Counts{{"s", 1}, {"a", 1}, {"b", 2}, {"c", 1}, {"d", 1}}));
-}
-
-/// What the level walk promises, spelled out over the nodes' own lists: the levels, the farthest first.
-std::vector<std::set<Node*>> expectedLevels(Node* named) {
-    std::vector<std::set<Node*>> levels = {{named}};
-    std::set<Node*> level = {named};
-    std::set<Node*> leaves;
-    while (!level.empty()) {
-        std::set<Node*> next;
-        for (Node* node : level) {
-            if (!node->isDirty()) {
-                continue;
-            }
-            if (node->numInputPorts() == 0) {
-                leaves.insert(node);
-            }
-            for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
-                if ((*port)->numConnections() == 0) {
-                    continue;
-                }
-                Node* upstream = (*port)->getConnections().front()->node();
-                std::size_t fed = 0;
-                for (auto in = upstream->inputPortBegin(); in != upstream->inputPortEnd(); ++in) {
-                    fed += (*in)->numConnections();
-                }
-                (fed > 0 ? next : leaves).insert(upstream);
-            }
-        }
-        levels.push_back(next.empty() ? leaves : next);
-        level = next;
-    }
-    std::reverse(levels.begin(), levels.end());
-    return levels;
 }
 
 TEST_F(ParallelEvaluation, KeepsToItsLevelsAndResultsOnRandomNetworks) {

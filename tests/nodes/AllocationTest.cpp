@@ -2,8 +2,11 @@
 #include "CatalogueRows.h"
 #include "NodeTesting.h"
 
+#include <TessilGraph/graph/NetworkManager.h>
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -27,6 +30,26 @@ std::size_t allocationsOf(Node& node, std::size_t computesBefore) {
     const std::size_t before = allocationCount();
     node.compute(nullptr);
     return allocationCount() - before;
+}
+
+/// How often computing the levels upstream of a node allocates once that was done a few times. Loops may
+/// still have to learn something now and then, so the least of several times counts.
+std::size_t allocationsOfLevels(TessilGraph::NetworkManager& network, const std::string& name) {
+    constexpr bool parallel = true;
+    std::size_t least = ~std::size_t{0};
+    for (int round = 0; round < 10; ++round) {
+        network.setAllNodeDirty();
+        const std::size_t before = allocationCount();
+        network.computeNode(name, nullptr, parallel);
+        if (round >= 5) {
+            least = std::min(least, allocationCount() - before);
+        }
+    }
+    return least;
+}
+
+std::string nameAt(int layer, int row) {
+    return std::to_string(layer) + "-" + std::to_string(row);
 }
 
 }  // namespace
@@ -61,4 +84,42 @@ TEST(Allocation, HappensInNoComputeThatWritesNoString) {
 TEST(Allocation, HappensNotWhenAStringIsOnlyPassedOnAgain) {
     const std::unique_ptr<Node> node(NodeFactory::instance().createNode("IfString"));
     EXPECT_EQ(allocationsOf(*node, 1), 0u);
+}
+
+TEST(Allocation, HappensNotWhenTheLevelsOfAnUnchangedNetworkAreComputedAgain) {
+    constexpr int layers = 20;
+    constexpr int rows = 60;
+    TessilGraph::NetworkManager network;
+    for (int layer = 0; layer < layers; ++layer) {
+        for (int row = 0; row < rows; ++row) {
+            network.createNode("MultiplyMatrix", nameAt(layer, row));
+            if (layer != 0) {
+                network.connectAttr(nameAt(layer - 1, row), "out", nameAt(layer, row), "in1");
+                network.connectAttr(nameAt(layer - 1, (row * 7 + layer) % rows), "out", nameAt(layer, row), "in2");
+            }
+        }
+    }
+    EXPECT_EQ(allocationsOfLevels(network, nameAt(layers - 1, 0)), 0u);
+}
+
+TEST(Allocation, HappensNotWhenNodesOfOneLevelReadEachOther) {
+    // Nodes that keep state, each of which reads two of the layer before and one of that before it.
+    constexpr int layers = 10;
+    constexpr int rows = 4;
+    TessilGraph::NetworkManager network;
+    for (int layer = 0; layer < layers; ++layer) {
+        for (int row = 0; row < rows; ++row) {
+            network.createNode("TimeNode", nameAt(layer, row));
+            const auto read = [&](int from, const char* port) {
+                if (from >= 0) {
+                    ASSERT_TRUE(network.connectAttr(nameAt(from, (row + layer - from) % rows), "frame",
+                                                    nameAt(layer, row), port));
+                }
+            };
+            read(layer - 1, "inputFrame");
+            read(layer - 1, "offset");
+            read(layer - 2, "frameRate");
+        }
+    }
+    EXPECT_EQ(allocationsOfLevels(network, nameAt(layers - 1, 0)), 0u);
 }

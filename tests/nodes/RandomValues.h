@@ -11,8 +11,8 @@ namespace tests {
 // Inputs of every kind, those that make trouble among them.
 
 inline double randomDouble(Numbers& numbers) {
-    static const std::array<double, 12> special{0.0,        -0.0,  1.0,     -1.0,   infinity, -infinity,
-                                                notANumber, 1e300, -1e-300, 5e-324, 1e39,     0.1};
+    static const std::array<double, 13> special{0.0,         -0.0,  1.0,     -1.0,   infinity, -infinity, notANumber,
+                                                -notANumber, 1e300, -1e-300, 5e-324, 1e39,     0.1};
     return numbers.below(4) == 0 ? special[numbers.below(special.size())] : numbers.between(-3.0, 3.0);
 }
 inline void randomise(bool& value, Numbers& numbers) {

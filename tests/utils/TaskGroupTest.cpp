@@ -108,7 +108,7 @@ struct Tree {
 
 TEST(TaskGroup, WaitsForTheTasksThatTasksStart) {
     TaskGroup group;
-    for (const std::size_t size : {1, 2, 10, 5000}) {
+    for (const std::size_t size : std::vector<std::size_t>{1, 2, 10, 5000}) {
         Counts counts(size);
         Tree tree{group, counts};
         group.run(Tree::grow, &tree, 0);

@@ -30,8 +30,8 @@ CLI::App* addEval(CLI::App& app, EvalArguments& eval) {
         command->add_option("--drive", eval.drive, "The input port that takes the frame")->type_name("NODE.PORT");
     frames->needs(drive);
     drive->needs(frames);
-    command->add_flag("--parallel", eval.parallel, "Compute nodes side by side, level by level");
-    command->add_flag("--cache", eval.cache, "Find the order of evaluation once, for all frames");
+    command->add_flag("--parallel", eval.parallel, "Compute frames, or the nodes of each level, side by side");
+    command->add_flag("--cache", eval.cache, "Find the order of evaluation once; with frames always so");
     const std::vector<std::pair<std::string, Format>> formats = {
         {"table", Format::Table}, {"csv", Format::Csv}, {"json", Format::Json}};
     command->add_option("--format", eval.format, "table (the default), csv or json")

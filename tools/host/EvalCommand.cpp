@@ -1,5 +1,6 @@
 #include <tools/host/Commands.h>
 #include <tools/host/Errors.h>
+#include <tools/host/FrameColumns.h>
 #include <tools/host/FrameRange.h>
 #include <tools/host/LogCapture.h>
 #include <tools/host/NetworkFile.h>
@@ -9,12 +10,15 @@
 #include <tools/host/Progress.h>
 #include <tools/host/Text.h>
 
+#include <TessilGraph/exec/Frames.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 namespace TessilHost {
 
@@ -55,25 +59,17 @@ public:
     }
 
     std::string run(std::ostream* terminal) {
-        if (arguments_.cache) {
+        if (arguments_.cache && !frames_) {
             for (const std::string& node : nodes_) {
                 network_->manager.cacheNodeNetwork(node);
             }
         }
-        const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments_.format, columns_, frames_.has_value());
-        if (!frames_) {
-            computeNodes();
-            writer->addRow(nullptr);
-            return writer->takeText();
+        if (frames_) {
+            return runFrames(terminal);
         }
-        Progress progress(frames_->count(), terminal);
-        for (std::uint64_t i = 0; i < frames_->count(); ++i) {
-            const double frame = frames_->frame(i);
-            setPortNumber(*driven_, frame);
-            computeNodes();
-            writer->addRow(&frame);
-            progress.advance();
-        }
+        const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments_.format, columns_, false);
+        computeNodes();
+        writer->addRow(nullptr);
         return writer->takeText();
     }
 
@@ -128,6 +124,41 @@ private:
                                  inQuotes(arguments_.frames) + " are not");
             }
         });
+    }
+
+    std::string runFrames(std::ostream* terminal) {
+        TessilGraph::Frames frames(network_->manager, frames_->count());
+        drive(frames, PortAddress::parse(arguments_.drive), *driven_, *frames_);
+        std::vector<std::unique_ptr<FrameColumn>> shown;
+        std::vector<Column> columns;
+        for (const Column& column : columns_) {
+            shown.push_back(collect(frames, PortAddress::parse(column.name), *column.port));
+            columns.push_back({column.name, &shown.back()->port()});
+        }
+
+        Progress progress(frames_->count(), terminal);
+        std::uint64_t shownFrames = 0;
+        TessilGraph::RunOptions options;
+        options.parallel = arguments_.parallel;
+        options.progress = [&](std::uint64_t done, std::uint64_t) {
+            for (; shownFrames < done; ++shownFrames) {
+                progress.advance();
+            }
+        };
+        frames.run(nullptr, options);
+
+        const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments_.format, columns, true);
+        for (const auto& column : shown) {
+            column->take(frames);
+        }
+        for (std::uint64_t i = 0; i < frames_->count(); ++i) {
+            for (const auto& column : shown) {
+                column->choose(i);
+            }
+            const double frame = frames_->frame(i);
+            writer->addRow(&frame);
+        }
+        return writer->takeText();
     }
 
     void computeNodes() {

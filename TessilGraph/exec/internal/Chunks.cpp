@@ -1,7 +1,5 @@
 #include <TessilGraph/exec/internal/Chunks.h>
 
-#include <TessilUtils/TaskGroup.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -188,7 +186,7 @@ bool Chunks::pays(unsigned int threads) {
 }
 
 void Chunks::run(Run& run, RunControl& control) {
-    TessilUtils::TaskGroup tasks;
+    TaskGroup tasks;
     run_ = &run;
     control_ = &control;
     tasks_ = &tasks;

@@ -4,16 +4,13 @@
 #include <TessilGraph/exec/internal/Run.h>
 #include <TessilGraph/exec/internal/RunControl.h>
 #include <TessilGraph/exec/internal/Slots.h>
+#include <TessilGraph/exec/internal/Tasks.h>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-namespace TessilUtils {
-class TaskGroup;
-}
 
 namespace TessilGraph::internal {
 
@@ -105,7 +102,7 @@ private:
     // Of the run under way.
     Run* run_ = nullptr;
     RunControl* control_ = nullptr;
-    TessilUtils::TaskGroup* tasks_ = nullptr;
+    TaskGroup* tasks_ = nullptr;
 };
 
 }  // namespace TessilGraph::internal

@@ -28,7 +28,7 @@ struct Access {
     /// Null for a port without a value.
     static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
     static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
-    static bool isLent(const Port& port) { return port.connections_.isVector(); }
+    static const PortList& connectionList(const Port& port) { return port.connections_; }
     static bool removed(const Port& port) { return port.removed_; }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
@@ -67,6 +67,8 @@ struct Access {
     static const std::string& name(const Node& node) { return node.name_; }
     static std::string& name(Node& node) { return node.name_; }
     static PortRange inputs(const Node& node) { return node.inputs_.range(); }
+    static const PortList& inputList(const Node& node) { return node.inputs_; }
+    static const PortList& outputList(const Node& node) { return node.outputs_; }
     template <class Visit>
     static void forEachInput(const Node& node, Visit visit) {
         node.inputs_.forEach(visit);
@@ -105,6 +107,7 @@ struct Access {
     static std::uint64_t& mark(Node& node) { return node.mark_; }
     static std::uint64_t& secondMark(Node& node) { return node.secondMark_; }
     static std::uint32_t& place(Node& node) { return node.place_; }
+    static float& cost(Node& node) { return node.cost_; }
     static std::atomic<std::uint8_t>& traits(const Node& node) { return node.traits_; }
 };
 
@@ -150,6 +153,13 @@ inline const Port& endOfInputs(const Port& port) {
         }
     }
     return *end;
+}
+
+/// Whether an input of the node has a link.
+inline bool isFed(const Node& node) {
+    const PortRange inputs = Access::inputs(node);
+    return std::any_of(inputs.begin(), inputs.end(),
+                       [](const Port* input) { return input != nullptr && input->numConnections() != 0; });
 }
 
 /// The node that feeds an input port; null when nothing does.

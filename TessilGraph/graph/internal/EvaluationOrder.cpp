@@ -157,19 +157,22 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
     return outcome;
 }
 
-/// Fills `scratch.order` and says in the log if links run in a circle. False when the order is not to be
-/// relied on for a second time.
-bool gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch, bool isCyclic) {
-    Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
-    const bool isAtHome = outcome != Outcome::MetUnknown;
-    if (!isAtHome) {
-        outcome = walkUpstream(target, gather, ByNames(), scratch);
+struct Gathered {
+    bool isCyclic;  ///< Links run in a circle.
+    bool isAtHome;  ///< All nodes that the walk met stand in the network.
+};
+
+/// Fills `scratch.order`.
+Gathered gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkScratch& scratch) {
+    const Outcome outcome = walkUpstream(target, gather, ByMarks(home.state().get()), scratch);
+    if (outcome == Outcome::MetUnknown) {
+        return {walkUpstream(target, gather, ByNames(), scratch) == Outcome::Cyclic, false};
     }
-    if (isCyclic || outcome == Outcome::Cyclic) {
-        TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
-        return false;
-    }
-    return isAtHome;
+    return {outcome == Outcome::Cyclic, true};
+}
+
+void logCycle() {
+    TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
 }
 
 /// Takes the kept walk of a network for the time of an evaluation, and puts it back unless another one
@@ -187,11 +190,14 @@ public:
 
     /// Whether it starts from this node and still holds.
     bool fits(const Node& target) const {
-        return walk_ != nullptr && walk_->target == &target && walk_->wiring == wiring();
+        return walk_ != nullptr && walk_->target == &target && walk_->wiring == wiring() && walk_->lists.stand();
     }
 
     /// The plan of a walk that fits; null when there can be none.
     OrderPlan* plan() {
+        if (walk_->canChange) {
+            return nullptr;
+        }
         if (walk_->plan != nullptr && !walk_->plan->isCurrent()) {
             walk_->plan.reset();
             walk_->hasPlan = false;
@@ -207,6 +213,14 @@ public:
         walk_ = std::make_unique<KeptWalk>();
         walk_->target = &target;
         walk_->wiring = wiring();
+        for (const Node* node : order) {
+            if (!walk_->lists.note(*node)) {
+                // Kept all the same, so that nobody tries again before the wiring changes.
+                walk_->lists = OpenLists();
+                walk_->canChange = true;
+                return;
+            }
+        }
         walk_->order = order;
     }
 
@@ -231,7 +245,7 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     constexpr std::size_t worthIt = 64;
     NetworkState& network = *home.state();
     KeptWalkLease kept(network);
-    const std::uint64_t profileTimes = network.profileTimes;
+    const std::uint64_t profileTimes = network.profileTimes.load(std::memory_order_relaxed);
     OrderPlan* plan = !isCyclic && kept.fits(target) ? kept.plan() : nullptr;
     if (plan != nullptr && plan->knowsProfileTimes() && plan->areAllDirty()) {
         computeFrom(plan->run(data), kept.order(), data);
@@ -239,8 +253,11 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     }
     const ScratchLease scratch(network);
     const std::vector<Node*>& order = (*scratch).order;
-    const bool isReliable = gatherUpstream(target, Gather::Dirty, home, *scratch, isCyclic);
-    const bool isWhole = isReliable && !(*scratch).metClean;
+    const Gathered gathered = gatherUpstream(target, Gather::Dirty, home, *scratch);
+    if (isCyclic || gathered.isCyclic) {
+        logCycle();
+    }
+    const bool isWhole = gathered.isAtHome && !isCyclic && !gathered.isCyclic && !(*scratch).metClean;
     if (isWhole && order.size() >= worthIt && !kept.fits(target)) {
         kept.keep(target, order);
     }
@@ -252,7 +269,17 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
     const ScratchLease scratch(*home.state());
-    gatherUpstream(target, Gather::All, home, *scratch, false);
+    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
+        logCycle();
+    }
+    return (*scratch).order;
+}
+
+std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home) {
+    const ScratchLease scratch(*home.state());
+    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
+        return std::nullopt;
+    }
     return (*scratch).order;
 }
 

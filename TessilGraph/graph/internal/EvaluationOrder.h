@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 namespace TessilGraph {
@@ -22,6 +23,9 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
 /// A node counts as done by its name. Within `home` names are unique and a mark at the node says as
 /// much; names are only compared where the walk meets nodes of another home.
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home);
+
+/// The same, and nothing in the log; no value where links run in a circle.
+std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home);
 
 /// Whether links between dirty nodes upstream of `target` run in a circle.
 bool runsInACircle(Node& target);

@@ -1,246 +1,134 @@
 #include <TessilGraph/graph/internal/LevelWalk.h>
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/StageRun.h>
 
-#include <TessilUtils/ParallelFor.h>
-
-#include <algorithm>
-#include <atomic>
-#include <exception>
-#include <functional>
-#include <mutex>
-#include <numeric>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace TessilGraph::internal {
 
 namespace {
 
-using Level = std::vector<Node*>;
-
-bool isFed(const Node& node) {
-    const PortRange inputs = Access::inputs(node);
-    return std::any_of(inputs.begin(), inputs.end(),
-                       [](const Port* input) { return input != nullptr && input->numConnections() != 0; });
-}
-
-void insertOnce(Level& level, Node& node, std::uint64_t& markOfNode, std::uint64_t levelMark) {
+void insertOnce(std::vector<Node*>& level, Node& node, std::uint64_t& markOfNode, std::uint64_t levelMark) {
     if (markOfNode != levelMark) {
         markOfNode = levelMark;
         level.push_back(&node);
     }
 }
 
-/// The levels upstream of `target`, nearest first. The last one holds the nodes that nothing feeds.
-std::vector<Level> levelsUpstream(Node& target) {
-    std::vector<Level> levels{{&target}};
-    Level leaves;
-    const std::uint64_t leavesMark = nextStamp();
-    for (Level level{&target}; !level.empty();) {
-        Level next;
-        const std::uint64_t nextMark = nextStamp();
-        for (Node* node : level) {
-            if (!node->isDirty()) {
-                continue;
-            }
-            if (Access::inputs(*node).empty()) {
-                insertOnce(leaves, *node, Access::secondMark(*node), leavesMark);
-            }
-            for (const Port* input : Access::inputs(*node)) {
-                Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
-                if (upstream == nullptr) {
-                    continue;
-                }
-                if (isFed(*upstream)) {
-                    insertOnce(next, *upstream, Access::mark(*upstream), nextMark);
-                } else {
-                    insertOnce(leaves, *upstream, Access::secondMark(*upstream), leavesMark);
-                }
-            }
-        }
-        levels.push_back(next.empty() ? leaves : next);
-        level = std::move(next);
-    }
-    return levels;
-}
-
-/// The nodes of one level in groups: nodes that read each other share a group, sources first.
-class Groups {
+/// Takes what a network keeps for its level walks. A walk that starts while another one is at it, from
+/// within a node's compute, gets its own.
+class Lease {
 public:
-    explicit Groups(Level& level) : nodes_(level) {
-        std::sort(nodes_.begin(), nodes_.end(), std::less<>());
-        const std::uint64_t levelMark = nextStamp();
-        for (std::size_t i = 0; i < nodes_.size(); ++i) {
-            Access::mark(*nodes_[i]) = levelMark;
-            Access::place(*nodes_[i]) = static_cast<std::uint32_t>(i);
-        }
-        for (std::size_t i = 0; i < nodes_.size(); ++i) {
-            for (const Port* input : Access::inputs(*nodes_[i])) {
-                Node* source = input != nullptr ? endOfInputs(*input).node() : nullptr;
-                if (source != nullptr && Access::mark(*source) == levelMark && source != nodes_[i]) {
-                    readings_.push_back({Access::place(*source), i});
-                }
-            }
-        }
-        if (readings_.empty()) {
-            return;
-        }
-        sortByGroups();
-    }
+    explicit Lease(NetworkState& network)
+        : network_(network),
+          walks_(network.levelWalks ? std::move(network.levelWalks) : std::make_unique<LevelWalks>()) {}
+    ~Lease() { network_.levelWalks = std::move(walks_); }
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
 
-    std::size_t size() const { return readings_.empty() ? nodes_.size() : starts_.size() - 1; }
-
-    /// Calls `visit` with every node of a group, in order.
-    template <class Visit>
-    void forEach(std::size_t group, Visit visit) const {
-        const std::size_t begin = readings_.empty() ? group : starts_[group];
-        const std::size_t end = readings_.empty() ? group + 1 : starts_[group + 1];
-        for (std::size_t i = begin; i < end; ++i) {
-            visit(*nodes_[i]);
-        }
-    }
+    LevelWalks* operator->() const { return walks_.get(); }
 
 private:
-    struct Reading {
-        std::size_t source;
-        std::size_t reader;
-    };
-
-    void sortByGroups() {
-        const std::size_t count = nodes_.size();
-        std::vector<std::size_t> group(count);
-        std::iota(group.begin(), group.end(), std::size_t(0));
-        const auto root = [&group](std::size_t i) {
-            while (group[i] != i) {
-                i = group[i] = group[group[i]];
-            }
-            return i;
-        };
-        for (const Reading& reading : readings_) {
-            group[root(reading.source)] = root(reading.reader);
-        }
-
-        // Sources first over the whole level; what runs in a circle comes last, as it stands.
-        std::sort(readings_.begin(), readings_.end(),
-                  [](const Reading& a, const Reading& b) { return a.source < b.source; });
-        std::vector<std::size_t> waitsFor(count, 0);
-        for (const Reading& reading : readings_) {
-            ++waitsFor[reading.reader];
-        }
-        std::vector<std::size_t> order;
-        order.reserve(count);
-        std::vector<bool> taken(count, false);
-        const auto take = [&](std::size_t i) {
-            taken[i] = true;
-            order.push_back(i);
-        };
-        for (std::size_t i = 0; i < count; ++i) {
-            if (waitsFor[i] == 0) {
-                take(i);
-            }
-        }
-        for (std::size_t next = 0; next < order.size(); ++next) {
-            auto reading = std::lower_bound(readings_.begin(), readings_.end(), order[next],
-                                            [](const Reading& a, std::size_t source) { return a.source < source; });
-            for (; reading != readings_.end() && reading->source == order[next]; ++reading) {
-                if (--waitsFor[reading->reader] == 0) {
-                    take(reading->reader);
-                }
-            }
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            if (!taken[i]) {
-                take(i);
-            }
-        }
-
-        std::stable_sort(order.begin(), order.end(),
-                         [&root](std::size_t a, std::size_t b) { return root(a) < root(b); });
-        Level grouped;
-        grouped.reserve(count);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (i == 0 || root(order[i]) != root(order[i - 1])) {
-                starts_.push_back(i);
-            }
-            grouped.push_back(nodes_[order[i]]);
-        }
-        starts_.push_back(count);
-        nodes_ = std::move(grouped);
-    }
-
-    Level& nodes_;
-    std::vector<Reading> readings_;
-    std::vector<std::size_t> starts_;  ///< Where each group starts, and the end. Empty when each node is a group.
+    NetworkState& network_;
+    std::unique_ptr<LevelWalks> walks_;
 };
-
-/// Keeps the first exception of several threads, so that it may pass through any parallel loop, and
-/// the nodes that threw.
-class Failures {
-public:
-    bool any() const { return any_.load(std::memory_order_relaxed); }
-
-    void take(Node& node) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!any()) {
-            first_ = std::current_exception();
-            any_.store(true, std::memory_order_relaxed);
-        }
-        nodes_.push_back(&node);
-    }
-
-    /// Marks the nodes that threw dirty, clean ones too that stand in a second level, and throws.
-    void report() {
-        if (any()) {
-            for (Node* node : nodes_) {
-                node->setDirty(true);
-            }
-            std::rethrow_exception(first_);
-        }
-    }
-
-private:
-    std::mutex mutex_;
-    std::atomic<bool> any_{false};
-    std::exception_ptr first_;
-    std::vector<Node*> nodes_;
-};
-
-void computeLevel(Level& level, const ComputeData* data) {
-    const Groups groups(level);
-    Failures failures;
-    const auto computeGroup = [&groups, &failures, data](std::size_t group) {
-        groups.forEach(group, [&failures, data](Node& node) {
-            if (failures.any()) {
-                return;
-            }
-            try {
-                node.compute(data);
-                node.setDirty(false);
-            } catch (...) {
-                failures.take(node);
-            }
-        });
-    };
-    if (groups.size() == 1) {
-        computeGroup(0);
-    } else {
-        const TessilUtils::ParallelForRange range(0, static_cast<unsigned int>(groups.size()));
-        TessilUtils::parallel_for(range, [&computeGroup](const TessilUtils::ParallelForRange& part) {
-            for (unsigned int group = part.begin(); group != part.end(); ++group) {
-                computeGroup(group);
-            }
-        });
-    }
-    failures.report();
-}
 
 }  // namespace
 
-void computeInLevels(Node& target, const ComputeData* data) {
-    std::vector<Level> levels = levelsUpstream(target);
-    for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
-        computeLevel(*level, data);
+bool Levels::gather(Node& target) {
+    // Where labels grow along every link, none of them closes a circle.
+    return gather(target, true) || (!runsInACircle(target) && gather(target, false));
+}
+
+bool Levels::gather(Node& target, bool labelled) {
+    nodes_.assign(1, &target);
+    levels_.assign(1, 0);
+    leaves_.clear();
+    leavesMark_ = nextStamp();
+    for (std::size_t begin = 0; begin != nodes_.size();) {
+        levels_.push_back(nodes_.size());
+        if (!appendNext(begin, labelled)) {
+            return false;
+        }
+        begin = levels_.back();
     }
+    nodes_.insert(nodes_.end(), leaves_.begin(), leaves_.end());
+    levels_.push_back(nodes_.size());
+    return true;
+}
+
+/// Appends the level that feeds the one that starts at `begin`. False at a link whose labels don't
+/// grow, where `labelled` says that they should.
+bool Levels::appendNext(std::size_t begin, bool labelled) {
+    const std::size_t end = nodes_.size();
+    const std::uint64_t nextMark = nextStamp();
+    for (std::size_t i = begin; i != end; ++i) {
+        Node& node = *nodes_[i];
+        if (!node.isDirty()) {
+            continue;
+        }
+        const PortRange inputs = Access::inputs(node);
+        if (inputs.empty()) {
+            insertOnce(leaves_, node, Access::secondMark(node), leavesMark_);
+        }
+        for (const Port* input : inputs) {
+            Node* upstream = input != nullptr ? upstreamNode(*input) : nullptr;
+            if (upstream == nullptr) {
+                continue;
+            }
+            if (labelled && Access::label(*upstream) >= Access::label(node)) {
+                return false;
+            }
+            if (isFed(*upstream)) {
+                insertOnce(nodes_, *upstream, Access::mark(*upstream), nextMark);
+            } else {
+                insertOnce(leaves_, *upstream, Access::secondMark(*upstream), leavesMark_);
+            }
+        }
+    }
+    return true;
+}
+
+void Levels::compute(const ComputeData* data) {
+    starts_.clear();
+    groups_.clear();
+    for (std::size_t level = levels_.size() - 1; level != 0; --level) {
+        groups_.push_back(starts_.size());
+        arranging_.arrange(nodes_, levels_[level - 1], levels_[level], starts_);
+        starts_.push_back(static_cast<std::uint32_t>(levels_[level]));
+    }
+    groups_.push_back(starts_.size());
+
+    // From here on nodes are computed, and may do what they like with marks.
+    StageRun run(data, parts_);
+    for (std::size_t level = 0; level + 1 < groups_.size(); ++level) {
+        run.compute({nodes_.data(), starts_.data() + groups_[level], groups_[level + 1] - groups_[level] - 1});
+    }
+}
+
+bool computeInLevels(Node& target, NetworkState& network, const ComputeData* data) {
+    const Lease walks(network);
+    switch (walks->pure.gather(target, network)) {
+        case PureWalk::Found::Circle:
+            return false;
+        case PureWalk::Found::PureNodes:
+            walks->pure.compute(data);
+            return true;
+        case PureWalk::Found::Others:
+            break;
+    }
+    if (!walks->levels.gather(target)) {
+        return false;
+    }
+    walks->levels.compute(data);
+    return true;
 }
 
 }  // namespace TessilGraph::internal

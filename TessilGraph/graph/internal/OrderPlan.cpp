@@ -31,14 +31,14 @@ bool holds(PortRange ports, const Port* wanted) {
 /// Null if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
 const unsigned char* addressFor(const Node& node, Port& port, bool isInput) {
     const PortRange held = isInput ? Access::inputs(node) : Access::outputs(node);
-    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput) {
+    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput || Access::removed(port)) {
         return nullptr;
     }
     const ValueType& type = *Access::valueType(port);
     if (!isInput) {
         return static_cast<const unsigned char*>(type.own(port));
     }
-    if (Access::isLent(port)) {
+    if (Access::connectionList(port).isOpen()) {
         return nullptr;
     }
     Port* source = Access::firstConnection(port);
@@ -146,7 +146,7 @@ bool OrderPlan::isCurrent() const {
 }
 
 bool OrderPlan::knowsProfileTimes() const {
-    return profileTimes_ == network_.profileTimes;
+    return profileTimes_ == network_.profileTimes.load(std::memory_order_relaxed);
 }
 
 bool OrderPlan::areAllDirty() const {
@@ -154,30 +154,28 @@ bool OrderPlan::areAllDirty() const {
                        [](const Step& step) { return step.dirty->load(std::memory_order_relaxed) != 0; });
 }
 
+void OrderPlan::noteRun() {
+    if (network_.prepared != nullptr) {
+        network_.prepared->noteCleaned();
+    }
+    isClean_ = false;
+}
+
 std::size_t OrderPlan::run(const ComputeData* data) {
     const std::uint64_t marks = network_.marks.load(std::memory_order_relaxed);
     if (isClean_ && marks_ == marks) {
         return order_.size();
     }
-    if (network_.prepared != nullptr) {
-        network_.prepared->noteCleaned();
-    }
-    isClean_ = false;
+    noteRun();
     for (std::size_t i = 0; i < steps_.size(); ++i) {
         const Step step = steps_[i];
-        if (step.dirty->load(std::memory_order_relaxed) == 0) {
-            continue;
-        }
-        if (step.entry != noEntry) {
-            const Place* entry = entries_.data() + step.entry;
-            kernels_[*entry](entry + 1, values_);
-            step.dirty->store(0, std::memory_order_relaxed);
+        if (step.dirty->load(std::memory_order_relaxed) == 0 || computeByKernel(step)) {
             continue;
         }
         Node& node = *order_[i];
         node.compute(data);
         Access::setClean(node);
-        if (!isCurrent()) {
+        if (!isCurrent() || !knowsProfileTimes()) {
             return i + 1;
         }
     }

@@ -37,8 +37,21 @@ public:
     bool areAllDirty() const;
 
     /// Computes the dirty nodes and marks them clean. Returns how many nodes of the order were looked
-    /// at: fewer than all when a node changed the wiring.
+    /// at: fewer than all when a node changed the wiring or set profile times.
     std::size_t run(const ComputeData* data);
+
+    /// Computes the nodes at [begin, end), dirty or not, by their kernels, and marks them clean. Returns
+    /// the place of the first one that has no kernel, where it stops, or `end`. Different nodes may be
+    /// computed side by side. `noteRun` comes before.
+    std::size_t computeByKernels(std::size_t begin, std::size_t end) const {
+        while (begin != end && computeByKernel(steps_[begin])) {
+            ++begin;
+        }
+        return begin;
+    }
+
+    /// Tells the network that nodes are made clean from here.
+    void noteRun();
 
 private:
     struct Step {
@@ -50,6 +63,17 @@ private:
     OrderPlan(const std::vector<Node*>& order, const NetworkState& network);
 
     void compile();
+
+    /// False when the node has no kernel.
+    bool computeByKernel(const Step& step) const {
+        if (step.entry == noEntry) {
+            return false;
+        }
+        const Place* entry = entries_.data() + step.entry;
+        kernels_[*entry](entry + 1, values_);
+        step.dirty->store(0, std::memory_order_relaxed);
+        return true;
+    }
 
     const std::vector<Node*>& order_;
     const NetworkState& network_;

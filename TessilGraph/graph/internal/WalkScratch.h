@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
 #include <cstdint>
@@ -22,6 +23,8 @@ struct WalkScratch {
 struct KeptWalk {
     const Node* target = nullptr;
     std::uint64_t wiring = 0;
+    OpenLists lists;         ///< Along the order.
+    bool canChange = false;  ///< Unseen: the order is not to be used.
     std::vector<Node*> order;
     std::unique_ptr<OrderPlan> plan;  ///< Made when the order is wanted a second time; null if it cannot be.
     bool hasPlan = false;             ///< Somebody tried.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TessilGraph/graph/internal/SameBits.h>
+#include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/MatrixShapes.h>
 #include <TessilGraph/nodes/NodeShape.h>
 #include <TessilGraph/nodes/internal/Kernel.h>
@@ -29,7 +30,8 @@ template <class Parameter>
 inline constexpr bool isOutput =
     std::is_lvalue_reference_v<Parameter> && !std::is_const_v<std::remove_reference_t<Parameter>>;
 
-/// A kernel around `evaluate`: either Out(In...), or void(In..., Out&...) for several outputs.
+/// A kernel around `evaluate`, a function with one body if it calculates with floating-point numbers: either
+/// Out(In...), or void(In..., Out&...) for several outputs.
 template <auto evaluate>
 struct KernelAround;
 
@@ -95,28 +97,28 @@ NoKernel shapeKernel(...);
 
 template <class N, class In, class Out, std::enable_if_t<isPlainValue<In> && isPlainValue<Out>, int> = 0>
 constexpr Kernel shapeKernel(const UnaryNode<N, In, Out>*) {
-    return makeKernel<N, &N::evaluate, &N::inputPort, &N::outputPort>();
+    return makeKernel<N, &evaluateOnce<N, In>, &N::inputPort, &N::outputPort>();
 }
 
 template <class N, class In1, class In2, class Out,
           std::enable_if_t<isPlainValue<In1> && isPlainValue<In2> && isPlainValue<Out>, int> = 0>
 constexpr Kernel shapeKernel(const BinaryNode<N, In1, In2, Out>*) {
-    return makeKernel<N, &N::evaluate, &N::input1Port, &N::input2Port, &N::outputPort>();
+    return makeKernel<N, &evaluateOnce<N, In1, In2>, &N::input1Port, &N::input2Port, &N::outputPort>();
 }
 
 template <class N, class Out>
 constexpr Kernel shapeKernel(const MatrixNode<N, Out>*) {
-    return makeKernel<N, &N::evaluate, &N::matrixPort, &N::outputPort>();
+    return makeKernel<N, &evaluateOnce<N, Imath::M44d>, &N::matrixPort, &N::outputPort>();
 }
 
 template <class N, class Matrix, class Scalar, class Out>
 constexpr Kernel shapeKernel(const MatrixScalarNode<N, Matrix, Scalar, Out>*) {
-    return makeKernel<N, &N::evaluate, &N::matrixPort, &N::doublePort, &N::outputPort>();
+    return makeKernel<N, &evaluateOnce<N, Matrix, Scalar>, &N::matrixPort, &N::doublePort, &N::outputPort>();
 }
 
 template <class N, class Matrix, class Vector, class Out>
 constexpr Kernel shapeKernel(const MatrixVectorNode<N, Matrix, Vector, Out>*) {
-    return makeKernel<N, &N::evaluate, &N::matrixPort, &N::vectorPort, &N::outputPort>();
+    return makeKernel<N, &evaluateOnce<N, Matrix, Vector>, &N::matrixPort, &N::vectorPort, &N::outputPort>();
 }
 
 /// The kernel of a node class that has its own `compute`. Specialised beside it; the others have none.

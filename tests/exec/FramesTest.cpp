@@ -1,0 +1,185 @@
+#include <TessilGraph/TessilGraph.h>
+
+#include "../support/CollectedLog.h"
+#include "RandomNetworks.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::CancelToken;
+using TessilGraph::Frames;
+using TessilGraph::Long;
+using TessilGraph::NetworkManager;
+using TessilGraph::PortTemplate;
+using TessilGraph::RunOptions;
+using TessilGraph::RunStatus;
+
+namespace {
+
+constexpr std::size_t frameCount = 200;
+
+template <class T>
+PortTemplate<T>& input(NetworkManager& network, const std::string& node, const std::string& port) {
+    return dynamic_cast<PortTemplate<T>&>(*network.getNode(node)->getInputPort(port));
+}
+template <class T>
+PortTemplate<T>& output(NetworkManager& network, const std::string& node, const std::string& port) {
+    return dynamic_cast<PortTemplate<T>&>(*network.getNode(node)->getOutputPort(port));
+}
+
+/// first = in1 + in2, slow nodes in a row behind it, compare says whether the last is above 100.
+class FramesOf : public testing::TestWithParam<bool> {
+protected:
+    FramesOf() {
+        TessilGraph::initTessilGraph();
+        network_.createNode("AddDouble", "first");
+        std::string last = "first";
+        for (int i = 0; i < 4; ++i) {
+            const std::string name = "slow" + std::to_string(i);
+            network_.createNode("SlowSum", name);
+            input<double>(network_, name, "in2").set(1.0);
+            network_.connectAttr(last, "out", name, "in1");
+            last = name;
+        }
+        network_.createNode("CompareDouble", "compare");
+        network_.connectAttr(last, "out", "compare", "in1");
+        input<double>(network_, "compare", "in2").set(100.0);
+        input<Long>(network_, "compare", "operation").set(3);
+        for (std::size_t frame = 0; frame < frameCount; ++frame) {
+            in1_.push_back(static_cast<double>(frame));
+            in2_.push_back(0.5 * static_cast<double>(frame * frame % 7));
+        }
+        options_.parallel = GetParam();
+    }
+
+    void expectFigures(const Frames& frames) {
+        const std::vector<double> slow = frames.column<double>("slow3", "out");
+        const std::vector<bool> compare = frames.column<bool>("compare", "out");
+        const std::vector<double> read = frames.column<double>("slow0", "in1");
+        ASSERT_EQ(slow.size(), frameCount);
+        ASSERT_EQ(compare.size(), frameCount);
+        ASSERT_EQ(read.size(), frameCount);
+        for (std::size_t frame = 0; frame < frameCount; ++frame) {
+            EXPECT_EQ(slow[frame], in1_[frame] + in2_[frame] + 4.0) << frame;
+            EXPECT_EQ(compare[frame], in1_[frame] + in2_[frame] + 4.0 > 100.0) << frame;
+            EXPECT_EQ(read[frame], in1_[frame] + in2_[frame]) << frame;
+        }
+    }
+
+    void prepare(Frames& frames) {
+        ASSERT_TRUE(frames.drive("first", "in1", in1_));
+        ASSERT_TRUE(frames.drive("first", "in2", in2_));
+        ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+        ASSERT_TRUE(frames.collect<bool>("compare", "out"));
+        ASSERT_TRUE(frames.collect<double>("slow0", "in1"));
+    }
+
+    NetworkManager network_;
+    std::vector<double> in1_;
+    std::vector<double> in2_;
+    RunOptions options_;
+};
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(OnOneAndSeveralThreads, FramesOf, testing::Bool());
+
+TEST_P(FramesOf, SeveralInputsFillColumns) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    EXPECT_EQ(frames.count(), frameCount);
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+}
+
+TEST_P(FramesOf, LeaveTheNetworkAtTheLastFrame) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    frames.run(nullptr, options_);
+    EXPECT_EQ(input<double>(network_, "first", "in1").get(), in1_.back());
+    EXPECT_EQ(output<double>(network_, "slow3", "out").get(), in1_.back() + in2_.back() + 4.0);
+    EXPECT_FALSE(network_.getNode("compare")->isDirty());
+}
+
+TEST_P(FramesOf, CanBeRunAgain) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    frames.run(nullptr, options_);
+    input<double>(network_, "compare", "in2").set(1000.0);
+    frames.run(nullptr, options_);
+    const std::vector<bool> compare = frames.column<bool>("compare", "out");
+    EXPECT_EQ(std::count(compare.begin(), compare.end(), true), 0);
+}
+
+TEST_P(FramesOf, NetworksWithStateGoThroughTheirFramesInOrder) {
+    network_.createNode("Counter", "counter");
+    network_.connectAttr("slow3", "out", "counter", "in");
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("counter", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+    const std::vector<double> counts = frames.column<double>("counter", "out");
+    for (std::size_t frame = 0; frame < frameCount; ++frame) {
+        EXPECT_EQ(counts[frame], static_cast<double>(frame + 1));
+    }
+}
+
+TEST_P(FramesOf, CanBeCancelled) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    CancelToken token;
+    options_.cancel = &token;
+    options_.progress = [&](std::uint64_t done, std::uint64_t) {
+        if (done >= 3) {
+            token.cancel();
+        }
+    };
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Cancelled);
+    token.reset();
+    options_.progress = nullptr;
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+}
+
+TEST_P(FramesOf, TellTheirProgressOnTheCallersThread) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    std::uint64_t last = 0;
+    options_.progress = [&, caller = std::this_thread::get_id()](std::uint64_t done, std::uint64_t total) {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+        EXPECT_EQ(total, frameCount);
+        EXPECT_LE(last, done);
+        last = done;
+    };
+    frames.run(nullptr, options_);
+    EXPECT_EQ(last, frameCount);
+}
+
+TEST_P(FramesOf, RefuseWhatIsNotThere) {
+    Frames frames(network_, frameCount);
+    EXPECT_FALSE(frames.drive("nobody", "in1", in1_));
+    EXPECT_FALSE(frames.drive("first", "out", in1_));
+    EXPECT_FALSE(frames.drive("first", "in1", std::vector<Long>(frameCount)));
+    EXPECT_FALSE(frames.drive("first", "in1", std::vector<double>(frameCount - 1)));
+    EXPECT_FALSE(frames.drive("slow0", "in1", in1_));
+    EXPECT_FALSE(frames.collect<double>("compare", "out"));
+    EXPECT_FALSE(frames.collect<double>("nobody", "out"));
+    EXPECT_EQ(takeLog().size(), 7u);
+    EXPECT_TRUE(frames.column<double>("first", "out").empty());
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+}
+
+TEST_P(FramesOf, NoFramesAreNoWork) {
+    Frames frames(network_, 0);
+    EXPECT_TRUE(frames.collect<double>("slow3", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    EXPECT_TRUE(network_.getNode("slow3")->isDirty());
+    EXPECT_TRUE(frames.column<double>("slow3", "out").empty());
+}
