@@ -520,6 +520,54 @@ TEST_F(NetworkCopy, DeletesACloneWhoseNameAnotherOneTakes) {
     EXPECT_EQ(takeDestroyed(), Names{"a"});
 }
 
+TEST_F(NetworkCopy, WiresTheCloneThatHasTheName) {
+    NetworkManager namesakes;
+    namesakes.createNode(pipe, "a");
+    namesakes.createNode(sum, "b")->setName("a");
+    namesakes.createNode(pipe, "c");
+    ASSERT_TRUE(namesakes.connectAttr("c", "out", "a", "in1"));
+    ASSERT_TRUE(namesakes.connectAttr("c", "out", "b", "in2"));
+    namesakes.cacheNodeNetwork("a");
+    NetworkManager copy(namesakes);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "c"}));
+    EXPECT_EQ(copy.getNode("a")->typeStr(), sum);
+    EXPECT_EQ(wiring(copy), (Names{"c.out a.in1", "c.out a.in2"}));
+    EXPECT_EQ(replayed(copy, "a"), (Names{"c", "a"}));
+}
+
+/// Its clone has the same ports in another order.
+class Shuffled : public Node {
+public:
+    explicit Shuffled(const Names& order) {
+        for (const std::string& name : order) {
+            addInputPort(new PortTemplate<double>(name));
+            addOutputPort(new PortTemplate<double>(name));
+        }
+    }
+
+    std::string typeStr() const override { return "Shuffled"; }
+    unsigned int typeId() const override { return 9802; }
+    Node* clone() override {
+        auto* copy = new Shuffled({"3", "1", "2"});
+        copy->setName(name());
+        return copy;
+    }
+};
+
+TEST_F(NetworkCopy, FindsPortsByTheirNamesWhereverTheyStand) {
+    NetworkManager shuffled;
+    for (const char* name : {"a", "b"}) {
+        shuffled.addNode(new Shuffled({"1", "2", "3", "4"}), name);
+    }
+    ASSERT_TRUE(shuffled.connectAttr("a", "1", "b", "2"));
+    ASSERT_TRUE(shuffled.connectAttr("a", "3", "b", "3"));
+    ASSERT_TRUE(shuffled.connectAttr("a", "3", "b", "4"));
+    ASSERT_TRUE(shuffled.connectAttr("a", "4", "b", "1"));
+    NetworkManager copy(shuffled);
+    // Ports that a clone lacks are not linked there.
+    EXPECT_EQ(wiring(copy), (Names{"a.3 b.3", "a.1 b.2"}));
+}
+
 TEST_F(NetworkCopy, ReplacesWhatWasThere) {
     NetworkManager target;
     target.createNode(pipe, "old");

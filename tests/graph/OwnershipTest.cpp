@@ -147,6 +147,31 @@ TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
     }
 }
 
+TEST_F(Ownership, OfANodeThatWaitsAndWasHandedInAgainEndsOnce) {
+    for (const char* name : {"a", "again"}) {
+        NetworkManager network;
+        Node* node = network.createNode(pipe, "a");
+        network.createNode(pipe, "b");
+        network.reset();
+        network.addNode(node, name);
+        network.cleanNetwork();
+        EXPECT_EQ(takeDestroyed(), (Names{name, "b"}));
+    }
+}
+
+TEST_F(Ownership, OfANodeThatWaitsFollowsItsNewName) {
+    NetworkManager network;
+    Node* node = network.createNode(pipe, "a");
+    network.reset();
+    network.addNode(node, "a");
+    EXPECT_TRUE(network.renameNode("a", "b"));
+    network.reset();
+    EXPECT_NE(network.createNode(pipe, "a"), node);
+    EXPECT_EQ(network.createNode(pipe, "b"), node);
+    network.cleanNetwork();
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b"}));
+}
+
 TEST_F(Ownership, EndsWithDeleteNode) {
     NetworkManager network;
     network.createNode(pipe, "a");
