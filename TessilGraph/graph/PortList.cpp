@@ -9,7 +9,7 @@
 namespace TessilGraph {
 
 PortList::Array* PortList::Array::make(std::uint32_t capacity, const Node* node) {
-    void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(Port*), node);
+    void* memory = internal::NodeMemory::allocate(sizeof(Array) + capacity * sizeof(void*), node);
     return new (memory) Array{0, capacity};
 }
 

@@ -252,7 +252,7 @@ std::size_t CompiledNetwork::claimPorts(Slot slot, const Kernel& kernel) {
 /// Puts the own values of the ports where they stay from now on: one after the other, in the order of
 /// the slots.
 void CompiledNetwork::adopt(std::size_t places) {
-    values_.reset(new unsigned char[places * placeSize]());
+    values_ = std::make_unique<unsigned char[]>(places * placeSize);
     unsigned char* next = values_.get();
     for (Port* port : adopted_) {
         const ValueType& type = *Access::valueType(*port);

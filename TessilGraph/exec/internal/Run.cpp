@@ -110,7 +110,11 @@ void Run::kernels(std::uint32_t group, Bits slots) {
         setClean(slot);
         return slots != 0;
     };
-    while (next() && next() && next() && next()) {
+    for (bool more = true; more;) {
+        more = next();
+        more = more && next();
+        more = more && next();
+        more = more && next();
     }
 }
 

@@ -23,7 +23,9 @@ inline constexpr bool isPlainValue =
 template <class T>
 bool haveSameBits(const T& a, const T& b) {
     if constexpr (isPlainValue<T> && !std::is_pointer_v<T>) {
-        return std::memcmp(&a, &b, sizeof(T)) == 0;
+        const void* left = &a;
+        const void* right = &b;
+        return std::memcmp(left, right, sizeof(T)) == 0;
     } else {
         return false;
     }
