@@ -118,11 +118,17 @@ public:
     static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
     static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t& nothrow) noexcept {
+        return ::operator new(size, alignment, nothrow);
+    }
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
     static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
     static void operator delete(void* memory, std::align_val_t alignment) noexcept {
         ::operator delete(memory, alignment);
+    }
+    static void operator delete(void* memory, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+        operator delete(memory, alignment);
     }
     static void operator delete(void*, void*) noexcept {}
 

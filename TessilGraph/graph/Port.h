@@ -99,18 +99,30 @@ public:
     static void* operator new(std::size_t size) { return internal::NodeMemory::allocate(size, nullptr); }
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
     static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t& nothrow) noexcept {
+        return ::operator new(size, alignment, nothrow);
+    }
     static void* operator new(std::size_t, void* place) noexcept { return place; }
-    /// Near the node that the port is made for.
+    /// Near the node that the port is made for, if 8 bytes are all the alignment that its class needs.
     static void* operator new(std::size_t size, const Node& node) {
         return internal::NodeMemory::allocate(size, &node);
+    }
+    static void* operator new(std::size_t size, std::align_val_t alignment, const Node&) {
+        return ::operator new(size, alignment);
     }
     static void operator delete(void* memory) noexcept { internal::NodeMemory::release(memory); }
     static void operator delete(void* memory, const std::nothrow_t&) noexcept { operator delete(memory); }
     static void operator delete(void* memory, std::align_val_t alignment) noexcept {
         ::operator delete(memory, alignment);
     }
+    static void operator delete(void* memory, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+        operator delete(memory, alignment);
+    }
     static void operator delete(void*, void*) noexcept {}
     static void operator delete(void* memory, const Node&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment, const Node&) noexcept {
+        operator delete(memory, alignment);
+    }
 
 protected:
     /// For ports with a value: how those who know only the port handle it.
