@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -566,6 +567,32 @@ TEST_F(NetworkCopy, FindsPortsByTheirNamesWhereverTheyStand) {
     NetworkManager copy(shuffled);
     // Ports that a clone lacks are not linked there.
     EXPECT_EQ(wiring(copy), (Names{"a.3 b.3", "a.1 b.2"}));
+}
+
+/// Its clone is fed by a node that it makes along with it.
+class Accompanied : public tests::Pipe {
+public:
+    static inline std::unique_ptr<tests::Pipe> companion;
+
+    Node* clone() override {
+        companion = std::make_unique<tests::Pipe>();
+        auto* copy = new Accompanied;
+        copy->setName(name());
+        EXPECT_TRUE(companion->out()->connectTo(copy->in()));
+        return copy;
+    }
+};
+
+TEST_F(NetworkCopy, RefusesCyclesThroughLinksThatACloneBringsAlong) {
+    NetworkManager accompanied;
+    accompanied.addNode(new Accompanied, "a");
+    {
+        NetworkManager copy(accompanied);
+        Port* out = copy.getNode("a")->getOutputPort("out");
+        EXPECT_FALSE(out->connectTo(Accompanied::companion->in()));
+        EXPECT_EQ(tests::takeLog(), tests::Messages{"Cycle detected! the connection is not allowed! "});
+    }
+    Accompanied::companion.reset();
 }
 
 TEST_F(NetworkCopy, ReplacesWhatWasThere) {
