@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <typeinfo>
 #include <unordered_map>
 #include <utility>
 
@@ -135,29 +136,26 @@ Slot CompiledNetwork::slotOf(Node& node) const {
 }
 
 void CompiledNetwork::compile() {
-    for (Slot slot = 0; slot < size(); ++slot) {
-        findSources(slot);
-    }
-    sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
-
-    std::vector<const Kernel*> kernels(nodes_.size(), nullptr);
+    std::vector<std::uint32_t> kernels(nodes_.size(), noKernel);
     std::size_t places = 0;
     for (Slot slot = 0; slot < size(); ++slot) {
+        findSources(slot);
         kernels[slot] = usableKernel(slot);
-        if (kernels[slot] != nullptr) {
-            places += claimPorts(slot, *kernels[slot]);
+        if (kernels[slot] != noKernel) {
+            places += claimPorts(slot, *kernels_[kernels[slot]].kernel);
         } else {
             noteTraits(slot);
         }
     }
+    sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
     if (places > std::numeric_limits<Place>::max()) {
         return;  // More than places can number: the nodes are asked themselves.
     }
     adopt(places);
     for (Slot slot = 0; slot < size(); ++slot) {
         entryStarts_.push_back(static_cast<std::uint32_t>(entries_.size()));
-        if (kernels[slot] != nullptr) {
-            addEntry(slot, *kernels[slot]);
+        if (kernels[slot] != noKernel) {
+            addEntry(slot, kernels[slot]);
             withKernel_.add(slot);
         }
     }
@@ -207,13 +205,26 @@ void CompiledNetwork::noteTraits(Slot slot) {
     }
 }
 
-/// Null if the node has to be asked itself.
-const Kernel* CompiledNetwork::usableKernel(Slot slot) const {
-    Node& node = *nodes_[slot];
-    const Kernel* kernel = odd_.contains(slot) || dependsOnMore_.contains(slot) ? nullptr : findKernel(node);
-    if (kernel == nullptr) {
-        return nullptr;
+/// The number of the kernel of a node's class; `noKernel` when there is none.
+std::uint32_t CompiledNetwork::numberOfKernel(const Node& node) {
+    const auto [known, isNew] = kernelNumbers_.emplace(&typeid(node), noKernel);
+    if (isNew) {
+        if (const Kernel* kernel = findKernel(node)) {
+            known->second = static_cast<std::uint32_t>(kernels_.size());
+            kernels_.push_back({kernel->function, kernel});
+        }
     }
+    return known->second;
+}
+
+/// The number of the kernel of a slot; `noKernel` if the node has to be asked itself.
+std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
+    Node& node = *nodes_[slot];
+    const std::uint32_t number = odd_.contains(slot) || dependsOnMore_.contains(slot) ? noKernel : numberOfKernel(node);
+    if (number == noKernel) {
+        return noKernel;
+    }
+    const Kernel* kernel = kernels_[number].kernel;
     const Port* ports[Kernel::maxPorts];
     kernel->ports(node, ports);
     for (std::size_t i = 0; i < kernel->inputs + kernel->outputs; ++i) {
@@ -221,14 +232,14 @@ const Kernel* CompiledNetwork::usableKernel(Slot slot) const {
         const bool isInput = i < kernel->inputs;
         if (!holds(isInput ? Access::inputs(node) : Access::outputs(node), ports[i]) || ports[i]->node() != &node ||
             ports[i]->isInput() != isInput || (!isInput && Access::isBound(*ports[i]))) {
-            return nullptr;
+            return noKernel;
         }
         const Port* source = isInput ? sourceOf(*ports[i]) : nullptr;
         if (source != nullptr && Access::valueType(*source) != Access::valueType(*ports[i])) {
-            return nullptr;
+            return noKernel;
         }
     }
-    return kernel;
+    return number;
 }
 
 /// Enters the ports whose values the entry of a slot will use, but for those that are entered already,
@@ -261,29 +272,17 @@ void CompiledNetwork::adopt(std::size_t places) {
     }
 }
 
-void CompiledNetwork::addEntry(Slot slot, const Kernel& kernel) {
+void CompiledNetwork::addEntry(Slot slot, std::uint32_t kernelNumber) {
+    const Kernel& kernel = *kernels_[kernelNumber].kernel;
     const Port* ports[Kernel::maxPorts];
     kernel.ports(*nodes_[slot], ports);
-    entries_.push_back(numberOf(kernel, ports));
+    entries_.push_back(kernelNumber);
     for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
         Port* source = i < kernel.inputs ? sourceOf(*ports[i]) : nullptr;
         Port& port = source != nullptr ? *source : const_cast<Port&>(*ports[i]);
         const auto* address = static_cast<const unsigned char*>(Access::valueType(port)->own(port));
         entries_.push_back(static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize));
     }
-}
-
-std::uint32_t CompiledNetwork::numberOf(const Kernel& kernel, const Port* const* ports) {
-    const auto [known, isNew] = kernelNumbers_.emplace(&kernel, static_cast<std::uint32_t>(kernels_.size()));
-    if (isNew) {
-        std::size_t places = 0;
-        for (std::size_t i = kernel.inputs; i < kernel.inputs + kernel.outputs; ++i) {
-            places += placesFor(*Access::valueType(*ports[i]));
-        }
-        kernels_.push_back({kernel.function, static_cast<std::uint32_t>(kernel.inputs),
-                            static_cast<std::uint32_t>(places * placeSize)});
-    }
-    return known->second;
 }
 
 void CompiledNetwork::findConsumers() {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
@@ -63,7 +64,7 @@ public:
     };
     Outputs outputs(Slot slot) const {
         const Place* places = entry(slot);
-        const UsedKernel& kernel = kernels_[*places];
+        const Kernel& kernel = *kernels_[*places].kernel;
         return {values_.get() + placeSize * places[1 + kernel.inputs], kernel.outputBytes};
     }
 
@@ -142,19 +143,19 @@ private:
     void compile();
     void findSources(Slot slot);
     void noteTraits(Slot slot);
-    const Kernel* usableKernel(Slot slot) const;
+    std::uint32_t numberOfKernel(const Node& node);
+    std::uint32_t usableKernel(Slot slot);
     std::size_t claimPorts(Slot slot, const Kernel& kernel);
     void adopt(std::size_t places);
-    void addEntry(Slot slot, const Kernel& kernel);
-    std::uint32_t numberOf(const Kernel& kernel, const Port* const* ports);
+    void addEntry(Slot slot, std::uint32_t kernelNumber);
     void takeCosts(const CompiledNetwork& last);
 
     /// A kernel that slots here have.
     struct UsedKernel {
         KernelFunction function;
-        std::uint32_t inputs;
-        std::uint32_t outputBytes;
+        const Kernel* kernel;
     };
+    static constexpr std::uint32_t noKernel = ~std::uint32_t{0};
 
     const std::shared_ptr<NetworkState> state_;
     const std::uint64_t wiring_;
@@ -168,7 +169,7 @@ private:
     std::vector<Place> entries_;
     std::vector<std::uint32_t> entryStarts_;
     std::vector<UsedKernel> kernels_;
-    std::unordered_map<const Kernel*, std::uint32_t> kernelNumbers_;
+    std::unordered_map<const std::type_info*, std::uint32_t> kernelNumbers_;  ///< By class.
     SlotSet withKernel_;
     SlotSet odd_;
     SlotSet dependsOnMore_;

@@ -26,6 +26,7 @@ struct Kernel {
     KernelFunction function;
     std::size_t inputs;
     std::size_t outputs;
+    std::size_t outputBytes;  ///< Of the places of all outputs.
 
     /// The ports that `compute` uses, inputs first, in the order of the places. They may be gone: only to
     /// be compared with those that the node still holds.

@@ -30,6 +30,12 @@ template <class Parameter>
 inline constexpr bool isOutput =
     std::is_lvalue_reference_v<Parameter> && !std::is_const_v<std::remove_reference_t<Parameter>>;
 
+/// What a value takes up among the others.
+template <class Parameter>
+inline constexpr std::size_t bytesInPlaces =
+    (sizeof(std::conditional_t<std::is_void_v<Parameter>, int, ValueOfParameter<Parameter>>) + placeSize - 1) /
+    placeSize* placeSize;
+
 /// A kernel around `evaluate`, a function with one body if it calculates with floating-point numbers: either
 /// Out(In...), or void(In..., Out&...) for several outputs.
 template <auto evaluate>
@@ -41,8 +47,7 @@ struct KernelAround<evaluate> {
     static constexpr bool returns = !std::is_void_v<Out>;
     static constexpr std::size_t outputs = returns ? 1 : (std::size_t{0} + ... + (isOutput<Values> ? 1 : 0));
     static constexpr std::size_t outputBytes =
-        returns ? sizeof(ValueOfParameter<std::conditional_t<returns, Out, int>>)
-                : (std::size_t{0} + ... + (isOutput<Values> ? sizeof(ValueOfParameter<Values>) : 0));
+        returns ? bytesInPlaces<Result> : (std::size_t{0} + ... + (isOutput<Values> ? bytesInPlaces<Values> : 0));
     static constexpr std::size_t ports = sizeof...(Values) + (returns ? 1 : 0);
 
     template <class... Ports>
@@ -83,7 +88,8 @@ constexpr Kernel makeKernel() {
     static_assert((isPlainValue<decltype(valueOfAccessor(accessors))> && ...));
     static_assert(Around::template fits<decltype(valueOfAccessor(accessors))...>());
     static_assert(Around::ports <= Kernel::maxPorts && Around::outputBytes <= Kernel::maxOutputBytes);
-    return {Around::run, Around::ports - Around::outputs, Around::outputs, [](const Node& node, const Port** ports) {
+    return {Around::run, Around::ports - Around::outputs, Around::outputs, Around::outputBytes,
+            [](const Node& node, const Port** ports) {
                 const N& typed = static_cast<const N&>(node);
                 ((*ports++ = (typed.*accessors)()), ...);
             }};
