@@ -169,13 +169,15 @@ private:
 
     static bool isOnlyOneThread() { return internal::TaskGroup::concurrency() == 1; }
 
-    /// The first runs and some of the later ones.
+    /// The first runs and some of the later ones; few where one thread is enough, since timing takes time.
     bool isRunToTime() {
         ++parallelRuns_;
-        return parallelRuns_ % 64 == 0 || (parallelRuns_ & (parallelRuns_ - 1)) == 0;
+        const bool isPowerOfTwo = (parallelRuns_ & (parallelRuns_ - 1)) == 0;
+        return parallelRuns_ <= 2 || parallelRuns_ % 64 == 0 || (isPowerOfTwo && (!chunks_ || chunks_->mayPay()));
     }
 
-    /// Where running side by side took longer than one thread would have, it rests for a while.
+    /// Where running side by side took longer than one thread would have, it rests for a while. With much
+    /// work that only shows that the processors had other things to do.
     bool rests() {
         if (restingRuns_ == 0) {
             return false;
@@ -186,7 +188,8 @@ private:
 
     void judge(double nanoseconds) {
         constexpr std::uint32_t longestRest = 32;
-        if (nanoseconds > chunks_->plannedCost()) {
+        constexpr double muchWork = 2e6;
+        if (nanoseconds > chunks_->plannedCost() && chunks_->plannedCost() < muchWork) {
             rest_ = std::min(longestRest, 2 * rest_ + 1);
             restingRuns_ = rest_;
         } else {

@@ -8,12 +8,12 @@ namespace TessilGraph::internal {
 namespace {
 
 // In nanoseconds.
-constexpr float chunkCost = 10000.0F;        ///< What a chunk should take: many times what it costs to hand one over.
+constexpr float chunkCost = 20000.0F;        ///< What a chunk should take: many times what it costs to hand one over.
 constexpr float unknownNodeCost = 20000.0F;  ///< A node that was never timed: worth a chunk until more is known.
 constexpr float unknownKernelCost = 5.0F;
-constexpr double leastWork = 50000.0;   ///< Below this, waking another thread takes longer than it helps.
-constexpr double handOverCost = 500.0;  ///< Per chunk.
-constexpr double leastGain = 0.85;      ///< Of the time on one thread.
+constexpr double leastWork = 50000.0;    ///< Below this, waking another thread takes longer than it helps.
+constexpr double handOverCost = 1500.0;  ///< Per chunk.
+constexpr double leastGain = 0.85;       ///< Of the time on one thread.
 
 }  // namespace
 

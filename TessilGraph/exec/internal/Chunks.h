@@ -15,7 +15,7 @@
 namespace TessilGraph::internal {
 
 /// The members of a compiled network cut into chunks, to be computed side by side: stretches of slots that
-/// take some ten microseconds each, and who waits for whom among them. A chunk runs as soon as the last
+/// take some twenty microseconds each, and who waits for whom among them. A chunk runs as soon as the last
 /// dirty one that it waits for is done, on the thread that did that one if it can.
 class Chunks {
 public:

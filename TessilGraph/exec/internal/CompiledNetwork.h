@@ -120,9 +120,15 @@ public:
     /// From here on all dirty nodes count as marked themselves.
     void makeAllOrigins();
 
-    /// The nanoseconds that a slot took when that was last noted; negative while unknown.
+    /// The nanoseconds that a slot takes, as far as that was noted; negative while unknown.
     float cost(Slot slot) const { return costs_[slot]; }
-    void setCost(Slot slot, float cost) { costs_[slot] = cost; }
+
+    /// Notes how long it took once. What others do with the processor makes it longer, never shorter.
+    void noteCost(Slot slot, float cost) {
+        constexpr float weightOfLonger = 0.25F;
+        float& known = costs_[slot];
+        known = known < 0.0F || cost < known ? cost : known + (cost - known) * weightOfLonger;
+    }
 
 private:
     /// The links of a port whose list was lent out for editing.

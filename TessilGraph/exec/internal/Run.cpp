@@ -82,7 +82,7 @@ bool Run::group(std::uint32_t group, Bits allowed, OutputCopies& copies) {
     if (how_.timed) {
         const float each = nanosecondsSince(begin) / static_cast<float>(count);
         for (Bits bits = todo; bits != 0; bits &= bits - 1) {
-            form_.setCost(group * slotsPerGroup + lowestBit(bits), each);
+            form_.noteCost(group * slotsPerGroup + lowestBit(bits), each);
         }
     }
     control_.addComputed(count);
@@ -173,7 +173,7 @@ bool Run::node(Slot slot, OutputCopies& copies) {
         return false;
     }
     if (how_.timed) {
-        form_.setCost(slot, nanosecondsSince(begin));
+        form_.noteCost(slot, nanosecondsSince(begin));
     }
     setClean(slot);
     if (how_.cutOff && copies.differFrom(node)) {
