@@ -167,7 +167,8 @@ private:
         const std::vector<tests::CatalogueRow>& rows = tests::catalogueRows();
         static const std::array<const char*, 4> frequent{"AddDouble", "MultiplyDouble", "AddVector", "Meddler"};
         const std::uint32_t which = numbers_.below(12);
-        const std::string type = which < 8 ? frequent[which % 4] : rows[numbers_.below(rows.size())].typeStr;
+        const std::string type =
+            which < 8 ? frequent[which % 4] : rows[numbers_.below(static_cast<std::uint32_t>(rows.size()))].typeStr;
         std::string name;
         both([&](Side& side, Numbers& numbers) {
             Node* node = side.network.createNode(type, "node");
