@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,30 @@ inline std::uint64_t leadingBytes(const char* text, std::size_t size) {
     return 0;
 }
 
+/// At most eight bytes of text as a number, which no other text of that size has.
+inline std::uint64_t packedBytes(const char* text, std::size_t size) {
+    const auto byte = [text](std::size_t index) {
+        return static_cast<std::uint64_t>(static_cast<unsigned char>(text[index]));
+    };
+    if (size >= 4) {
+        std::uint32_t first = 0;
+        std::uint32_t last = 0;
+        std::memcpy(&first, text, sizeof first);
+        std::memcpy(&last, text + size - sizeof last, sizeof last);
+        return first | static_cast<std::uint64_t>(last) << 32;
+    }
+    return size > 0 ? byte(0) | byte(size / 2) << 8 | byte(size - 1) << 16 : 0;
+}
+
+/// Equality of names, which are short most of the time.
+inline bool isSameText(std::string_view one, std::string_view other) {
+    if (one.size() != other.size()) {
+        return false;
+    }
+    return one.size() <= 8 ? packedBytes(one.data(), one.size()) == packedBytes(other.data(), one.size())
+                           : std::memcmp(one.data(), other.data(), one.size()) == 0;
+}
+
 /// A name and its hash, worked out once for all the tables that are asked for it. It refers to the
 /// text, which must outlive it.
 ///
@@ -48,9 +73,9 @@ private:
         std::size_t size = text.size();
         std::uint64_t hash = size;
         for (; size > 8; rest += 8, size -= 8) {
-            hash = mix(hash ^ leadingBytes(rest, 8), 0x9e3779b97f4a7c15U);
+            hash = mix(hash ^ packedBytes(rest, 8), 0x9e3779b97f4a7c15U);
         }
-        hash = mix(hash ^ leadingBytes(rest, size), 0x9e3779b97f4a7c15U);
+        hash = mix(hash ^ packedBytes(rest, size), 0x9e3779b97f4a7c15U);
         return static_cast<std::uint32_t>(mix(hash, 0xd6e8feb86659fd93U));
     }
 

@@ -84,7 +84,8 @@ public:
 
 private:
     NameIndex::Position positionOf(const HashedName& name) const {
-        return index_.find(name.hash(), [&](NameIndex::Position at) { return entries_[at].name == name.text(); });
+        return index_.find(name.hash(),
+                           [&](NameIndex::Position at) { return isSameText(entries_[at].name, name.text()); });
     }
 
     std::vector<Entry> entries_;

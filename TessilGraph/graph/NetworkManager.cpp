@@ -110,7 +110,8 @@ void NetworkManager::addNode(Node* node, const std::string& name) {
         TessilUtils::Logger::error() << "Error null pointer";
         return;
     }
-    nodes_.enter(*node, NodeSet::FreeName(nodes_, name));
+    constexpr bool made = false;
+    nodes_.enter(*node, NodeSet::FreeName(nodes_, name), made);
 }
 
 Node* NetworkManager::createNode(const std::string& type, const std::string& name) {
@@ -134,10 +135,12 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
 
 void NetworkManager::deleteNode(const std::string& name) {
     const HashedName key(name);
-    Node* node = nodes_.find(key);
-    if (node != nullptr) {
+    const NodeSet::Position position = nodes_.positionOf(key);
+    Node* node = nullptr;
+    if (position != NodeSet::none) {
+        node = &nodes_.nodeAt(position);
         logOneSidedLinks(*node);
-        nodes_.remove(key);
+        nodes_.remove(position, key);
     }
     eraseCacheEntry(key);
     if (node != nullptr) {

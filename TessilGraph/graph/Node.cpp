@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/Node.h>
 
+#include <TessilGraph/graph/HashedName.h>
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
@@ -22,7 +23,7 @@ namespace {
 /// Null when there is none.
 Port* findPort(PortRange ports, const std::string& name) {
     const auto found = std::find_if(ports.begin(), ports.end(), [&name](const Port* port) {
-        return port != nullptr && internal::Access::name(*port) == name;
+        return port != nullptr && isSameText(internal::Access::name(*port), name);
     });
     return found != ports.end() ? *found : nullptr;
 }
@@ -67,12 +68,15 @@ std::string Node::typeStr() const {
 
 Node::~Node() {
     leavePrepared();
+    const internal::NodeMemory::Closing closing(block_);
     for (Port* port : inputs_.range()) {
         delete port;
     }
     for (Port* port : outputs_.range()) {
         delete port;
     }
+    inputs_.clear();
+    outputs_.clear();
 }
 
 bool Node::compute(const ComputeData*) {
@@ -201,14 +205,35 @@ void Node::leavePrepared() {
     }
 }
 
+/// Says in the log when there is a port of that name.
+bool Node::isTaken(const PortList& ports, const PortName& name) {
+    for (const Port* port : ports.range()) {
+        if (port != nullptr && port->name_.isSameAs(name)) {
+            Logger::error() << "Port " << name.str() << "already exists";
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Node::addNewPort(Port& port, bool asInput) {
+    PortList& ports = asInput ? inputs_ : outputs_;
+    if (isTaken(ports, port.name_)) {
+        return false;
+    }
+    ports.add(&port, this);
+    port.input_ = asInput;
+    port.node_ = this;
+    internal::noteWiring(this);
+    return true;
+}
+
 void Node::addPort(PortList& ports, Port* port, bool asInput) {
     if (port == nullptr) {
         Logger::error() << "Error null pointer";
         return;
     }
-    const std::string& name = port->name_.str();
-    if (findPort(ports.range(), name) != nullptr) {
-        Logger::error() << "Port " << name << "already exists";
+    if (isTaken(ports, port->name_)) {
         return;
     }
     ports.add(port, this);

@@ -137,6 +137,8 @@ private:
     friend struct internal::Access;
 
     void addPort(PortList& ports, Port* port, bool asInput);
+    bool addNewPort(Port& port, bool asInput);
+    static bool isTaken(const PortList& ports, const PortName& name);
     bool removePort(PortList& ports, const std::string& name);
     std::vector<Port*>& open(PortList& ports);
     void noteOrigin();

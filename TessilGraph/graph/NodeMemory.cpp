@@ -18,13 +18,14 @@
 
 namespace TessilGraph::internal {
 
-/// The head of a block; pieces follow.
+/// The head of a block; pieces follow, the first of them for the node.
 struct NodeMemory::Block {
-    std::atomic<std::uint32_t> pieces;  ///< Not given back yet.
+    std::atomic<std::uint32_t> pieces;  ///< Those not given back, as long as all that were taken are `manyPieces`.
     std::uint32_t used;                 ///< Bytes, this head included.
     std::uint32_t size;
-    std::uint32_t wanted;  ///< Bytes beyond the node that were asked for, with or without success.
-    PortRoom* room;        ///< Null for a piece on its own.
+    std::uint16_t taken;            ///< Pieces.
+    std::uint16_t late;             ///< Bytes for which there was no room. Once it closes: pieces given back meanwhile.
+    std::atomic<const void*> room;  ///< The `PortRoom`; null for a piece on its own. While it closes: on which thread.
 };
 
 namespace {
@@ -39,6 +40,10 @@ struct Head {
 
 constexpr std::uint32_t alignment = 8;
 constexpr std::uint32_t mostRoom = 2048;  // Nodes with very many ports do without.
+constexpr std::uint32_t manyPieces = 1U << 30;
+
+/// What an output takes when it gets a second link.
+constexpr std::uint32_t roomForLinks = 32;
 
 std::size_t roundUp(std::size_t size) {
     return (size + alignment - 1) / alignment * alignment;
@@ -53,7 +58,12 @@ Block& blockOf(void* piece) {
 }
 
 Block* makeBlock(std::size_t size, PortRoom* room) {
-    return new (::operator new(size)) Block{0, sizeof(Block), static_cast<std::uint32_t>(size), 0, room};
+    return new (::operator new(size))
+        Block{{manyPieces}, sizeof(Block), static_cast<std::uint32_t>(size), 0, 0, {room}};
+}
+
+Head& firstHead(Block& block) {
+    return reinterpret_cast<Head&>(*(&block + 1));
 }
 
 /// The caller has seen to it that there is room.
@@ -62,7 +72,7 @@ void* takePiece(Block& block, std::size_t size) {
     head->toBlock = block.used + static_cast<std::uint32_t>(sizeof(Head));
     head->size = static_cast<std::uint32_t>(size);
     block.used = head->toBlock + head->size;
-    block.pieces.fetch_add(1, std::memory_order_relaxed);
+    ++block.taken;
     return head + 1;
 }
 
@@ -72,51 +82,72 @@ void* takeAlone(std::size_t size) {
     return takePiece(*block, size);
 }
 
-/// What was allocated last for a node whose construction has not begun yet.
-struct Pending {
-    Block* block;
-    const char* begin;
-    const char* end;
-};
-thread_local Pending pending{nullptr, nullptr, nullptr};
+/// What a thread knows of the nodes that it makes and destroys.
+struct ThreadsNodes {
+    // What was allocated last for a node whose construction has not begun yet.
+    Block* pending = nullptr;
+    const char* begin = nullptr;
+    const char* end = nullptr;
 
-/// The block of the last node that was made on this thread. Never followed, only compared.
-thread_local const Block* latest = nullptr;
+    /// The block of the last node that was made. Never followed, only compared.
+    const Block* latest = nullptr;
+
+    void forgetPending() {
+        pending = nullptr;
+        begin = nullptr;
+        end = nullptr;
+    }
+};
+
+// Every node passes here several times; the general model would ask a function for the address each time.
+thread_local ThreadsNodes here __attribute__((tls_model("initial-exec")));
+
+/// There was no room for so many bytes. What a node was given while it was the last one that was made, most
+/// likely the next will be, too.
+void noteLate(Block& block, std::size_t needed) {
+    const void* known = block.room.load(std::memory_order_relaxed);
+    const std::size_t late = block.late + needed;
+    if (known == nullptr || known == &here || late > mostRoom) {
+        return;
+    }
+    block.late = static_cast<std::uint16_t>(late);
+    const std::size_t behind = block.used - sizeof(Block) - sizeof(Head) - firstHead(block).size;
+    auto* room = static_cast<PortRoom*>(const_cast<void*>(known));
+    if (&block == here.latest && behind + late <= mostRoom && behind + late > room->load(std::memory_order_relaxed)) {
+        room->store(static_cast<std::uint32_t>(behind + late), std::memory_order_relaxed);
+    }
+}
 
 }  // namespace
 
 void* NodeMemory::allocateNode(std::size_t size, PortRoom& room) {
     const std::size_t nodeSize = roundUp(size);
-    const std::size_t behind = room.load(std::memory_order_relaxed);
+    const std::size_t learned = room.load(std::memory_order_relaxed);
+    const std::size_t behind = learned != 0 ? learned + roomForLinks : 0;
     Block* block = makeBlock(sizeof(Block) + sizeof(Head) + nodeSize + behind, &room);
     char* node = static_cast<char*>(takePiece(*block, nodeSize));
-    pending = {block, node, node + nodeSize};
+    here.pending = block;
+    here.begin = node;
+    here.end = node + nodeSize;
     return node;
 }
 
 Block* NodeMemory::claim(const void* node) noexcept {
     const char* address = static_cast<const char*>(node);
-    Block* block = address >= pending.begin && address < pending.end ? pending.block : nullptr;
-    pending = {nullptr, nullptr, nullptr};
-    latest = block;
+    Block* block = address >= here.begin && address < here.end ? here.pending : nullptr;
+    here.forgetPending();
+    here.latest = block;
     return block;
 }
 
 void* NodeMemory::allocate(std::size_t size, const Node* node) {
     const std::size_t rounded = roundUp(size);
-    Block* block = node != nullptr ? Access::block(*node) : nullptr;
     const std::size_t needed = sizeof(Head) + rounded;
-    if (block == nullptr || needed > mostRoom) {
-        return takeAlone(rounded);
-    }
-    block->wanted = std::min(block->wanted + static_cast<std::uint32_t>(needed), mostRoom + 1);
-    if (needed <= block->size - block->used) {
-        return takePiece(*block, rounded);
-    }
-    // What a node was given while it was the last one that was made, most likely the next will be, too.
-    const bool isLast = block == latest;
-    if (isLast && block->wanted <= mostRoom && block->wanted > block->room->load(std::memory_order_relaxed)) {
-        block->room->store(block->wanted, std::memory_order_relaxed);
+    if (Block* block = node != nullptr ? Access::block(*node) : nullptr) {
+        if (needed <= block->size - block->used) {
+            return takePiece(*block, rounded);
+        }
+        noteLate(*block, needed);
     }
     return takeAlone(rounded);
 }
@@ -137,15 +168,37 @@ void NodeMemory::release(void* piece) noexcept {
 #ifdef TESSILGRAPH_POISON
     __asan_poison_memory_region(piece, headOf(piece).size);
 #endif
-    if (pending.block == &block) {
-        // The construction failed before the node's own began.
-        pending = {nullptr, nullptr, nullptr};
+    if (block.room.load(std::memory_order_relaxed) == &here) {
+        ++block.late;
+        return;
     }
-    if (block.pieces.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    std::uint32_t pieces = 1;
+    if (headOf(piece).toBlock == sizeof(Block) + sizeof(Head)) {
+        // From now on nobody takes a piece.
+        if (here.pending == &block) {
+            here.forgetPending();  // The construction failed before the node's own began.
+        }
+        const bool wasClosed = block.room.load(std::memory_order_relaxed) == nullptr;
+        pieces += manyPieces - block.taken + (wasClosed ? block.late : 0U);
+    }
+    if (block.pieces.fetch_sub(pieces, std::memory_order_acq_rel) == pieces) {
 #ifdef TESSILGRAPH_POISON
         __asan_unpoison_memory_region(&block, block.size);
 #endif
         ::operator delete(&block);
+    }
+}
+
+NodeMemory::Closing::Closing(Block* block) noexcept : block_(block) {
+    if (block_ != nullptr) {
+        block_->late = 0;
+        block_->room.store(&here, std::memory_order_relaxed);
+    }
+}
+
+NodeMemory::Closing::~Closing() {
+    if (block_ != nullptr) {
+        block_->room.store(nullptr, std::memory_order_relaxed);
     }
 }
 

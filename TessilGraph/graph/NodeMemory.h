@@ -40,6 +40,19 @@ public:
 
     /// The block that was made for the node at this address on this thread just now; null if none was.
     static Block* claim(const void* node) noexcept;
+
+    /// While a node gives back what it holds: what lies in its block, which may be null, is only counted,
+    /// without a word to other threads.
+    class Closing {
+    public:
+        explicit Closing(Block* block) noexcept;
+        ~Closing();
+        Closing(const Closing&) = delete;
+        Closing& operator=(const Closing&) = delete;
+
+    private:
+        Block* block_;
+    };
 };
 
 }  // namespace internal

@@ -32,7 +32,8 @@ void prefetchNode(const Node* node) {
 
 }  // namespace
 
-NodeSet::FreeName::FreeName(NodeSet& nodes, const HashedName& asked) : name_(asked) {
+NodeSet::FreeName::FreeName(NodeSet& nodes, const HashedName& asked)
+    : name_(asked), wiring_(nodes.state_->wiring.load(std::memory_order_relaxed)) {
     const auto isTaken = [&nodes](const HashedName& name) { return nodes.positionOf(name) != none; };
     if (!isTaken(asked)) {
         return;
@@ -66,12 +67,11 @@ NodeSet::~NodeSet() {
 }
 
 NodeSet::Position NodeSet::positionOf(const HashedName& name) const {
-    return index_.find(name.hash(), [&](Position position) { return nameAt(position) == name.text(); });
+    return index_.find(name.hash(), [&](Position position) { return isSameText(nameAt(position), name.text()); });
 }
 
 Node* NodeSet::find(const HashedName& name) const {
-    const Position position = positionOf(name);
-    return position != none ? entries_[position] : nullptr;
+    return nodeOrNull(positionOf(name));
 }
 
 std::pair<Node*, Node*> NodeSet::findBoth(const HashedName& one, const HashedName& other) const {
@@ -89,7 +89,11 @@ std::pair<Node*, Node*> NodeSet::findBoth(const HashedName& one, const HashedNam
             prefetchNode(entries_[position]);
         }
     }
-    return {find(one), find(other)};
+    const auto check = [this](Position guess, const HashedName& name) {
+        const bool isIt = guess == none || isSameText(nameAt(guess), name.text());
+        return isIt ? nodeOrNull(guess) : find(name);
+    };
+    return {check(guesses[0], one), check(guesses[1], other)};
 }
 
 const std::string& NodeSet::nameAt(Position position) const {
@@ -102,36 +106,29 @@ void NodeSet::reserve(std::size_t nodes) {
     index_.reserve(nodes);
 }
 
-Node* NodeSet::enter(Node& node, const HashedName& name, bool made) {
-    if (Access::home(node) != nullptr) {
-        Access::home(node)->nodes->keepName(node);
+Node* NodeSet::enter(Node& node, const HashedName& name) {
+    const Position position = positionOf(name);
+    if (position == none) {
+        append(node, name, false);
+        return nullptr;
     }
-    if (Access::name(node) != name.text()) {
-        Access::name(node).assign(name.text());
-    }
-    Position position = positionOf(name);
-    Node* replaced = nullptr;
-    if (position != none) {
-        replaced = entries_[position] != &node ? entries_[position] : nullptr;
-        leave(position);
-        entries_[position] = &node;
-        made_[position] = made;
-    } else {
-        position = endPosition();
-        index_.reserveOne();
-        state_->reserveDirtyByte(position);
-        if (made_.size() == position) {  // Where memory ran out after this, it is there already.
-            made_.push_back(made);
-        }
-        made_[position] = made;
-        entries_.push_back(&node);
-        index_.insert(name.hash(), position);
-        ++size_;
-        sorted_.clear();
-    }
+    takeName(node, name);
+    Node* replaced = entries_[position] != &node ? entries_[position] : nullptr;
+    leave(position);
+    entries_[position] = &node;
+    made_[position] = false;
     ++Access::holders(node);
     settle(node, position);
     return replaced;
+}
+
+void NodeSet::enter(Node& node, const FreeName& name, bool made) {
+    if (state_->wiring.load(std::memory_order_relaxed) == name.wiring_) {
+        append(node, name, made);
+    } else {
+        enter(node, name.name());  // A node was made in between, and with it perhaps others.
+        made_[positionOf(name)] = made;
+    }
 }
 
 void NodeSet::rename(Position position, const HashedName& newName) {
@@ -159,9 +156,12 @@ void NodeSet::rename(Position position, const HashedName& newName) {
 
 void NodeSet::remove(const HashedName& name) {
     const Position position = positionOf(name);
-    if (position == none) {
-        return;
+    if (position != none) {
+        remove(position, name);
     }
+}
+
+void NodeSet::remove(Position position, const HashedName& name) {
     index_.erase(name.hash(), position);
     leave(position);
     entries_[position] = nullptr;
@@ -229,6 +229,33 @@ std::vector<NodeSet::Position> NodeSet::sorted() const {
     return sorted_.size() == size_ ? sorted_ : listed();
 }
 
+void NodeSet::takeName(Node& node, const HashedName& name) {
+    if (Access::home(node) != nullptr) {
+        Access::home(node)->nodes->keepName(node);
+    }
+    if (!isSameText(Access::name(node), name.text())) {
+        Access::name(node).assign(name.text());
+    }
+}
+
+/// A new entry, under a name that no node has.
+void NodeSet::append(Node& node, const HashedName& name, bool made) {
+    takeName(node, name);
+    const Position position = endPosition();
+    index_.reserveOne();
+    state_->reserveDirtyByte(position);
+    if (made_.size() == position) {  // Where memory ran out after this, it is there already.
+        made_.push_back(made);
+    }
+    made_[position] = made;
+    entries_.push_back(&node);
+    index_.insert(name.hash(), position);
+    ++size_;
+    sorted_.clear();
+    ++Access::holders(node);
+    settle(node, position);
+}
+
 /// Whether the name of the entry is the one that its node bears.
 bool NodeSet::bearsItsName(Position position) const {
     const Node& node = nodeAt(position);
@@ -284,14 +311,14 @@ void NodeSet::giveBack(std::string_view freedName) {
     }
 }
 
-/// Moves the entries up once most of the places are empty, which is seldom enough to cost nothing.
+/// Moves the entries up once most of the places are empty, which is seldom enough to cost little.
 void NodeSet::closeGaps() {
     constexpr std::size_t fewPlaces = 32;
     while (!entries_.empty() && entries_.back() == nullptr) {
         entries_.pop_back();
         made_.pop_back();
     }
-    if (entries_.size() <= fewPlaces || entries_.size() <= 2 * size_) {
+    if (entries_.size() <= fewPlaces || entries_.size() <= 4 * size_) {
         return;
     }
     std::vector<Position> moved(entries_.size(), none);

@@ -87,8 +87,11 @@ public:
         operator const HashedName&() const { return name_; }
 
     private:
+        friend class NodeSet;
+
         std::string numbered_;
         HashedName name_;
+        std::uint64_t wiring_;  ///< Of the network while the name was free.
     };
 
     /// Makes room for so many nodes altogether.
@@ -96,13 +99,19 @@ public:
 
     /// Gives the node the name and enters it. Returns the node that had that name until now; null
     /// when there was none.
-    Node* enter(Node& node, const HashedName& name, bool made = false);
+    Node* enter(Node& node, const HashedName& name);
+
+    /// The same under a free name.
+    void enter(Node& node, const FreeName& name, bool made);
 
     /// Gives an entry and its node a new name, which is free.
     void rename(Position position, const HashedName& newName);
 
     /// Takes the entry out; the node keeps its name. An unknown name does nothing.
     void remove(const HashedName& name);
+
+    /// The same for an entry that is known; `name` is its name.
+    void remove(Position position, const HashedName& name);
 
     /// Takes all entries out.
     void clear();
@@ -126,7 +135,10 @@ private:
         std::set<std::uint64_t> givenBack;
     };
 
+    Node* nodeOrNull(Position position) const { return position != none ? entries_[position] : nullptr; }
     bool bearsItsName(Position position) const;
+    static void takeName(Node& node, const HashedName& name);
+    void append(Node& node, const HashedName& name, bool made);
     void settle(Node& node, Position position);
     void leave(Position position);
     void giveBack(std::string_view freedName);

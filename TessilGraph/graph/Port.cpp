@@ -29,8 +29,6 @@ std::uint32_t tagOf(const Port* port) {
 
 Port::Port(const std::string& name) : name_(name) {}
 
-Port::Port(const std::string& name, std::uint8_t valueType) : name_(name), valueType_(valueType) {}
-
 void* Port::operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return internal::NodeMemory::tryAllocate(size);
 }
@@ -143,14 +141,16 @@ bool Port::connectTo(Port* other) {
 
     Node* upstream = input_ ? other->node_ : node_;
     Node* downstream = input_ ? node_ : other->node_;
-    if (upstream != nullptr && downstream != nullptr && !internal::admitsLink(*upstream, *downstream, ordered)) {
+    const bool mayCycle = upstream != nullptr && downstream != nullptr &&
+                          (!ordered || internal::Access::label(*upstream) >= internal::Access::label(*downstream));
+    if (mayCycle && !internal::admitsLink(*upstream, *downstream, ordered)) {
         Logger::error() << "Cycle detected! the connection is not allowed!";
         return false;
     }
 
-    other->connections_.add(this);
+    other->addPeer(*this);
     try {
-        connections_.add(other);
+        addPeer(*other);
     } catch (...) {
         other->connections_.removeLast();
         throw;
@@ -160,6 +160,11 @@ bool Port::connectTo(Port* other) {
     noteLinkTo(*other);
     other->noteLinkTo(*this);
     return true;
+}
+
+/// A list of several links finds room near the node that holds the port.
+void Port::addPeer(Port& peer) {
+    connections_.add(&peer, removed_ ? nullptr : node_);
 }
 
 bool Port::disconnectFrom(Port* other) {
@@ -219,16 +224,18 @@ void Port::noteLinkTo(const Port& other) {
 /// No peer that this port knows lists it afterwards. The list is emptied in one go, since taking its
 /// entries out one by one from the front would be quadratic.
 void Port::detachFromPeers() {
-    const PortRange range = connections_.range();
-    const std::vector<Port*> peers(range.begin(), range.end());
-    connections_.clear();
+    if (connections_.empty()) {
+        return;
+    }
+    PortList peers;
+    connections_.moveTo(peers);
     noteWiring();
-    for (Port* peer : peers) {
+    peers.forEach([this](Port* peer) {
         if (peer != nullptr) {
             peer->connections_.remove(this);
             peer->noteWiring();
         }
-    }
+    });
 }
 
 }  // namespace TessilGraph

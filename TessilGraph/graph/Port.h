@@ -126,7 +126,7 @@ public:
 
 protected:
     /// For ports with a value: how those who know only the port handle it.
-    Port(const std::string& name, std::uint8_t valueType);
+    Port(PortName name, std::uint8_t valueType) : name_(std::move(name)), valueType_(valueType) {}
 
     void setAsInput(bool input);
 
@@ -141,6 +141,7 @@ private:
     bool hasTypeOf(const Port& other) const;
     bool isLinkedWith(const Port& other) const;
     void noteLinkTo(const Port& other);
+    void addPeer(Port& peer);
     void detachFromPeers();
 
     PortName name_;

@@ -102,6 +102,18 @@ void PortList::clear() {
     destroy(old);
 }
 
+void PortList::moveTo(PortList& other) {
+    const std::uintptr_t old = word();
+    if ((old & kindBits) != isLent) {
+        other.setWord(old);
+        setWord(0);
+        return;
+    }
+    // The vector stays where hosts have seen it.
+    other.asVector();
+    other.lent(other.word())->ports.swap(lent(old)->ports);
+}
+
 const std::vector<Port*>& PortList::asVector() const {
     std::uintptr_t old = word_.load(std::memory_order_acquire);
     if ((old & kindBits) == isLent) {

@@ -101,6 +101,9 @@ public:
     void removeLast();
     void clear();
 
+    /// Empties the list into another one, which is empty.
+    void moveTo(PortList& other);
+
     /// The list as a vector, in which it lives from now on.
     const std::vector<Port*>& asVector() const;
 

@@ -12,32 +12,17 @@ constexpr std::size_t places = 1024;     // A power of two.
 constexpr std::size_t longestWay = 8;    // How many places are tried.
 constexpr std::size_t longestName = 32;  // Bytes.
 
-/// Strings are entered and never leave, so that readers need no lock.
-using SharedNames = std::array<std::atomic<const std::string*>, places>;
+/// Strings are entered and never leave, so that readers need no lock, and ports of static duration may
+/// outlive everything else.
+std::array<std::atomic<const std::string*>, places> sharedNames{};
 
-/// Never destroyed: ports of static duration may outlive everything else.
-SharedNames& sharedNames() {
-    static auto* names = new SharedNames{};
-    return *names;
-}
-
-std::size_t hash(const std::string& name) {
-    std::uint64_t hash = 14695981039346656037U;  // FNV-1a: names are short.
-    for (const char c : name) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
-    }
-    return static_cast<std::size_t>(hash ^ hash >> 32);
-}
-
-/// Null when there is no room for the name.
-const std::string* share(const std::string& name) {
+/// Null when there is no room for the name. Apart from the rest, so that names that are there are found fast.
+[[gnu::noinline]] const std::string* enter(std::string_view name, std::size_t start) {
     if (name.size() > longestName) {
         return nullptr;
     }
-    SharedNames& names = sharedNames();
-    const std::size_t start = hash(name);
     for (std::size_t i = 0; i < longestWay; ++i) {
-        std::atomic<const std::string*>& place = names[(start + i) % places];
+        std::atomic<const std::string*>& place = sharedNames[(start + i) % places];
         const std::string* there = place.load(std::memory_order_acquire);
         if (there == nullptr) {
             const auto* entered = new std::string(name);
@@ -46,7 +31,7 @@ const std::string* share(const std::string& name) {
             }
             delete entered;
         }
-        if (*there == name) {
+        if (isSameText(*there, name)) {
             return there;
         }
     }
@@ -55,18 +40,19 @@ const std::string* share(const std::string& name) {
 
 }  // namespace
 
-PortName::PortName(const std::string& name) {
-    if (const std::string* shared = share(name)) {
-        text_ = reinterpret_cast<std::uintptr_t>(shared);
-    } else {
-        text_ = reinterpret_cast<std::uintptr_t>(new std::string(name)) | isOwn;
+PortName::PortName(const HashedName& hashed) {
+    const std::string_view name = hashed.text();
+    const std::size_t start = hashed.hash() % places;
+    const std::string* shared = sharedNames[start].load(std::memory_order_acquire);
+    if (shared == nullptr || !isSameText(*shared, name)) {
+        shared = enter(name, start);
     }
+    text_ = shared != nullptr ? reinterpret_cast<std::uintptr_t>(shared)
+                              : reinterpret_cast<std::uintptr_t>(new std::string(name)) | isOwn;
 }
 
-PortName::~PortName() {
-    if ((text_ & isOwn) != 0) {
-        delete &str();
-    }
+void PortName::destroy() {
+    delete &str();
 }
 
 }  // namespace TessilGraph

@@ -4,9 +4,11 @@
 #include <TessilGraph/graph/internal/SameBits.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
+#include <memory>
 #include <new>
 #include <type_traits>
 #include <typeinfo>
+#include <utility>
 
 namespace TessilGraph {
 
@@ -79,8 +81,17 @@ const internal::ValueType* internal::valueTypeOf(const Port& port) {
 }
 
 template <class T>
-PortTemplate<T>::PortTemplate(const std::string& name)
-    : Port(name, Values::number<T>()), data_(&value_), value_(defaultPortValue<T>()) {}
+PortTemplate<T>::PortTemplate(const std::string& name) : PortTemplate(PortName(name)) {}
+
+template <class T>
+PortTemplate<T>::PortTemplate(PortName name)
+    : Port(std::move(name), Values::number<T>()), data_(&value_), value_(defaultPortValue<T>()) {}
+
+template <class T>
+PortTemplate<T>* PortTemplate<T>::addTo(Node& node, const HashedName& name, bool asInput) {
+    std::unique_ptr<PortTemplate> port(new (node) PortTemplate(PortName(name)));
+    return internal::Access::addNewPort(node, *port, asInput) ? port.release() : nullptr;
+}
 
 template <class T>
 PortTemplate<T>::~PortTemplate() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/graph/HashedName.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
 
@@ -75,6 +76,11 @@ class TESSILGRAPH_API PortTemplate : public Port {
 public:
     explicit PortTemplate(const std::string& name);
 
+    /// Makes a port with the default value and gives it to `node`, as its last input or output. Null, with
+    /// the reason logged, when the node has one of that name on that side. `addInput` and `addOutput` in
+    /// NodeShape.h are how node classes say it.
+    static PortTemplate* addTo(Node& node, const HashedName& name, bool asInput);
+
     static std::string staticTypeStr() { return portTypeStr<T>; }
 
     std::string typeStr() const override;
@@ -113,6 +119,8 @@ public:
 
 private:
     friend struct internal::Access;
+
+    explicit PortTemplate(PortName name);
 
     const PortTemplate& feedingPort() const {
         const Port* source = input();

@@ -1,6 +1,9 @@
 #include <TessilGraph/nodes/NodeShape.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/Counterpart.h>
+
+#include <cstddef>
 
 namespace TessilGraph {
 
@@ -12,11 +15,14 @@ Node* copyUnconnected(Node& node, Node* copy) {
     }
     std::unique_ptr<Node> owner(copy);
     copy->setName(node.name());
+    const PortRange targets = Access::inputs(*copy);
+    std::size_t place = 0;
     for (Port* port : Access::inputs(node)) {
+        const std::size_t here = place++;
         if (port == nullptr || port->numConnections() != 0) {
             continue;
         }
-        Port* target = copy->getInputPort(Access::name(*port));
+        Port* target = internal::counterpart(targets, here, *port);
         // Ports come and go on a living node, and copyValue trusts its caller with the type.
         if (target != nullptr && Access::haveSameType(*target, *port)) {
             target->copyValue(port);

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <typeinfo>
 
 namespace TessilGraph {
@@ -28,21 +29,20 @@ template <class N>
 inline constexpr TypeInfo typeInfo{};
 
 /// Makes an input port with the default value of `T`. `node` owns it from then on. Null, with the
-/// reason logged, when the node has an input of that name.
+/// reason logged, when the node has an input of that name. Expanded in place, where the hash of a literal
+/// is a constant.
 template <class T>
-PortTemplate<T>* addInput(Node& node, const char* name) {
-    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
-    node.addInputPort(port.get());
-    return port->node() == &node ? port.release() : nullptr;
+[[gnu::always_inline]] inline PortTemplate<T>* addInput(Node& node, const char* name) {
+    constexpr bool asInput = true;
+    return PortTemplate<T>::addTo(node, HashedName(std::string_view(name)), asInput);
 }
 
 /// Makes an output port with the default value of `T`. `node` owns it from then on. Null, with the
 /// reason logged, when the node has an output of that name.
 template <class T>
-PortTemplate<T>* addOutput(Node& node, const char* name) {
-    std::unique_ptr<PortTemplate<T>> port(new (node) PortTemplate<T>(name));
-    node.addOutputPort(port.get());
-    return port->node() == &node ? port.release() : nullptr;
+[[gnu::always_inline]] inline PortTemplate<T>* addOutput(Node& node, const char* name) {
+    constexpr bool asInput = false;
+    return PortTemplate<T>::addTo(node, HashedName(std::string_view(name)), asInput);
 }
 
 /// Gives `copy` the name of `node` and the values and links to outside storage of its unconnected

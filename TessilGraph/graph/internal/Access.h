@@ -18,6 +18,7 @@ struct Access {
     /// `Port::getConnections` that lends the list for editing.
     static PortRange connections(const Port& port) { return port.connections_.range(); }
     static const std::string& name(const Port& port) { return port.name_.str(); }
+    static const PortName& portName(const Port& port) { return port.name_; }
     static bool& watched(Port& port) { return port.watched_; }
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
@@ -57,6 +58,9 @@ struct Access {
             }
         }
     }
+
+    /// As `Node::addInputPort` and `Node::addOutputPort`, for a port that nobody knows yet. False when it was refused.
+    static bool addNewPort(Node& node, Port& port, bool asInput) { return node.addNewPort(port, asInput); }
 
     static NodeMemory::Block* block(const Node& node) { return node.block_; }
     template <class Manager>

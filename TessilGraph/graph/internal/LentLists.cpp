@@ -12,6 +12,8 @@
 
 namespace TessilGraph::internal::LentLists {
 
+std::atomic<std::size_t> watchedPorts{0};
+
 namespace {
 
 /// Whose entry it is: the address of a network's node set, or an odd number for a thread.
@@ -36,9 +38,6 @@ Register& watchRegister() {
     static auto* instance = new Register;
     return *instance;
 }
-
-/// How many ports the register holds; spares everybody the lock while there are none.
-std::atomic<std::size_t> watchedPorts{0};
 
 /// Never given to a second thread, as thread ids are.
 Owner thisThread() {
@@ -232,10 +231,7 @@ void nodeMoves(Node& node) {
     moveAll(Access::outputs(node));
 }
 
-bool settle(const Port& one, const Port& other) {
-    if (watchedPorts.load(std::memory_order_relaxed) == 0) {
-        return true;
-    }
+bool settleWatched(const Port& one, const Port& other) {
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
     bool ordered = settleEntriesOf(all, thisThread());

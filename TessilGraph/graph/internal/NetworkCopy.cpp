@@ -1,6 +1,7 @@
 #include <TessilGraph/graph/internal/NetworkCopy.h>
 
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/Counterpart.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 
 #include <algorithm>
@@ -17,30 +18,10 @@ bool isLinked(const Node& node) {
     return anyLinked(Access::inputs(node)) || anyLinked(Access::outputs(node));
 }
 
-/// Whether `port` is a copy of `original`. Most names are one string for all ports that have them.
-bool hasNameOf(const Port* port, const Port& original) {
-    if (port == nullptr) {
-        return false;
-    }
-    const std::string& name = Access::name(*port);
-    return &name == &Access::name(original) || name == Access::name(original);
-}
-
-/// The port of a copy that stands where the original stands, if it has the same name; else the first
-/// one of that name.
-Port* inputOf(Node& copy, std::size_t place, const Port& original) {
-    const PortRange inputs = Access::inputs(copy);
-    return place < inputs.size() && hasNameOf(inputs[place], original) ? inputs[place]
-                                                                       : copy.getInputPort(Access::name(original));
-}
-
-Port* outputOf(Node& copy, const Node& node, const Port& original) {
+Port* outputOf(const Node& copy, const Node& node, const Port& original) {
     const PortRange originals = Access::outputs(node);
-    const PortRange outputs = Access::outputs(copy);
-    const auto place =
-        static_cast<std::size_t>(std::find(originals.begin(), originals.end(), &original) - originals.begin());
-    return place < outputs.size() && hasNameOf(outputs[place], original) ? outputs[place]
-                                                                         : copy.getOutputPort(Access::name(original));
+    const auto place = std::find(originals.begin(), originals.end(), &original) - originals.begin();
+    return counterpart(Access::outputs(copy), static_cast<std::size_t>(place), original);
 }
 
 }  // namespace
@@ -86,7 +67,7 @@ void NetworkCopy::connect(const NodeSet& target) const {
             if (copy == nullptr || upstreamCopy == nullptr) {
                 continue;
             }
-            Port* inputCopy = inputOf(*copy, inputPlace, *input);
+            Port* inputCopy = counterpart(Access::inputs(*copy), inputPlace, *input);
             Port* outputCopy = outputOf(*upstreamCopy, *upstream, *Access::connections(*input).front());
             if (inputCopy != nullptr && outputCopy != nullptr) {
                 outputCopy->connectTo(inputCopy);
