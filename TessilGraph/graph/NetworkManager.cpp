@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/NetworkCopy.h>
+#include <TessilGraph/graph/internal/Prefetch.h>
 
 #include <TessilUtils/Logger.h>
 
@@ -330,8 +331,9 @@ void NetworkManager::cleanNetwork() {
     }
     nodeCache_.clear();
     networkCache_.dropAll();
-    for (Node* node : doomed) {
-        delete node;
+    for (std::size_t i = 0; i < doomed.size(); ++i) {
+        internal::prefetchAhead(doomed, i);
+        delete doomed[i];
     }
 }
 

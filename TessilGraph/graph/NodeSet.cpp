@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NameOrder.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/Prefetch.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
 #include <utility>
@@ -17,16 +18,6 @@ namespace {
 void leavePrepared(Node& node) {
     if (Access::slot(node) != 0) {
         Access::home(node)->prepared->dissolve();
-    }
-}
-
-/// A node with some ports, which stand behind it.
-void prefetchNode(const Node* node) {
-    constexpr std::size_t line = 64;
-    constexpr std::size_t lines = 7;
-    const auto* address = reinterpret_cast<const char*>(node);
-    for (std::size_t i = 0; i < lines; ++i) {
-        __builtin_prefetch(address + i * line);
     }
 }
 
@@ -86,7 +77,7 @@ std::pair<Node*, Node*> NodeSet::findBoth(const HashedName& one, const HashedNam
     }
     for (const Position position : guesses) {
         if (position != none) {
-            prefetchNode(entries_[position]);
+            internal::prefetchNode(entries_[position]);
         }
     }
     const auto check = [this](Position guess, const HashedName& name) {

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/Counterpart.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
+#include <TessilGraph/graph/internal/Prefetch.h>
 
 #include <algorithm>
 
@@ -52,7 +53,9 @@ std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const
 }
 
 void NetworkCopy::connect(const NodeSet& target) const {
-    for (const NodeSet::Position position : names_) {
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        prefetchOriginal(i);
+        const NodeSet::Position position = names_[i];
         const Node& original = source_.nodeAt(position);
         Node* copy = nullptr;
         std::size_t place = 0;
@@ -82,12 +85,21 @@ const std::string& NetworkCopy::nameOf(const Node& node) {
 
 void NetworkCopy::cloneNodes() {
     const std::vector<std::uint64_t> labelsByPosition = labels();
-    for (const NodeSet::Position position : names_) {
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        prefetchOriginal(i);
+        const NodeSet::Position position = names_[i];
         Node* clone = source_.nodeAt(position).clone();
         clones_[position] = clone;
         if (clone != nullptr && !isLinked(*clone)) {
             Access::label(*clone) = labelsByPosition[position];
         }
+    }
+}
+
+/// Names that follow one another belong to nodes that lie anywhere.
+void NetworkCopy::prefetchOriginal(std::size_t before) const {
+    if (before + nodesAhead < names_.size()) {
+        prefetchNode(&source_.nodeAt(names_[before + nodesAhead]));
     }
 }
 

@@ -48,6 +48,7 @@ private:
     static const std::string& nameOf(const Node& node);
 
     void cloneNodes();
+    void prefetchOriginal(std::size_t before) const;
     void deleteClones();
     std::vector<std::uint64_t> labels() const;
     Node* copyOf(const Node& original, const NodeSet& target) const;

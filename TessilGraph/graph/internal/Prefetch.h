@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace TessilGraph {
+class Node;
+}
+
+namespace TessilGraph::internal {
+
+/// Says that a node with some ports, which stand behind it, will be visited soon.
+inline void prefetchNode(const Node* node) {
+    constexpr std::size_t line = 64;
+    constexpr std::size_t lines = 7;
+    const auto* address = reinterpret_cast<const char*>(node);
+    for (std::size_t i = 0; i < lines; ++i) {
+        __builtin_prefetch(address + i * line);
+    }
+}
+
+/// How many nodes before its turn a node of a long row is fetched.
+constexpr std::size_t nodesAhead = 3;
+
+/// The same for the node that comes some places after this one.
+inline void prefetchAhead(const std::vector<Node*>& nodes, std::size_t place) {
+    if (place + nodesAhead < nodes.size()) {
+        prefetchNode(nodes[place + nodesAhead]);
+    }
+}
+
+}  // namespace TessilGraph::internal
