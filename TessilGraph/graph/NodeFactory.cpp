@@ -9,8 +9,9 @@ using TessilUtils::Logger;
 namespace TessilGraph {
 
 NodeFactory& NodeFactory::instance() {
-    static NodeFactory factory;
-    return factory;
+    // Never destroyed: static objects of the host may make nodes while the process ends.
+    static auto* factory = new NodeFactory;
+    return *factory;
 }
 
 void NodeFactory::registerNode(const std::string& name, Creator creator) {

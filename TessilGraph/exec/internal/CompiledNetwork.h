@@ -2,8 +2,8 @@
 
 #include <TessilGraph/exec/internal/Slots.h>
 #include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/Kernel.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
-#include <TessilGraph/nodes/internal/Kernel.h>
 
 #include <atomic>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <TessilGraph/nodes/internal/Kernel.h>
+#include <TessilGraph/graph/internal/Kernel.h>
 
 #include <atomic>
 #include <cstddef>

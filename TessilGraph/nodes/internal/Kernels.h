@@ -1,10 +1,10 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/Kernel.h>
 #include <TessilGraph/graph/internal/SameBits.h>
 #include <TessilGraph/nodes/EvaluateOnce.h>
 #include <TessilGraph/nodes/MatrixShapes.h>
 #include <TessilGraph/nodes/NodeShape.h>
-#include <TessilGraph/nodes/internal/Kernel.h>
 
 #include <cstddef>
 #include <tuple>
@@ -16,8 +16,6 @@ namespace TessilGraph::internal {
 
 // How the sources of the built-in node classes make kernels. A kernel calls the same function as
 // `compute`, so that the rule stands once; it is instantiated beside `compute`, with the same flags.
-
-void addKernel(const std::type_info& nodeClass, const Kernel& kernel);
 
 template <class T>
 using ValueOfParameter = std::remove_cv_t<std::remove_reference_t<T>>;

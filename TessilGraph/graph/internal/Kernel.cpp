@@ -1,4 +1,6 @@
-#include <TessilGraph/nodes/internal/Kernels.h>
+#include <TessilGraph/graph/internal/Kernel.h>
+
+#include <TessilGraph/graph/Node.h>
 
 #include <mutex>
 #include <shared_mutex>
@@ -14,9 +16,10 @@ struct Table {
     std::unordered_map<std::type_index, Kernel> kernels;
 };
 
+/// Never destroyed: networks of static duration may be evaluated while the process ends.
 Table& table() {
-    static Table instance;
-    return instance;
+    static auto* instance = new Table;
+    return *instance;
 }
 
 }  // namespace

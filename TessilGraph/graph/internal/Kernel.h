@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <typeinfo>
 
 namespace TessilGraph {
 
@@ -10,7 +11,7 @@ class Port;
 
 namespace internal {
 
-/// Where a value stands among the values of a prepared network, in units of `placeSize` bytes.
+/// Where a value stands among those that plans and prepared networks use, in units of `placeSize` bytes.
 using Place = std::uint32_t;
 inline constexpr std::size_t placeSize = 8;
 
@@ -32,6 +33,9 @@ struct Kernel {
     /// be compared with those that the node still holds.
     void (*ports)(const Node& node, const Port** ports);
 };
+
+/// Enters the kernel of a node class. The first one that a class is given counts.
+void addKernel(const std::type_info& nodeClass, const Kernel& kernel);
 
 /// The kernel of the very class of a node; null when there is none, as for every class of a host. Valid
 /// for good.
