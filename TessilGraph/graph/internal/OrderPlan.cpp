@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
 #include <algorithm>
@@ -24,32 +25,14 @@ struct Resolved {
     std::size_t size() const { return kernel->inputs + kernel->outputs; }
 };
 
-bool holds(PortRange ports, const Port* wanted) {
-    return std::find(ports.begin(), ports.end(), wanted) != ports.end();
-}
-
 /// Null if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
-const unsigned char* addressFor(const Node& node, Port& port, bool isInput) {
-    const PortRange held = isInput ? Access::inputs(node) : Access::outputs(node);
-    if (!holds(held, &port) || port.node() != &node || port.isInput() != isInput || Access::removed(port)) {
+const unsigned char* addressFor(const Node& node, const Port& port, bool isInput) {
+    Port* target = portOfKernel(node, port, isInput);
+    if (target == nullptr || (isInput && Access::connectionList(port).isOpen())) {
         return nullptr;
     }
-    const ValueType& type = *Access::valueType(port);
-    if (!isInput) {
-        return static_cast<const unsigned char*>(type.own(port));
-    }
-    if (Access::connectionList(port).isOpen()) {
-        return nullptr;
-    }
-    Port* source = Access::firstConnection(port);
-    if (source == nullptr) {
-        return static_cast<const unsigned char*>(type.shown(port));
-    }
-    const Node* upstream = source->node();
-    const bool stands = source->isOutput() && upstream != nullptr && !Access::removed(*source) &&
-                        Access::home(*const_cast<Node*>(upstream)) == Access::home(*const_cast<Node*>(&node)) &&
-                        Access::valueType(*source) == &type;
-    return stands ? static_cast<const unsigned char*>(type.shown(*source)) : nullptr;
+    const ValueType& type = *Access::valueType(*target);
+    return static_cast<const unsigned char*>(isInput ? type.shown(*target) : type.own(*target));
 }
 
 Resolved resolve(const Node& node, const Kernel& kernel) {
@@ -57,7 +40,7 @@ Resolved resolve(const Node& node, const Kernel& kernel) {
     const Port* ports[Kernel::maxPorts];
     kernel.ports(node, ports);
     for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        const unsigned char* address = addressFor(node, const_cast<Port&>(*ports[i]), i < kernel.inputs);
+        const unsigned char* address = addressFor(node, *ports[i], i < kernel.inputs);
         if (address == nullptr || reinterpret_cast<std::uintptr_t>(address) % placeSize != 0) {
             return resolved;
         }
