@@ -39,6 +39,7 @@ struct Head {
 };
 
 constexpr std::uint32_t alignment = 8;
+static_assert((sizeof(Block) + sizeof(Head)) % alignof(std::max_align_t) == 0, "the first piece may hold anything");
 constexpr std::uint32_t mostRoom = 2048;  // Nodes with very many ports do without.
 constexpr std::uint32_t manyPieces = 1U << 30;
 

@@ -27,7 +27,8 @@ public:
     /// A piece for a node, with room behind it. `room` is raised when that turns out too small.
     static void* allocateNode(std::size_t size, PortRoom& room);
 
-    /// A piece from the block of a node if there is room, otherwise one of its own. `node` may be null.
+    /// A piece from the block of a node if there is room, otherwise one of its own. `node` may be null. A piece
+    /// of its own may hold anything; one from a block what needs no more alignment than a pointer.
     static void* allocate(std::size_t size, const Node* node);
 
     /// A piece of its own; null when there is no memory.
@@ -53,6 +54,11 @@ public:
     private:
         Block* block_;
     };
+};
+
+/// Where a port stands that is made for a node and needs no more alignment than a pointer.
+struct Beside {
+    const Node& node;
 };
 
 }  // namespace internal

@@ -103,9 +103,12 @@ public:
         return ::operator new(size, alignment, nothrow);
     }
     static void* operator new(std::size_t, void* place) noexcept { return place; }
-    /// Near the node that the port is made for, if 8 bytes are all the alignment that its class needs.
+    /// Near the node that the port is made for, unless its class may need more alignment than there is.
     static void* operator new(std::size_t size, const Node& node) {
-        return internal::NodeMemory::allocate(size, &node);
+        return internal::NodeMemory::allocate(size, size % alignof(std::max_align_t) != 0 ? &node : nullptr);
+    }
+    static void* operator new(std::size_t size, internal::Beside place) {
+        return internal::NodeMemory::allocate(size, &place.node);
     }
     static void* operator new(std::size_t size, std::align_val_t alignment, const Node&) {
         return ::operator new(size, alignment);
@@ -120,6 +123,7 @@ public:
     }
     static void operator delete(void*, void*) noexcept {}
     static void operator delete(void* memory, const Node&) noexcept { operator delete(memory); }
+    static void operator delete(void* memory, internal::Beside) noexcept { operator delete(memory); }
     static void operator delete(void* memory, std::align_val_t alignment, const Node&) noexcept {
         operator delete(memory, alignment);
     }

@@ -89,7 +89,8 @@ PortTemplate<T>::PortTemplate(PortName name)
 
 template <class T>
 PortTemplate<T>* PortTemplate<T>::addTo(Node& node, const HashedName& name, bool asInput) {
-    std::unique_ptr<PortTemplate> port(new (node) PortTemplate(PortName(name)));
+    static_assert(alignof(PortTemplate) <= alignof(void*), "more than a place beside the node gives");
+    std::unique_ptr<PortTemplate> port(new (internal::Beside{node}) PortTemplate(PortName(name)));
     return internal::Access::addNewPort(node, *port, asInput) ? port.release() : nullptr;
 }
 
