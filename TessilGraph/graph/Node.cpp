@@ -68,6 +68,10 @@ std::string Node::typeStr() const {
 
 Node::~Node() {
     leavePrepared();
+    // Ports that a host took out of a list by hand outlive the node, and are not to look at it any more.
+    for (const PortList* ports : {&inputs_, &outputs_}) {
+        ports->forEachKnown([](Port* port) { port->removed_ = true; });
+    }
     const internal::NodeMemory::Closing closing(block_);
     for (Port* port : inputs_.range()) {
         delete port;
@@ -238,6 +242,9 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     }
     ports.add(port, this);
     port->noteNewStorage();
+    if (port->node_ != this) {
+        port->leaveOwner();
+    }
     port->setAsInput(asInput);
     // A port that comes with links, or that others may still list, takes these to another node.
     const bool comesLinked = !port->connections_.empty();
@@ -257,7 +264,7 @@ std::vector<Port*>& Node::open(PortList& ports) {
     if (!ports.isOpen()) {
         internal::noteWiring(this);
     }
-    return ports.open();
+    return ports.openKnowing();
 }
 
 /// False when there is no port of that name.
@@ -267,8 +274,9 @@ bool Node::removePort(PortList& ports, const std::string& name) {
         return false;
     }
     port->noteNewStorage();
-    port->removed_ = true;
+    port->leaveOwner();
     ports.remove(port);
+    internal::noteWiring(this);
     return true;
 }
 

@@ -82,7 +82,8 @@ public:
     std::vector<std::string> getOutputPortNames() const;
 
     /// Gives the first input of that name back to the caller, who owns it from then on. Its links
-    /// and its owner's name stay as they were. An unknown name does nothing.
+    /// and its owner's name stay as they were: name another owner, or none, before a port that outlives
+    /// this node is set or linked. An unknown name does nothing.
     void removeInputPort(const std::string& name);
 
     /// The same for outputs.

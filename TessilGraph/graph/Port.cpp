@@ -40,6 +40,7 @@ std::string Port::typeStr() const {
 Port::~Port() {
     internal::LentLists::forget(*this);
     noteWiring();
+    leaveOwner();
 }
 
 void Port::copyValue(Port*) {}
@@ -64,14 +65,14 @@ void Port::setNode(Node* node) {
     noteNewStorage();
     // The old owner may still hold the port, and the new one need not.
     displaced_ = displaced_ || node_ != nullptr;
-    removed_ = true;
+    leaveOwner();
     node_ = node;
     internal::noteWiring(node);
     if (node != nullptr) {
         node->inputsElsewhere_ = true;
     }
     if (displaced_ || !connections_.empty()) {
-        internal::LentLists::watch(*this);
+        internal::LentLists::watch(*this, node);
     }
 }
 
@@ -94,6 +95,15 @@ std::vector<Port*>& Port::getConnections() {
     internal::LentLists::watch(*this);
     noteWiring();
     return connections_.open();
+}
+
+/// From here on nothing relies on the owner that the port names: it may be gone before the port is.
+void Port::leaveOwner() {
+    if (!removed_ && node_ != nullptr) {
+        node_->inputs_.forget(this);
+        node_->outputs_.forget(this);
+    }
+    removed_ = true;
 }
 
 /// A port that was removed may outlive the node that it goes on naming.

@@ -141,6 +141,7 @@ private:
     friend class Node;
     friend struct internal::Access;
 
+    void leaveOwner();
     void noteWiring();
     bool hasTypeOf(const Port& other) const;
     bool isLinkedWith(const Port& other) const;
@@ -162,7 +163,7 @@ private:
     bool watched_ = false;    ///< Stands in the register of lists that are looked through before the next link.
     bool lostMany_ = false;   ///< Outputs that this input does not list may list it, any number of them.
     bool displaced_ = false;  ///< `setNode` took the port away from an owner that may still hold it.
-    bool removed_ = false;    ///< Walks along its owner's ports may miss the port.
+    bool removed_ = false;    ///< Walks along its owner's ports may miss the port, and the owner may be gone.
 
 protected:
     bool bound_ = false;    ///< Readers see storage outside.

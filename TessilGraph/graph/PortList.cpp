@@ -33,7 +33,11 @@ void PortList::add(Port* port, const Node* node) {
         return;
     }
     if ((old & kindBits) == isLent) {
-        lent(old)->ports.push_back(port);
+        Lent& list = *lent(old);
+        list.ports.push_back(port);
+        if (list.known != nullptr) {
+            list.known->insert(port);
+        }
         return;
     }
     const PortRange ports = range();
@@ -120,7 +124,9 @@ const std::vector<Port*>& PortList::asVector() const {
         return lent(old)->ports;
     }
     const PortRange ports = range();
-    auto made = std::make_unique<Lent>(Lent{std::vector<Port*>(ports.begin(), ports.end()), old, false});
+    auto made = std::make_unique<Lent>();
+    made->ports.assign(ports.begin(), ports.end());
+    made->before = old;
     const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(made.get()) | isLent;
     if (word_.compare_exchange_strong(old, word, std::memory_order_acq_rel, std::memory_order_acquire)) {
         return made.release()->ports;
@@ -133,6 +139,16 @@ std::vector<Port*>& PortList::open() {
     Lent& list = *lent(word());
     list.isOpen = true;
     return list.ports;
+}
+
+std::vector<Port*>& PortList::openKnowing() {
+    std::vector<Port*>& ports = open();
+    Lent& list = *lent(word());
+    if (list.known == nullptr) {
+        list.known = std::make_unique<std::unordered_set<Port*>>(ports.begin(), ports.end());
+        list.known->erase(nullptr);
+    }
+    return ports;
 }
 
 }  // namespace TessilGraph

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <unordered_set>
 #include <vector>
 
 namespace TessilGraph {
@@ -110,6 +112,29 @@ public:
     /// The same, to be edited.
     std::vector<Port*>& open();
 
+    /// The same for the list of a node's ports, which from then on knows those that were in it at some time:
+    /// a host may take them out without telling anybody.
+    std::vector<Port*>& openKnowing();
+
+    /// Says that the list need not know that port any more.
+    void forget(Port* port) {
+        const std::uintptr_t word = word_.load(std::memory_order_relaxed);
+        if ((word & kindBits) == isLent && lent(word)->known != nullptr) {
+            lent(word)->known->erase(port);
+        }
+    }
+
+    /// Calls `visit` with each port that the list knows.
+    template <class Visit>
+    void forEachKnown(Visit visit) const {
+        const std::uintptr_t word = word_.load(std::memory_order_relaxed);
+        if ((word & kindBits) == isLent && lent(word)->known != nullptr) {
+            for (Port* port : *lent(word)->known) {
+                visit(port);
+            }
+        }
+    }
+
 private:
     /// Several ports, right behind this header.
     struct Array {
@@ -125,6 +150,7 @@ private:
         std::vector<Port*> ports;
         std::uintptr_t before;  ///< What the list was; readers on other threads may still be at it.
         bool isOpen = false;
+        std::unique_ptr<std::unordered_set<Port*>> known;  ///< See `openKnowing`.
     };
 
     static constexpr std::uintptr_t kindBits = 3;

@@ -50,8 +50,8 @@ bool isThread(Owner owner) {
     return owner % 2 == 1;
 }
 
-Owner ownerOf(const Port& port) {
-    const void* home = port.node() != nullptr ? Access::home(*port.node()) : nullptr;
+Owner ownerOf(const Node* node) {
+    const void* home = node != nullptr ? Access::home(*node) : nullptr;
     return home != nullptr ? reinterpret_cast<Owner>(home) : thisThread();
 }
 
@@ -149,19 +149,18 @@ void take(Register& all, Port& port) {
 }
 
 /// Enters a port in the register, whose lock is held.
-void enter(Register& all, Port& port, const Snapshot& snapshot) {
-    const Owner owner = ownerOf(port);
+void enter(Register& all, Port& port, Owner owner, const Snapshot& snapshot) {
     all.owners.emplace(&port, owner);
     all.byOwner[owner].emplace(&port, snapshot);
     Access::watched(port) = true;
     watchedPorts.fetch_add(1, std::memory_order_relaxed);
 }
 
-/// Hands the entry of a port in the register, whose lock is held, to whom the port belongs now.
-void reenter(Register& all, Port& port) {
+/// Hands the entry of a port in the register, whose lock is held, to another owner.
+void reenter(Register& all, Port& port, Owner owner) {
     const Snapshot snapshot = all.byOwner[all.owners[&port]][&port];
     take(all, port);
-    enter(all, port, snapshot);
+    enter(all, port, owner, snapshot);
 }
 
 /// True when labels can be relied on as far as the entries of this owner are concerned.
@@ -193,14 +192,23 @@ bool anyOtherThreadHasEntries(const Register& all) {
 }  // namespace
 
 void watch(Port& port) {
+    if (!Access::removed(port)) {
+        watch(port, port.node());
+    } else if (!Access::watched(port)) {
+        watch(port, nullptr);
+    }
+}
+
+void watch(Port& port, const Node* node) {
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    const auto owner = all.owners.find(&port);
-    if (owner == all.owners.end()) {
+    const Owner owner = ownerOf(node);
+    const auto entry = all.owners.find(&port);
+    if (entry == all.owners.end()) {
         const PortRange peers = Access::connections(port);
-        enter(all, port, {peers.size(), peers.empty() ? nullptr : peers.front()});
-    } else if (owner->second != ownerOf(port)) {
-        reenter(all, port);
+        enter(all, port, owner, {peers.size(), peers.empty() ? nullptr : peers.front()});
+    } else if (entry->second != owner) {
+        reenter(all, port, owner);
     }
 }
 
@@ -217,14 +225,14 @@ void nodeMoves(Node& node) {
     if (watchedPorts.load(std::memory_order_relaxed) == 0) {
         return;
     }
-    const auto moveAll = [](PortRange ports) {
+    const auto moveAll = [&node](PortRange ports) {
         for (Port* port : ports) {
-            if (port == nullptr || !Access::watched(*port)) {
+            if (port == nullptr || !Access::watched(*port) || port->node() != &node) {
                 continue;
             }
             Register& all = watchRegister();
             const std::lock_guard<std::mutex> lock(all.mutex);
-            reenter(all, *port);
+            reenter(all, *port, ownerOf(&node));
         }
     };
     moveAll(Access::inputs(node));
@@ -235,7 +243,7 @@ bool settleWatched(const Port& one, const Port& other) {
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
     bool ordered = settleEntriesOf(all, thisThread());
-    for (const Owner owner : {ownerOf(one), ownerOf(other)}) {
+    for (const Owner owner : {ownerOf(one.node()), ownerOf(other.node())}) {
         if (!isThread(owner)) {
             ordered = settleEntriesOf(all, owner) && ordered;
         } else if (anyOtherThreadHasEntries(all)) {

@@ -21,8 +21,12 @@ namespace TessilGraph::internal {
 /// found sound leaves the register.
 namespace LentLists {
 
-/// Enters a port, with what its list holds now. Safe from several threads at once.
+/// Enters a port, with what its list holds now. Safe from several threads at once. An entry of a port that
+/// may have outlived its node stays where it is.
 void watch(Port& port);
+
+/// The same for a port whose node, null if it has none, is known to be alive.
+void watch(Port& port, const Node* node);
 
 /// Takes a port out. For ports that are about to die.
 void forget(Port& port);

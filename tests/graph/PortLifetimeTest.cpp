@@ -1,0 +1,176 @@
+#include <TessilGraph/TessilGraph.h>
+
+#include <tests/support/ProbeNode.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+namespace TessilGraph {
+namespace {
+
+using tests::ProbeNode;
+using tests::Source;
+
+using Number = PortTemplate<double>;
+
+/// Adds up whatever stands in its list of inputs.
+class Collector : public ProbeNode {
+public:
+    Collector() {
+        addInputPort(new Number("in1"));
+        addInputPort(new Number("in2"));
+        addOutputPort(out);
+    }
+
+    std::string typeStr() const override { return "Collector"; }
+    unsigned int typeId() const override { return 9501; }
+    Node* clone() override { return new Collector; }
+
+    Number* in(const std::string& name) { return static_cast<Number*>(getInputPort(name)); }
+
+    std::unique_ptr<Port> remove(const std::string& name) {
+        std::unique_ptr<Port> port(getInputPort(name));
+        removeInputPort(name);
+        return port;
+    }
+
+    /// As a host does that has nothing but the list.
+    std::unique_ptr<Number> takeOutByHand(const std::string& name) {
+        Number* port = in(name);
+        *std::find(inputPortBegin(), inputPortEnd(), port) = nullptr;
+        return std::unique_ptr<Number>(port);
+    }
+
+    Number* const out = new Number("out");
+
+protected:
+    void evaluate() override {
+        double sum = 0;
+        for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
+            sum += *port != nullptr ? static_cast<const Number*>(*port)->get() : 0.0;
+        }
+        out->set(sum);
+    }
+};
+
+/// A collector in a network, and a prepared evaluation of it.
+class PortLifetime : public testing::Test {
+protected:
+    PortLifetime() {
+        network.addNode(source, "source");
+        network.addNode(collector, "collector");
+        source->out()->set(5.0);
+        source->setDirty(false);
+    }
+
+    double prepared() {
+        evaluation.run();
+        return collector->out->get();
+    }
+
+    NetworkManager network;
+    Source* source = new Source;
+    Collector* collector = new Collector;
+    PreparedEvaluation evaluation{network, "collector"};
+};
+
+TEST_F(PortLifetime, OutlastsTheNodeItWasTakenFromByHand) {
+    auto node = std::make_unique<Collector>();
+    const std::unique_ptr<Port> input = node->takeOutByHand("in1");
+    const std::unique_ptr<Port> output(*node->outputPortBegin());
+    *node->outputPortBegin() = nullptr;
+    node.reset();
+    for (Port* port : {input.get(), output.get()}) {
+        port->reset();
+        EXPECT_TRUE(port->getConnections().empty());
+        port->setNode(nullptr);
+    }
+    EXPECT_TRUE(output->connectTo(collector->in("in1")));
+    EXPECT_TRUE(input->connectTo(source->out()));
+    EXPECT_TRUE(input->disconnectFrom(source->out()));
+    EXPECT_TRUE(collector->in("in1")->disconnectFrom(output.get()));
+}
+
+TEST_F(PortLifetime, OutlastsTheNodeThatTheNetworkDeletes) {
+    prepared();
+    const std::unique_ptr<Number> port = collector->takeOutByHand("in1");
+    EXPECT_EQ(prepared(), 0.0);
+    network.deleteNode("collector");
+    port->reset();
+    EXPECT_EQ(port->get(), 0.0);
+}
+
+TEST_F(PortLifetime, OutlastsTheNodeItWasTakenFromWithItsListLent) {
+    auto node = std::make_unique<Collector>();
+    std::unique_ptr<Port> port = node->remove("in1");
+    node.reset();
+    EXPECT_TRUE(port->getConnections().empty());
+    EXPECT_TRUE(port->getConnections().empty());
+    collector->remove("in1").reset();
+    collector->addInputPort(port.get());
+    EXPECT_EQ(port.release()->node(), collector);
+    EXPECT_TRUE(network.connectAttr("source", "out", "collector", "in1"));
+}
+
+TEST_F(PortLifetime, EndsInTheSightOfWhatIsPrepared) {
+    collector->in("in1")->getConnections();
+    collector->inputPortBegin();
+    prepared();
+    collector->takeOutByHand("in1").reset();
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 0.0);
+    network.computeNode("collector");
+    EXPECT_TRUE(network.connectAttr("source", "out", "collector", "in2"));
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 5.0);
+}
+
+TEST_F(PortLifetime, GoesOnWithTheNodeThatTookThePortIn) {
+    auto first = std::make_unique<Collector>();
+    collector->remove("in1").reset();
+    Number* port = first->takeOutByHand("in1").release();
+    collector->addInputPort(port);
+    first.reset();
+    EXPECT_EQ(prepared(), 0.0);
+    // Only the port itself can tell the collector's network.
+    Source outside;
+    outside.out()->set(7.0);
+    outside.setDirty(false);
+    ASSERT_TRUE(outside.out()->connectTo(port));
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 7.0);
+    EXPECT_TRUE(outside.out()->disconnectFrom(port));
+}
+
+TEST_F(PortLifetime, LeavesTheNodeThatItCameBackTo) {
+    // A port that was somebody else's for a while tells nothing any more, so its node does.
+    Number* port = collector->in("in1");
+    port->setNode(source);
+    port->setNode(collector);
+    port->getConnections();
+    prepared();
+    collector->remove("in1").reset();
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 0.0);
+}
+
+TEST_F(PortLifetime, IsForgottenByAListThatNamesItNoLonger) {
+    auto node = std::make_unique<Collector>();
+    const std::unique_ptr<Number> named = node->takeOutByHand("in1");
+    named->setNode(collector);
+    node->takeOutByHand("in2").reset();
+    node->addInputPort(new Number("in3"));
+    const std::unique_ptr<Number> late = node->takeOutByHand("in3");
+    node->addInputPort(new Number("in4"));
+    const std::unique_ptr<Port> removed = node->remove("in4");
+    node.reset();
+    EXPECT_EQ(named->node(), collector);
+    late->reset();
+    removed->reset();
+}
+
+}  // namespace
+}  // namespace TessilGraph
