@@ -182,11 +182,11 @@ bool Port::disconnectFrom(Port* other) {
         Logger::error() << "Error null pointer";
         return false;
     }
-    if (!connections_.remove(other)) {
+    if (!connections_.unlink(other)) {
         Logger::error() << "Connection doesn't exist";
         return false;
     }
-    other->connections_.remove(this);
+    other->connections_.unlink(this);
     noteWiring();
     other->noteWiring();
     return true;
@@ -242,7 +242,7 @@ void Port::detachFromPeers() {
     noteWiring();
     peers.forEach([this](Port* peer) {
         if (peer != nullptr) {
-            peer->connections_.remove(this);
+            peer->connections_.unlink(this);
             peer->noteWiring();
         }
     });

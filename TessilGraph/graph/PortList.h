@@ -15,7 +15,8 @@ namespace TessilGraph {
 class Node;
 class Port;
 
-/// A stretch of a list of ports, only to be read. Valid until the list changes.
+/// A stretch of a list of ports, only to be read. Valid until the list changes. Entries may be null: hosts
+/// write null into lists, and lists of peers out of which many went have gaps.
 class PortRange {
 public:
     PortRange() = default;
@@ -40,7 +41,8 @@ private:
 ///
 /// A single port stands in the list itself, several stand in an array. Most lists are never seen from
 /// outside; one whose vector was asked for lives in that vector from then on. It is open once it was asked
-/// for to be edited: a host's edits count at once, whenever they come.
+/// for to be edited: a host's edits count at once, whenever they come. A list that no host has edited names
+/// a port once.
 ///
 /// Threads: const functions may run side by side.
 class TESSILGRAPH_API PortList {
@@ -73,7 +75,10 @@ public:
         }
     }
 
-    std::size_t size() const { return range().size(); }
+    std::size_t size() const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        return (word & kindBits) == isThinned ? thinnedSize(word) : range().size();
+    }
     bool empty() const { return size() == 0; }
 
     /// Whether hosts have a way to edit the list.
@@ -99,6 +104,10 @@ public:
 
     /// The first entry of that port goes. False when there is none.
     bool remove(const Port* port);
+
+    /// The same for a list of peers: taking many out of many costs no more than a look at each, in whatever
+    /// order they go. May leave gaps in what `range` shows, but for the first place and the last.
+    bool unlink(const Port* port);
 
     void removeLast();
     void clear();
@@ -153,26 +162,38 @@ private:
         std::unique_ptr<std::unordered_set<Port*>> known;  ///< See `openKnowing`.
     };
 
+    class Thinned;
+
     static constexpr std::uintptr_t kindBits = 3;
     static constexpr std::uintptr_t isSingle = 0;
     static constexpr std::uintptr_t isArray = 1;
     static constexpr std::uintptr_t isLent = 2;
+    static constexpr std::uintptr_t isThinned = 3;
 
     static PortRange longRange(std::uintptr_t word) {
         if ((word & kindBits) == isArray) {
             return {array(word)->ports(), array(word)->size};
+        }
+        if ((word & kindBits) == isThinned) {
+            return thinnedRange(word);
         }
         const std::vector<Port*>& ports = lent(word)->ports;
         return ports.empty() ? PortRange() : PortRange(ports.data(), ports.size());
     }
     static Array* array(std::uintptr_t word) { return reinterpret_cast<Array*>(word & ~kindBits); }
     static Lent* lent(std::uintptr_t word) { return reinterpret_cast<Lent*>(word & ~kindBits); }
+    static Thinned* thinned(std::uintptr_t word) { return reinterpret_cast<Thinned*>(word & ~kindBits); }
+    static PortRange thinnedRange(std::uintptr_t word);
+    static std::size_t thinnedSize(std::uintptr_t word);
     static void destroy(std::uintptr_t word);
+
+    void becomeThinned() noexcept;
+    void becomeArray() noexcept;
 
     std::uintptr_t word() const { return word_.load(std::memory_order_relaxed); }
     void setWord(std::uintptr_t word) { word_.store(word, std::memory_order_release); }
 
-    /// A port, an array of ports or a lent vector, told apart by the lowest bits.
+    /// A port, an array of ports, one with gaps or a lent vector, told apart by the lowest bits.
     mutable std::atomic<std::uintptr_t> word_{0};
 };
 

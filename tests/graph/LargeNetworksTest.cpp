@@ -370,6 +370,28 @@ TEST_F(LargeNetworks, InAFanAreWiredMarkedEvaluatedCopiedAndTakenApart) {
     EXPECT_EQ(source->out->numConnections(), 0U);
 }
 
+TEST_F(LargeNetworks, InAFanLoseTheirConsumersInAnyOrder) {
+    const std::size_t size = 300000 / scale;
+    for (int deleted = 0; deleted < 2; ++deleted) {
+        NetworkManager network;
+        Port* const hub = static_cast<Lean*>(network.createNode("Lean", "source"))->out;
+        std::vector<std::string> names;
+        for (std::size_t index = 0; index < size; ++index) {
+            names.push_back(numbered("n", index));
+            ASSERT_TRUE(hub->connectTo(static_cast<Lean*>(network.createNode("Lean", names.back()))->in1));
+        }
+        std::shuffle(names.begin(), names.end(), std::mt19937(1));
+        for (const std::string& name : names) {
+            if (deleted == 1) {
+                network.deleteNode(name);
+            } else {
+                ASSERT_TRUE(network.disconnectAttr("source", "out", name, "in1"));
+            }
+        }
+        EXPECT_EQ(hub->numConnections(), 0U);
+    }
+}
+
 TEST_F(LargeNetworks, InAFanWithOneEndAreEvaluatedEveryWay) {
     // One source, `size` nodes beside one another, and a chain of nodes that gathers them.
     const std::size_t size = 2000 / scale;

@@ -136,5 +136,121 @@ TEST_F(PortListTest, IsOpenOnlyForThoseWhoAskedToEditIt) {
     EXPECT_TRUE(list.isOpen());
 }
 
+/// Many peers, which go in some order while some others come.
+class LongPortListTest : public testing::Test {
+protected:
+    LongPortListTest() {
+        for (std::size_t count = 0; count < 4000; ++count) {
+            owned_.push_back(std::make_unique<Port>("peer"));
+        }
+    }
+
+    void fill(std::size_t begin, std::size_t end) {
+        for (std::size_t place = begin; place < end; ++place) {
+            list.add(owned_[place].get());
+            told.push_back(owned_[place].get());
+        }
+    }
+
+    void unlink(std::size_t place) {
+        Port* const port = told[place];
+        ASSERT_TRUE(list.unlink(port));
+        told.erase(told.begin() + static_cast<std::ptrdiff_t>(place));
+        EXPECT_FALSE(list.contains(port));
+        EXPECT_EQ(list.size(), told.size());
+        EXPECT_EQ(list.empty(), told.empty());
+        EXPECT_EQ(list.front(), told.empty() ? nullptr : told.front());
+    }
+
+    Ports shown() const {
+        Ports ports = rangeOf(list);
+        EXPECT_EQ(visited(list), ports);
+        EXPECT_TRUE(ports.empty() || (ports.front() != nullptr && ports.back() != nullptr));
+        EXPECT_LE(ports.size(), 2 * list.size());
+        ports.erase(std::remove(ports.begin(), ports.end(), nullptr), ports.end());
+        return ports;
+    }
+
+    PortList list;
+    Ports told;
+
+private:
+    std::vector<std::unique_ptr<Port>> owned_;
+};
+
+TEST_F(LongPortListTest, KeepsItsOrderWhileItsFirstPeersGo) {
+    fill(0, 1000);
+    while (!told.empty()) {
+        unlink(0);
+        ASSERT_EQ(shown(), told);
+    }
+}
+
+TEST_F(LongPortListTest, KeepsItsOrderWhileItsLastPeersGo) {
+    fill(0, 1000);
+    while (!told.empty()) {
+        unlink(told.size() - 1);
+        ASSERT_EQ(shown(), told);
+    }
+}
+
+TEST_F(LongPortListTest, KeepsItsOrderWhilePeersComeAndGo) {
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        std::mt19937 engine(seed);
+        list.clear();
+        told.clear();
+        std::size_t next = 1000;
+        fill(0, next);
+        for (int step = 0; !told.empty(); ++step) {
+            ASSERT_NO_FATAL_FAILURE(unlink(engine() % told.size()));
+            if (step % 3 == 0 && next < 2000) {
+                fill(next, next + 1);
+                ++next;
+            }
+            if (step % 50 == 0) {
+                ASSERT_EQ(shown(), told) << "seed " << seed << ", step " << step;
+            }
+            if (step % 100 == 0 && !told.empty()) {
+                list.removeLast();
+                told.pop_back();
+            }
+        }
+    }
+}
+
+TEST_F(LongPortListTest, ShowsNoGaps) {
+    fill(0, 1000);
+    for (std::size_t place = 0; place < 300; ++place) {
+        unlink(2 * place + 1);
+    }
+    EXPECT_EQ(list.asVector(), told);
+    unlink(50);
+    EXPECT_EQ(list.asVector(), told);
+    EXPECT_EQ(rangeOf(list), told);
+}
+
+TEST_F(LongPortListTest, RefusesWhomItDoesNotList) {
+    fill(0, 2000);
+    Ports gone;
+    for (std::size_t count = 0; count < 900; ++count) {
+        const std::size_t place = (count * 677) % told.size();
+        gone.push_back(told[place]);
+        unlink(place);
+        EXPECT_FALSE(list.unlink(gone[count / 2]));
+        EXPECT_FALSE(list.remove(gone.front()));
+    }
+    EXPECT_EQ(shown(), told);
+}
+
+TEST_F(LongPortListTest, StartsAfreshOnceItIsCleared) {
+    fill(0, 1000);
+    unlink(500);
+    list.clear();
+    told.clear();
+    EXPECT_TRUE(list.empty());
+    fill(1000, 1300);
+    EXPECT_EQ(rangeOf(list), told);
+}
+
 }  // namespace
 }  // namespace TessilGraph
