@@ -137,11 +137,10 @@ TEST_F(PortLifetime, GoesOnWithTheNodeThatTookThePortIn) {
     EXPECT_EQ(prepared(), 0.0);
     // Only the port itself can tell the collector's network.
     Source outside;
-    outside.out()->set(7.0);
-    outside.setDirty(false);
     ASSERT_TRUE(outside.out()->connectTo(port));
     collector->setDirty(true);
-    EXPECT_EQ(prepared(), 7.0);
+    EXPECT_EQ(prepared(), 1.0);
+    EXPECT_EQ(outside.computes, 1);
     EXPECT_TRUE(outside.out()->disconnectFrom(port));
 }
 
@@ -157,11 +156,26 @@ TEST_F(PortLifetime, LeavesTheNodeThatItCameBackTo) {
     EXPECT_EQ(prepared(), 0.0);
 }
 
+TEST_F(PortLifetime, EndsUnseenOnceAnotherNodeWasItsOwner) {
+    collector->inputPortBegin();
+    for (Node* owner : {static_cast<Node*>(source), static_cast<Node*>(collector)}) {
+        collector->in("in1")->setNode(owner);
+    }
+    prepared();
+    collector->takeOutByHand("in1").reset();
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 0.0);
+}
+
 TEST_F(PortLifetime, IsForgottenByAListThatNamesItNoLonger) {
     auto node = std::make_unique<Collector>();
     const std::unique_ptr<Number> named = node->takeOutByHand("in1");
     named->setNode(collector);
     node->takeOutByHand("in2").reset();
+    node->addInputPort(new Number("in3"));
+    auto shorter = std::make_unique<Collector>();
+    shorter->addInputPort(node->takeOutByHand("in3").release());
+    shorter.reset();
     node->addInputPort(new Number("in3"));
     const std::unique_ptr<Number> late = node->takeOutByHand("in3");
     node->addInputPort(new Number("in4"));

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
@@ -18,10 +19,6 @@ namespace {
 
 std::size_t placesFor(const ValueType& type) {
     return (type.size + placeSize - 1) / placeSize;
-}
-
-bool holds(PortRange ports, const Port* wanted) {
-    return std::find(ports.begin(), ports.end(), wanted) != ports.end();
 }
 
 /// The output that an input shows; null for an input that shows its own value.
@@ -167,6 +164,11 @@ void CompiledNetwork::findSources(Slot slot) {
         if (input == nullptr) {
             continue;
         }
+        if (Access::removed(*input)) {
+            // It tells nobody when its links change, and may go unseen.
+            odd_.add(slot);
+            continue;
+        }
         if (Access::watched(*const_cast<Port*>(input))) {
             const PortRange peers = Access::connections(*input);
             lent_.push_back({input, std::vector<Port*>(peers.begin(), peers.end())});
@@ -228,14 +230,8 @@ std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
     const Port* ports[Kernel::maxPorts];
     kernel->ports(node, ports);
     for (std::size_t i = 0; i < kernel->inputs + kernel->outputs; ++i) {
-        // A host may have taken the port that `compute` goes on using.
         const bool isInput = i < kernel->inputs;
-        if (!holds(isInput ? Access::inputs(node) : Access::outputs(node), ports[i]) || ports[i]->node() != &node ||
-            ports[i]->isInput() != isInput || (!isInput && Access::isBound(*ports[i]))) {
-            return noKernel;
-        }
-        const Port* source = isInput ? sourceOf(*ports[i]) : nullptr;
-        if (source != nullptr && Access::valueType(*source) != Access::valueType(*ports[i])) {
+        if (portOfKernel(node, *ports[i], isInput) == nullptr || (!isInput && Access::isBound(*ports[i]))) {
             return noKernel;
         }
     }
