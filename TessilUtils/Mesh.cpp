@@ -24,14 +24,7 @@ struct Mesh::Geometry {
     // Built by the first ray, whichever thread casts it.
     const internal::RayTree& tree() const {
         const internal::RayTree* ready = readyTree.load(std::memory_order_acquire);
-        if (ready == nullptr) {
-            std::call_once(treeOnce, [this] {
-                ownedTree = std::make_unique<const internal::RayTree>(points, triangles);
-                readyTree.store(ownedTree.get(), std::memory_order_release);
-            });
-            ready = ownedTree.get();
-        }
-        return *ready;
+        return ready != nullptr ? *ready : builtTree();
     }
 
     const std::vector<Imath::V3f> points;
@@ -39,6 +32,14 @@ struct Mesh::Geometry {
     const std::vector<Imath::V3f> faceVertexNormals;
 
 private:
+    [[gnu::cold, gnu::noinline]] const internal::RayTree& builtTree() const {
+        std::call_once(treeOnce, [this] {
+            ownedTree = std::make_unique<const internal::RayTree>(points, triangles);
+            readyTree.store(ownedTree.get(), std::memory_order_release);
+        });
+        return *ownedTree;
+    }
+
     mutable std::once_flag treeOnce;
     mutable std::unique_ptr<const internal::RayTree> ownedTree;
     mutable std::atomic<const internal::RayTree*> readyTree{nullptr};  // spares rays the once-flag
@@ -83,37 +84,11 @@ bool isConsistent(const std::vector<Imath::V3f>& points, const std::vector<unsig
         const internal::Triangle triangle = internal::makeTriangle(points.data(), &triangles[i]);
         Imath::V3f normal(0);
         if (internal::isSound(triangle)) {
-            normal = Imath::V3f(triangle.normal / std::sqrt(triangle.normal.length2()));
+            normal = Imath::V3f(triangle.normal.imath() / std::sqrt(length2(triangle.normal)));
         }
         normals[i] = normals[i + 1] = normals[i + 2] = normal;
     }
     return normals;
-}
-
-// u and v for a hit: rounding must not leave the third corner a weight below zero.
-void setWeights(const internal::Hit& hit, float& u, float& v) {
-    u = static_cast<float>(std::max(1 - hit.weight1 - hit.weight2, 0.0));
-    v = static_cast<float>(hit.weight1);
-    const double rest = 1 - static_cast<double>(u);
-    if (v > rest) {
-        v = static_cast<float>(rest);
-        if (v > rest) {
-            v = std::nextafter(v, 0.0f);
-        }
-    }
-}
-
-// Keeps what it computes out of the function that changes the floating point settings.
-[[gnu::noinline]] bool castRay(const internal::RayTree& tree, const Imath::V3f& origin, const Imath::V3f& direction,
-                               float& t, unsigned int& faceId, float& u, float& v, bool bothDirections) {
-    const internal::Hit hit = tree.nearestHit(origin, direction, bothDirections);
-    if (!hit.found) {
-        return false;
-    }
-    t = static_cast<float>(hit.t) + 0.0f;  // no negative zero
-    faceId = hit.faceId;
-    setWeights(hit, u, v);
-    return true;
 }
 
 }  // namespace
@@ -150,7 +125,7 @@ bool Mesh::intersect(const Imath::V3f& origin, const Imath::V3f& direction, floa
         return false;
     }
     const internal::FloatingPointState standard;
-    return castRay(geometry_->tree(), origin, direction, t, faceId, u, v, bothDirections);
+    return geometry_->tree().intersect(origin, direction, t, faceId, u, v, bothDirections);
 }
 
 }  // namespace TessilUtils

@@ -10,11 +10,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <type_traits>
-
-#if defined(__SSE2__)
-#include <xmmintrin.h>
-#endif
 
 namespace TessilUtils::internal {
 
@@ -49,15 +46,15 @@ RTCDevice device() {
 // The three corners of a triangle that contains `triangle`, moved by `centre` and scaled by
 // `scale`, with a margin of at least `growth` all around, in its plane.
 void growTriangle(const Triangle& triangle, const Imath::V3d& centre, double scale, float* corners) {
-    const Imath::V3d edge1 = triangle.edge1 * scale;
-    const Imath::V3d edge2 = triangle.edge2 * scale;
+    const Imath::V3d edge1 = triangle.edge1() * scale;
+    const Imath::V3d edge2 = triangle.edge2() * scale;
     const Imath::V3d edge3 = edge2 - edge1;
     const double squares[] = {edge1.length2(), edge2.length2(), edge3.length2()};
     const double longest2 = std::max({squares[0], squares[1], squares[2]});
     const double normal2 = edge1.cross(edge2).length2();
 
     Imath::V3d grown[3];
-    const Imath::V3d corner = (triangle.corner - centre) * scale;
+    const Imath::V3d corner = (triangle.corner.imath() - centre) * scale;
     // A third of the smallest height is the smallest distance from the centroid to an edge.
     const double factor = 3 * growth * std::sqrt(longest2 / normal2);
     if (factor <= 1) {
@@ -69,19 +66,19 @@ void growTriangle(const Triangle& triangle, const Imath::V3d& centre, double sca
         // Thin or tiny: scaling would make a long needle of it. A triangle of twice its length and
         // height contains the rectangle around it.
         Imath::V3d start = corner;
-        Imath::V3d along = triangle.edge1;
+        Imath::V3d along = triangle.edge1();
         Imath::V3d third = edge2;
         if (squares[1] == longest2) {
-            along = triangle.edge2;
+            along = triangle.edge2();
             third = edge1;
         } else if (squares[2] == longest2) {
             start = corner + edge1;
-            along = triangle.edge2 - triangle.edge1;
+            along = triangle.edge2() - triangle.edge1();
             third = -edge1;
         }
         const double length = std::sqrt(along.length2()) * scale;
         along /= std::sqrt(along.length2());
-        Imath::V3d across = (triangle.normal / std::sqrt(triangle.normal.length2())).cross(along);
+        Imath::V3d across = (triangle.normal.imath() / std::sqrt(length2(triangle.normal))).cross(along);
         double height = third.dot(across);
         if (height < 0) {
             across = -across;
@@ -99,97 +96,86 @@ void growTriangle(const Triangle& triangle, const Imath::V3d& centre, double sca
     }
 }
 
-// A ray under way in the scene. Embree hands the context on to `considerCandidate`.
-struct Cast {
-    RTCIntersectContext context;  // first: its address is the cast's
-    const RayTree* tree;
-    const Ray* ray;
-    Hit* best;
-    double lengthPerT;  // parameters of the scene's ray per t
-    double start;       // where the scene's ray starts, as its own parameter counted from the origin
-};
-static_assert(std::is_standard_layout_v<Cast>);
-
-// The best hit as a parameter of the scene's ray.
-double bestParameter(const Cast& cast) {
-    return std::fabs(cast.best->t) * cast.lengthPerT - cast.start;
+// Embree's vectors have a fourth number behind them. It reads all four at once, which has to wait
+// for all that was written before if the four were not written at once, too.
+void storeFour(float* to, const PairedVector& vector) {
+    using Floats = float __attribute__((vector_size(8)));
+    using FourFloats = float __attribute__((vector_size(16)));
+    const Floats xy = __builtin_convertvector(vector.xy, Floats);
+    const FourFloats four = {xy[0], xy[1], static_cast<float>(vector.z), 0};
+    std::memcpy(to, &four, sizeof four);
 }
 
-void considerCandidate(const RTCFilterFunctionNArguments* arguments) {
-    const Cast& cast = *reinterpret_cast<const Cast*>(arguments->context);
+void prepareQuery(RTCRayHit& query, const PairedVector& origin, const PairedVector& direction, float end) {
+    storeFour(&query.ray.org_x, origin);
+    storeFour(&query.ray.dir_x, direction);
+    query.ray.tfar = end;
+    query.ray.mask = ~0u;
+    query.ray.id = 0;
+    query.ray.flags = 0;
+    query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+    query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+}
+
+double largestPart(const PairedVector& vector) {
+    return std::max({std::fabs(vector.x()), std::fabs(vector.y()), std::fabs(vector.z)});
+}
+
+// 2^e for a positive value in [2^e, 2^(e+1)), and 2^-e.
+struct PowerOfTwo {
+    explicit PowerOfTwo(double value) {
+        constexpr std::uint64_t exponentBits = 0x7ff0000000000000;
+        constexpr std::uint64_t twiceTheBias = std::uint64_t{2046} << 52;
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        bits &= exponentBits;
+        std::memcpy(&itself, &bits, sizeof bits);
+        bits = twiceTheBias - bits;
+        std::memcpy(&inverse, &bits, sizeof bits);
+    }
+
+    double itself;
+    double inverse;
+};
+
+// u and v for a hit: rounding must not leave the third corner a weight below zero.
+void setWeights(Pair weights, float& u, float& v) {
+    u = static_cast<float>(std::max(1 - weights[0] - weights[1], 0.0));
+    v = static_cast<float>(weights[0]);
+    const double rest = 1 - static_cast<double>(u);
+    if (v > rest) {
+        v = static_cast<float>(rest);
+        if (v > rest) {
+            v = std::nextafter(v, 0.0f);
+        }
+    }
+}
+
+}  // namespace
+
+// A ray under way in the scene that looks at every candidate. Embree hands the context on to
+// `considerCandidate`.
+struct RayTree::Cast {
+    static void considerCandidate(const RTCFilterFunctionNArguments* arguments);
+
+    RTCIntersectContext context;  // first: its address is the cast's
+    const Corners* corners;
+    Ray ray;
+    SceneRay sceneRay;
+    double start;  // where the scene's ray starts, as its own parameter counted from the origin
+    Hit best;
+};
+
+void RayTree::Cast::considerCandidate(const RTCFilterFunctionNArguments* arguments) {
+    static_assert(std::is_standard_layout_v<Cast>);
+    Cast& cast = *reinterpret_cast<Cast*>(arguments->context);
     const unsigned int faceId = RTCHitN_primID(arguments->hit, 1, 0);
-    if (improveHit(*cast.ray, cast.tree->triangle(faceId), faceId, *cast.best)) {
-        RTCRayN_tfar(arguments->ray, 1, 0) = static_cast<float>(bestParameter(cast) + slack);
+    if (improveHit(cast.ray, makeTriangle(cast.corners[faceId]), faceId, cast.best)) {
+        RTCRayN_tfar(arguments->ray, 1, 0) = static_cast<float>(cast.sceneRay.parameter(cast.best, cast.start) + slack);
     } else {
         arguments->valid[0] = 0;
     }
 }
-
-// Writes a vector and a zero. Embree reads all four at once, which costs some 25 ns a ray if the
-// processor has to gather them from single writes that are still under way.
-void storeFour(float* to, const Imath::V3f& vector) {
-#if defined(__SSE2__)
-    _mm_store_ps(to, _mm_setr_ps(vector.x, vector.y, vector.z, 0));
-#else
-    to[0] = vector.x;
-    to[1] = vector.y;
-    to[2] = vector.z;
-    to[3] = 0;
-#endif
-}
-
-// Casts a ray from origin + start * direction on and improves the best hit.
-void castRay(RTCScene scene, Cast& cast, const Imath::V3d& origin, const Imath::V3d& direction, double start) {
-    cast.start = start;
-    const Imath::V3f from(origin + direction * start);
-    const Imath::V3f to(direction);
-    const float end =
-        cast.best->found ? static_cast<float>(bestParameter(cast) + slack) : std::numeric_limits<float>::infinity();
-    RTCRayHit query;
-    const auto prepare = [&] {
-        storeFour(&query.ray.org_x, from);
-        storeFour(&query.ray.dir_x, to);
-        query.ray.tfar = end;
-        query.ray.mask = ~0u;
-        query.ray.id = 0;
-        query.ray.flags = 0;
-        query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
-        query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-    };
-    prepare();
-    cast.context.filter = nullptr;
-    rtcIntersect1(scene, &cast.context, &query);
-    if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) {
-        return;
-    }
-    // Mostly the nearest of the grown triangles is really hit, and nearly where Embree says. If it
-    // is not, the ray passes through a margin or starts on a surface, and every candidate counts.
-    const unsigned int faceId = query.hit.primID;
-    if (improveHit(*cast.ray, cast.tree->triangle(faceId), faceId, *cast.best) &&
-        std::fabs(bestParameter(cast) - query.ray.tfar) < slack) {
-        return;
-    }
-    prepare();
-    cast.context.filter = considerCandidate;
-    rtcIntersect1(scene, &cast.context, &query);
-}
-
-double largestPart(const Imath::V3d& vector) {
-    return std::max({std::fabs(vector.x), std::fabs(vector.y), std::fabs(vector.z)});
-}
-
-// 2^-e for a positive value in [2^e, 2^(e+1)).
-double inversePowerOfTwo(double value) {
-    constexpr std::uint64_t exponentBits = 0x7ff0000000000000;
-    constexpr std::uint64_t twiceTheBias = std::uint64_t{2046} << 52;
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    bits = twiceTheBias - (bits & exponentBits);
-    std::memcpy(&value, &bits, sizeof bits);
-    return value;
-}
-
-}  // namespace
 
 RayTree::RayTree(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles)
     : points_(points), triangles_(triangles) {
@@ -222,8 +208,8 @@ bool RayTree::findBounds() {
     if (lower.x > upper.x) {
         return false;
     }
-    centre_ = (lower + upper) / 2;
-    halfExtent_ = largestPart(upper - lower) / 2;
+    centre_ = paired((lower + upper) / 2);
+    halfExtent_ = largestPart(paired(upper - lower)) / 2;
     scale_ = 1 / halfExtent_;
     return true;
 }
@@ -233,23 +219,25 @@ void RayTree::buildScene() {
     if (device() == nullptr || triangles_.size() > std::numeric_limits<unsigned int>::max()) {
         return;
     }
+    corners_.reset(new (std::nothrow) Corners[count]);
     const RTCScene scene = rtcNewScene(device());
     const RTCGeometry geometry = rtcNewGeometry(device(), RTC_GEOMETRY_TYPE_TRIANGLE);
     rtcSetSceneFlags(scene, RTC_SCENE_FLAG_ROBUST | RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION);
     rtcSetSceneBuildQuality(scene, RTC_BUILD_QUALITY_MEDIUM);
     // A corner belongs to one triangle only: neighbours grow in different directions.
-    auto* corners = static_cast<float*>(
+    auto* grown = static_cast<float*>(
         rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float), 3 * count));
     auto* indices = static_cast<unsigned int*>(
         rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(unsigned int), count));
-    if (corners != nullptr && indices != nullptr) {
+    if (corners_ != nullptr && grown != nullptr && indices != nullptr) {
         for (std::size_t i = 0; i < triangles_.size(); i += 3) {
-            const Triangle sides = makeTriangle(points_.data(), &triangles_[i]);
+            corners_[i / 3] = cornersOf(points_.data(), &triangles_[i]);
+            const Triangle sides = makeTriangle(corners_[i / 3]);
             if (isSound(sides)) {
-                growTriangle(sides, centre_, scale_, corners + 3 * i);
+                growTriangle(sides, centre_.imath(), scale_, grown + 3 * i);
             } else {
                 // Embree leaves triangles with such corners out.
-                std::fill_n(corners + 3 * i, 9, std::numeric_limits<float>::quiet_NaN());
+                std::fill_n(grown + 3 * i, 9, std::numeric_limits<float>::quiet_NaN());
             }
             indices[i] = static_cast<unsigned int>(i);
             indices[i + 1] = static_cast<unsigned int>(i + 1);
@@ -262,7 +250,7 @@ void RayTree::buildScene() {
         tbb::this_task_arena::isolate([scene] { rtcCommitScene(scene); });
     }
     rtcReleaseGeometry(geometry);
-    if (rtcGetDeviceError(device()) == RTC_ERROR_NONE) {
+    if (corners_ != nullptr && rtcGetDeviceError(device()) == RTC_ERROR_NONE) {
         scene_ = scene;
     } else {
         Logger::error() << "Mesh with" << count << "triangles got no search tree; its rays will be slow";
@@ -270,63 +258,96 @@ void RayTree::buildScene() {
     }
 }
 
-Hit RayTree::nearestHit(const Imath::V3f& origin, const Imath::V3f& direction, bool bothDirections) const {
-    Hit best;
+bool RayTree::intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,
+                        float& v, bool bothDirections) const {
     Ray ray;
-    ray.origin = Imath::V3d(origin);
-    ray.direction = Imath::V3d(direction);
-    // Six floats cannot sum up to more than a double holds.
-    const double sum = ray.origin.x + ray.origin.y + ray.origin.z + ray.direction.x + ray.direction.y + ray.direction.z;
-    const double largest = largestPart(ray.direction);
-    if (!std::isfinite(sum) || largest == 0 || halfExtent_ == 0) {
-        return best;
-    }
-    const Imath::V3d fromCentre = ray.origin - centre_;
-    ray.direction2 = ray.direction.length2();
+    ray.origin = paired(origin);
+    ray.direction = paired(direction);
+    ray.direction2 = length2(ray.direction);
     ray.bothDirections = bothDirections;
-
-    const double shortening = inversePowerOfTwo(largest);
-    const Imath::V3d from = fromCentre * scale_;
-    const Imath::V3d along = ray.direction * shortening;
-    Cast cast;
-    rtcInitIntersectContext(&cast.context);
-    cast.tree = this;
-    cast.ray = &ray;
-    cast.best = &best;
-    cast.lengthPerT = scale_ / shortening;
-
-    const double distance = largestPart(from);
-    if (distance > farAway) {
-        const double along2 = along.length2();
-        const double closest = -from.dot(along) / along2;
-        const double aside2 = (from + along * closest).length2();
-        if (distance > outOfSight || scene_ == nullptr) {
-            return scan(ray);
-        }
-        if (aside2 > radius * radius || (closest < 0 && !bothDirections)) {
-            return best;
-        }
-        const double start = std::fabs(closest) - farAway / std::sqrt(along2);
-        castRay(scene_, cast, from, closest < 0 ? -along : along, start);
-        return best;
+    // Six floats cannot sum up to more than a double holds.
+    const PairedVector sums = ray.origin + ray.direction;
+    const double largest = largestPart(ray.direction);
+    if (!std::isfinite(sums.x() + sums.y() + sums.z) || largest == 0 || halfExtent_ == 0) {
+        return false;
     }
-    if (scene_ == nullptr) {
-        return scan(ray);
+    const Hit hit = scene_ != nullptr ? nearestHit(ray, largest) : scan(ray);
+    if (!hit.found) {
+        return false;
     }
-    castRay(scene_, cast, from, along, -slack);
-    if (bothDirections) {
-        castRay(scene_, cast, from, -along, -slack);
+    t = static_cast<float>(hit.t) + 0.0f;  // no negative zero
+    faceId = hit.faceId;
+    setWeights(hit.weights, u, v);
+    return true;
+}
+
+inline Hit RayTree::nearestHit(const Ray& ray, double largest) const {
+    const PowerOfTwo length(largest);
+    const SceneRay ahead{(ray.origin - centre_) * scale_, ray.direction * length.inverse, scale_ * length.itself};
+    if (largestPart(ahead.origin) > farAway) {
+        return nearestHitFromAfar(ray, ahead);
+    }
+    Hit best;
+    castRay(ray, ahead, -slack, best);
+    if (ray.bothDirections) {
+        castRay(ray, ahead.reversed(), -slack, best);
     }
     return best;
+}
+
+Hit RayTree::nearestHitFromAfar(const Ray& ray, const SceneRay& ahead) const {
+    if (largestPart(ahead.origin) > outOfSight) {
+        return scan(ray);
+    }
+    Hit best;
+    const double direction2 = length2(ahead.direction);
+    const double closest = -dot(ahead.origin, ahead.direction) / direction2;
+    const double aside2 = length2(ahead.origin + ahead.direction * closest);
+    if (aside2 <= radius * radius && (closest >= 0 || ray.bothDirections)) {
+        const double start = std::fabs(closest) - farAway / std::sqrt(direction2);
+        castRay(ray, closest < 0 ? ahead.reversed() : ahead, start, best);
+    }
+    return best;
+}
+
+// Improves the best hit by those from origin + start * direction on.
+inline void RayTree::castRay(const Ray& ray, const SceneRay& sceneRay, double start, Hit& best) const {
+    const float end = best.found ? static_cast<float>(sceneRay.parameter(best, start) + slack)
+                                 : std::numeric_limits<float>::infinity();
+    RTCRayHit query;
+    prepareQuery(query, sceneRay.origin + sceneRay.direction * start, sceneRay.direction, end);
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    rtcIntersect1(scene_, &context, &query);
+    if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) {
+        return;
+    }
+    // Mostly the nearest of the grown triangles is really hit, and nearly where Embree says. If it
+    // is not, the ray passes through a margin or starts on a surface, and every candidate counts.
+    const unsigned int faceId = query.hit.primID;
+    if (!improveHit(ray, makeTriangle(corners_[faceId]), faceId, best) ||
+        !(std::fabs(sceneRay.parameter(best, start) - static_cast<double>(query.ray.tfar)) < slack)) {
+        castRayAtAll(ray, sceneRay, start, end, best);
+    }
+}
+
+// As castRay, with a look at every grown triangle on the way.
+void RayTree::castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double start, float end, Hit& best) const {
+    RTCRayHit query;
+    prepareQuery(query, sceneRay.origin + sceneRay.direction * start, sceneRay.direction, end);
+    Cast cast{{}, corners_.get(), ray, sceneRay, start, best};
+    rtcInitIntersectContext(&cast.context);
+    cast.context.filter = Cast::considerCandidate;
+    rtcIntersect1(scene_, &cast.context, &query);
+    best = cast.best;
 }
 
 Hit RayTree::scan(const Ray& ray) const {
     Hit best;
     for (std::size_t i = 0; i < triangles_.size(); i += 3) {
-        const auto faceId = static_cast<unsigned int>(i / 3);
-        const Triangle candidate = triangle(faceId);
+        const Triangle candidate = makeTriangle(points_.data(), &triangles_[i]);
         if (isSound(candidate)) {
-            improveHit(ray, candidate, faceId, best);
+            improveHit(ray, candidate, static_cast<unsigned int>(i / 3), best);
         }
     }
     return best;

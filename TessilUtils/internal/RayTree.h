@@ -2,7 +2,8 @@
 
 #include <TessilUtils/internal/RayTriangle.h>
 
-#include <cstddef>
+#include <cmath>
+#include <memory>
 #include <vector>
 
 struct RTCSceneTy;
@@ -26,25 +27,41 @@ public:
     RayTree(const RayTree&) = delete;
     RayTree& operator=(const RayTree&) = delete;
 
-    // May be called from several threads at once.
-    Hit nearestHit(const Imath::V3f& origin, const Imath::V3f& direction, bool bothDirections) const;
-
-    Triangle triangle(unsigned int faceId) const {
-        return makeTriangle(points_.data(), &triangles_[3 * static_cast<std::size_t>(faceId)]);
-    }
+    // As Mesh::intersect, but with the standard floating point settings only. May be called from
+    // several threads at once.
+    bool intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,
+                   float& v, bool bothDirections) const;
 
 private:
+    struct Cast;
+
+    // A ray in lengths of the scene.
+    struct SceneRay {
+        SceneRay reversed() const { return {origin, -direction, lengthPerT}; }
+        // Where a hit lies, counted from origin + start * direction.
+        double parameter(const Hit& hit, double start) const { return std::fabs(hit.t) * lengthPerT - start; }
+
+        PairedVector origin;
+        PairedVector direction;
+        double lengthPerT;  // parameters per t of the mesh's ray
+    };
+
     // True when at least one triangle can be hit.
     bool findBounds();
     void buildScene();
+    Hit nearestHit(const Ray& ray, double largest) const;
+    Hit nearestHitFromAfar(const Ray& ray, const SceneRay& ahead) const;
+    void castRay(const Ray& ray, const SceneRay& sceneRay, double start, Hit& best) const;
+    void castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double start, float end, Hit& best) const;
     Hit scan(const Ray& ray) const;
 
     const std::vector<Imath::V3f>& points_;
     const std::vector<unsigned int>& triangles_;
-    Imath::V3d centre_{0};
-    double halfExtent_ = 0;        // of the largest side of the bounds; 0 when no triangle can be hit
-    double scale_ = 0;             // from lengths of the mesh to lengths of the scene
-    RTCSceneTy* scene_ = nullptr;  // null when Embree could not make it: then every triangle is tested
+    PairedVector centre_{};
+    double halfExtent_ = 0;               // of the largest side of the bounds; 0 when no triangle can be hit
+    double scale_ = 0;                    // from lengths of the mesh to lengths of the scene
+    RTCSceneTy* scene_ = nullptr;         // null when it could not be made: then every triangle is tested
+    std::unique_ptr<Corners[]> corners_;  // of every triangle, if there is a scene
 };
 
 }  // namespace TessilUtils::internal

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <TessilUtils/internal/PairedVector.h>
+
 #include <Imath/ImathVec.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
-#include <vector>
 
 namespace TessilUtils::internal {
 
@@ -12,55 +15,88 @@ namespace TessilUtils::internal {
 // two differences of floats fit into a double, so that what is decided here is decided as good as
 // exactly, for floats of every size.
 
-struct Triangle {
-    Imath::V3d corner;  // the first
-    Imath::V3d edge1;   // from the first to the second
-    Imath::V3d edge2;   // from the first to the third
-    Imath::V3d normal;  // edge1 x edge2
+// A triangle's corners in one place, the second and the third side by side.
+struct Corners {
+    float x[2], y[2], z[2];
+    Imath::V3f first;
 };
 
-inline Triangle makeTriangle(const Imath::V3f* points, const unsigned int* indices) {
+inline Corners cornersOf(const Imath::V3f* points, const unsigned int* indices) {
+    const Imath::V3f& second = points[indices[1]];
+    const Imath::V3f& third = points[indices[2]];
+    return {{second.x, third.x}, {second.y, third.y}, {second.z, third.z}, points[indices[0]]};
+}
+
+struct Triangle {
+    PairedVector corner;  // the first
+    Pair edgesX;          // from the first corner to the second and to the third
+    Pair edgesY;
+    Pair edgesZ;
+    PairedVector normal;  // edge1 x edge2
+
+    Imath::V3d edge1() const { return {edgesX[0], edgesY[0], edgesZ[0]}; }
+    Imath::V3d edge2() const { return {edgesX[1], edgesY[1], edgesZ[1]}; }
+    // The squared lengths of both edges.
+    Pair lengths2() const { return edgesX * edgesX + edgesY * edgesY + edgesZ * edgesZ; }
+};
+
+inline Pair toDoubles(const float (&floats)[2]) {
+    using Floats = float __attribute__((vector_size(8)));
+    Floats both;
+    std::memcpy(&both, floats, sizeof both);
+    return __builtin_convertvector(both, Pair);
+}
+
+inline Triangle makeTriangle(const Corners& corners) {
     Triangle triangle;
-    triangle.corner = Imath::V3d(points[indices[0]]);
-    triangle.edge1 = Imath::V3d(points[indices[1]]) - triangle.corner;
-    triangle.edge2 = Imath::V3d(points[indices[2]]) - triangle.corner;
-    triangle.normal = triangle.edge1.cross(triangle.edge2);
+    triangle.corner = paired(corners.first);
+    const Pair x = triangle.edgesX = toDoubles(corners.x) - bothAs(triangle.corner.x());
+    const Pair y = triangle.edgesY = toDoubles(corners.y) - bothAs(triangle.corner.y());
+    const Pair z = triangle.edgesZ = toDoubles(corners.z) - bothAs(triangle.corner.z);
+    const Pair productsX = y * Pair{z[1], z[0]};
+    const Pair productsY = z * Pair{x[1], x[0]};
+    const Pair productsZ = x * Pair{y[1], y[0]};
+    triangle.normal.xy = Pair{productsX[0], productsY[0]} - Pair{productsX[1], productsY[1]};
+    triangle.normal.z = productsZ[0] - productsZ[1];
     return triangle;
+}
+
+inline Triangle makeTriangle(const Imath::V3f* points, const unsigned int* indices) {
+    return makeTriangle(cornersOf(points, indices));
 }
 
 // False for a triangle without area and for one with a corner that is not finite. Below the bound,
 // which is a few roundings, the normal has no direction that one could rely on.
 inline bool isSound(const Triangle& triangle) {
     constexpr double rounding2 = 0x1p-96;
-    const double normal2 = triangle.normal.length2();
-    return normal2 > rounding2 * triangle.edge1.length2() * triangle.edge2.length2() &&
-           normal2 < std::numeric_limits<double>::infinity();
+    const double normal2 = length2(triangle.normal);
+    const Pair edges2 = triangle.lengths2();
+    return normal2 > rounding2 * edges2[0] * edges2[1] && normal2 < std::numeric_limits<double>::infinity();
 }
 
 struct Ray {
-    Imath::V3d origin;
-    Imath::V3d direction;
+    PairedVector origin;
+    PairedVector direction;
     double direction2;  // squared length
     bool bothDirections;
 };
 
 struct Hit {
     double t = std::numeric_limits<double>::infinity();
+    Pair weights{};  // of the second and of the third corner
     unsigned int faceId = 0;
-    double weight1 = 0;  // of the second corner
-    double weight2 = 0;  // of the third corner
     bool found = false;
 };
 
 // By how much the weights of a ray that meets the triangle, before they are divided, can come out
 // below zero. Seen as a distance from the triangle that is far below the rounding of floats, even
 // for origins so far away that doubles round by more.
-inline double weightError(const Ray& ray, const Triangle& triangle, const Imath::V3d& fromCorner) {
+[[gnu::cold, gnu::noinline]] inline double weightError(double direction2, Pair edges2, double fromCorner2) {
     constexpr double rounding = 0x1p-48;
     constexpr double farthest = 0x1p24;  // in sizes of the triangle
-    const double size = std::sqrt(triangle.edge1.length2()) + std::sqrt(triangle.edge2.length2());
-    const double reach = std::fmin(std::sqrt(fromCorner.length2()), farthest * size) + size;
-    return rounding * reach * size * std::sqrt(ray.direction2);
+    const double size = std::sqrt(edges2[0]) + std::sqrt(edges2[1]);
+    const double reach = std::fmin(std::sqrt(fromCorner2), farthest * size) + size;
+    return rounding * reach * size * std::sqrt(direction2);
 }
 
 // Puts the hit of `ray` with triangle `faceId` into `best` if there is one and it is the better
@@ -69,19 +105,21 @@ inline double weightError(const Ray& ray, const Triangle& triangle, const Imath:
 inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int faceId, Hit& best) {
     constexpr double parallel2 = 0x1p-92;
 
-    double determinant = -ray.direction.dot(triangle.normal);
-    if (!(determinant * determinant > parallel2 * ray.direction2 * triangle.normal.length2())) {
+    const double side = -dot(ray.direction, triangle.normal);
+    if (!(side * side > parallel2 * ray.direction2 * length2(triangle.normal))) {
         return false;
     }
-    const Imath::V3d fromCorner = ray.origin - triangle.corner;
-    const double sign = determinant < 0 ? -1 : 1;
-    determinant *= sign;
-    const Imath::V3d moment = fromCorner.cross(ray.direction) * sign;
-    double weight1 = triangle.edge2.dot(moment);
-    double weight2 = -triangle.edge1.dot(moment);
+    const double sign = std::copysign(1.0, side);
+    const double determinant = std::fabs(side);
+    const PairedVector fromCorner = ray.origin - triangle.corner;
+    const PairedVector moment = cross(fromCorner, ray.direction) * sign;
+    const Pair volumes = triangle.edgesX * bothAs(moment.x()) + triangle.edgesY * bothAs(moment.y()) +
+                         triangle.edgesZ * bothAs(moment.z);
+    double weight1 = volumes[1];
+    double weight2 = -volumes[0];
     double weight0 = determinant - weight1 - weight2;
-    if (weight0 < 0 || weight1 < 0 || weight2 < 0) {
-        const double error = weightError(ray, triangle, fromCorner);
+    if (std::min({weight0, weight1, weight2}) < 0) {
+        const double error = weightError(ray.direction2, triangle.lengths2(), length2(fromCorner));
         if (weight0 < -error || weight1 < -error || weight2 < -error) {
             return false;
         }
@@ -90,7 +128,7 @@ inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int fa
         weight2 = std::fmax(weight2, 0);
     }
 
-    const double t = sign * fromCorner.dot(triangle.normal) / determinant;
+    const double t = sign * dot(fromCorner, triangle.normal) / determinant;
     const double distance = ray.bothDirections ? std::fabs(t) : t;
     if (!(distance >= 0 && distance <= std::numeric_limits<float>::max())) {
         return false;
@@ -99,11 +137,9 @@ inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int fa
     if (distance > bestDistance || (distance == bestDistance && best.found && best.faceId < faceId)) {
         return false;
     }
-    const double sum = weight0 + weight1 + weight2;
     best.t = t;
+    best.weights = Pair{weight1, weight2} / bothAs(weight0 + weight1 + weight2);
     best.faceId = faceId;
-    best.weight1 = weight1 / sum;
-    best.weight2 = weight2 / sum;
     best.found = true;
     return true;
 }
