@@ -33,8 +33,9 @@ struct Mesh::Geometry {
 
 private:
     [[gnu::cold, gnu::noinline]] const internal::RayTree& builtTree() const {
+        const internal::FloatingPointState standard;
         std::call_once(treeOnce, [this] {
-            ownedTree = std::make_unique<const internal::RayTree>(points, triangles);
+            ownedTree = std::make_unique<const internal::RayTree>(points, triangles, faceVertexNormals);
             readyTree.store(ownedTree.get(), std::memory_order_release);
         });
         return *ownedTree;
@@ -124,8 +125,9 @@ bool Mesh::intersect(const Imath::V3f& origin, const Imath::V3f& direction, floa
     if (!geometry_) {
         return false;
     }
+    const internal::RayTree& tree = geometry_->tree();
     const internal::FloatingPointState standard;
-    return geometry_->tree().intersect(origin, direction, t, faceId, u, v, bothDirections);
+    return tree.intersect(origin, direction, t, faceId, u, v, bothDirections);
 }
 
 }  // namespace TessilUtils

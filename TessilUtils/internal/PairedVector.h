@@ -2,6 +2,10 @@
 
 #include <Imath/ImathVec.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace TessilUtils::internal {
 
 // Two doubles that the processor computes with at once. Each of them comes out as it would alone.
@@ -21,6 +25,16 @@ struct PairedVector {
     double y() const { return xy[1]; }
     Imath::V3d imath() const { return {x(), y(), z}; }
 };
+
+// Two floats in a row, made doubles. They are read at once, so they must not have been written one by
+// one a moment ago: the processor would wait until they are in the cache.
+inline Pair toPair(const float* floats) {
+#if defined(__SSE2__)
+    return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(floats))));
+#else
+    return Pair{static_cast<double>(floats[0]), static_cast<double>(floats[1])};
+#endif
+}
 
 inline PairedVector paired(const Imath::V3d& vector) {
     return {Pair{vector.x, vector.y}, vector.z};

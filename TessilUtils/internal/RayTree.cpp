@@ -177,8 +177,9 @@ void RayTree::Cast::considerCandidate(const RTCFilterFunctionNArguments* argumen
     }
 }
 
-RayTree::RayTree(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles)
-    : points_(points), triangles_(triangles) {
+RayTree::RayTree(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles,
+                 const std::vector<Imath::V3f>& faceVertexNormals)
+    : points_(points), triangles_(triangles), faceVertexNormals_(faceVertexNormals) {
     if (findBounds()) {
         buildScene();
     }
@@ -259,7 +260,7 @@ void RayTree::buildScene() {
 }
 
 bool RayTree::intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,
-                        float& v, bool bothDirections) const {
+                        float& v, bool bothDirections) const noexcept {
     Ray ray;
     ray.origin = paired(origin);
     ray.direction = paired(direction);
@@ -325,6 +326,9 @@ inline void RayTree::castRay(const Ray& ray, const SceneRay& sceneRay, double st
     // Mostly the nearest of the grown triangles is really hit, and nearly where Embree says. If it
     // is not, the ray passes through a margin or starts on a surface, and every candidate counts.
     const unsigned int faceId = query.hit.primID;
+    const Imath::V3f* const normals = faceVertexNormals_.data() + std::size_t{3} * faceId;
+    __builtin_prefetch(normals);
+    __builtin_prefetch(normals + 2);
     if (!improveHit(ray, makeTriangle(corners_[faceId]), faceId, best) ||
         !(std::fabs(sceneRay.parameter(best, start) - static_cast<double>(query.ray.tfar)) < slack)) {
         castRayAtAll(ray, sceneRay, start, end, best);

@@ -20,8 +20,10 @@ namespace TessilUtils::internal {
 // between neighbours, a miss costs nothing extra, and Embree never sees a number that it minds.
 class RayTree {
 public:
-    // Neither list is copied: both must outlive the tree. Uses all cores for a moment.
-    RayTree(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles);
+    // No list is copied: all must outlive the tree. Uses all cores for a moment. Normals are not used
+    // but fetched when a triangle may be hit, since those who cast rays mostly read them next.
+    RayTree(const std::vector<Imath::V3f>& points, const std::vector<unsigned int>& triangles,
+            const std::vector<Imath::V3f>& faceVertexNormals);
     ~RayTree();
 
     RayTree(const RayTree&) = delete;
@@ -30,7 +32,7 @@ public:
     // As Mesh::intersect, but with the standard floating point settings only. May be called from
     // several threads at once.
     bool intersect(const Imath::V3f& origin, const Imath::V3f& direction, float& t, unsigned int& faceId, float& u,
-                   float& v, bool bothDirections) const;
+                   float& v, bool bothDirections) const noexcept;
 
 private:
     struct Cast;
@@ -57,6 +59,7 @@ private:
 
     const std::vector<Imath::V3f>& points_;
     const std::vector<unsigned int>& triangles_;
+    const std::vector<Imath::V3f>& faceVertexNormals_;
     PairedVector centre_{};
     double halfExtent_ = 0;               // of the largest side of the bounds; 0 when no triangle can be hit
     double scale_ = 0;                    // from lengths of the mesh to lengths of the scene

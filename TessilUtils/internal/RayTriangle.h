@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace TessilUtils::internal {
@@ -40,19 +39,12 @@ struct Triangle {
     Pair lengths2() const { return edgesX * edgesX + edgesY * edgesY + edgesZ * edgesZ; }
 };
 
-inline Pair toDoubles(const float (&floats)[2]) {
-    using Floats = float __attribute__((vector_size(8)));
-    Floats both;
-    std::memcpy(&both, floats, sizeof both);
-    return __builtin_convertvector(both, Pair);
-}
-
 inline Triangle makeTriangle(const Corners& corners) {
     Triangle triangle;
-    triangle.corner = paired(corners.first);
-    const Pair x = triangle.edgesX = toDoubles(corners.x) - bothAs(triangle.corner.x());
-    const Pair y = triangle.edgesY = toDoubles(corners.y) - bothAs(triangle.corner.y());
-    const Pair z = triangle.edgesZ = toDoubles(corners.z) - bothAs(triangle.corner.z);
+    triangle.corner = {toPair(&corners.first.x), static_cast<double>(corners.first.z)};
+    const Pair x = triangle.edgesX = toPair(corners.x) - bothAs(triangle.corner.x());
+    const Pair y = triangle.edgesY = toPair(corners.y) - bothAs(triangle.corner.y());
+    const Pair z = triangle.edgesZ = toPair(corners.z) - bothAs(triangle.corner.z);
     const Pair productsX = y * Pair{z[1], z[0]};
     const Pair productsY = z * Pair{x[1], x[0]};
     const Pair productsZ = x * Pair{y[1], y[0]};
