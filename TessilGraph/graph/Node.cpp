@@ -167,6 +167,11 @@ void Node::setDirty(bool dirty) {
         noteOrigin();
         return;
     }
+    markDownstream();
+}
+
+/// Apart from `setDirty` so that a node that is dirty already costs hardly anything.
+void Node::markDownstream() {
     markDirty(*this);
     noteOrigin();
     if (home_ != nullptr && home_->markPlan != nullptr && home_->markPlan->isCurrent()) {

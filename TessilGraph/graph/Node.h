@@ -142,6 +142,7 @@ private:
     static bool isTaken(const PortList& ports, const PortName& name);
     bool removePort(PortList& ports, const std::string& name);
     std::vector<Port*>& open(PortList& ports);
+    void markDownstream();
     void noteOrigin();
     void leavePrepared();
 

@@ -13,7 +13,7 @@ MeshRayCast::MeshRayCast() {
 
 bool MeshRayCast::compute(const ComputeData*) {
     const TessilUtils::Mesh* mesh = inMesh_->get();
-    if (mesh == nullptr || mesh->points().empty()) {
+    if (mesh == nullptr) {
         return false;
     }
 
@@ -26,6 +26,9 @@ bool MeshRayCast::compute(const ComputeData*) {
     float u = 0.0f;
     float v = 0.0f;
     const bool hit = mesh->intersect(toSingle(origin), toSingle(direction), t, faceId, u, v, bothDirections);
+    if (!hit && mesh->points().empty()) {
+        return false;
+    }
 
     outIntersect_->set(hit);
     outParameter_->set(static_cast<double>(t));
