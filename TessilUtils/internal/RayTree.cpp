@@ -1,6 +1,8 @@
 #include <TessilUtils/internal/RayTree.h>
 
 #include <TessilUtils/Logger.h>
+#include <TessilUtils/ParallelFor.h>
+#include <TessilUtils/internal/FloatingPointState.h>
 
 #include <embree3/rtcore.h>
 #include <tbb/task_arena.h>
@@ -10,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <type_traits>
 
@@ -117,6 +120,20 @@ void prepareQuery(RTCRayHit& query, const PairedVector& origin, const PairedVect
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
 }
 
+// Calls `run(first, end)` for parts of [0, count) on several threads, each with the standard floating
+// point settings. What is computed there belongs in functions that are not inlined.
+template <class Run>
+void forFaces(std::size_t count, const Run& run) {
+    if (count > std::numeric_limits<unsigned int>::max()) {
+        run(0, count);
+        return;
+    }
+    parallel_for({0, static_cast<unsigned int>(count)}, [&run](const ParallelForRange& part) {
+        const FloatingPointState standard;
+        run(part.begin(), part.end());
+    });
+}
+
 double largestPart(const PairedVector& vector) {
     return std::max({std::fabs(vector.x()), std::fabs(vector.y()), std::fabs(vector.z)});
 }
@@ -191,28 +208,65 @@ RayTree::~RayTree() {
     }
 }
 
-bool RayTree::findBounds() {
-    Imath::V3d lower(std::numeric_limits<double>::infinity());
-    Imath::V3d upper(-std::numeric_limits<double>::infinity());
-    for (std::size_t i = 0; i < triangles_.size(); i += 3) {
-        const Triangle sides = makeTriangle(points_.data(), &triangles_[i]);
-        if (isSound(sides)) {
+// A box around what it was extended by.
+struct RayTree::Bounds {
+    // Does nothing if the other one is empty.
+    void extendBy(const Bounds& other) {
+        for (int axis = 0; axis < 3; ++axis) {
+            lower[axis] = std::min(lower[axis], other.lower[axis]);
+            upper[axis] = std::max(upper[axis], other.upper[axis]);
+        }
+    }
+
+    Imath::V3d lower{std::numeric_limits<double>::infinity()};
+    Imath::V3d upper{-std::numeric_limits<double>::infinity()};
+};
+
+RayTree::Bounds RayTree::boundsOf(std::size_t firstFace, std::size_t endFace) const {
+    Bounds bounds;
+    for (std::size_t i = 3 * firstFace; i < 3 * endFace; i += 3) {
+        if (isSound(makeTriangle(points_.data(), &triangles_[i]))) {
             for (std::size_t corner = i; corner < i + 3; ++corner) {
                 const Imath::V3d point(points_[triangles_[corner]]);
-                for (int axis = 0; axis < 3; ++axis) {
-                    lower[axis] = std::min(lower[axis], point[axis]);
-                    upper[axis] = std::max(upper[axis], point[axis]);
-                }
+                bounds.extendBy({point, point});
             }
         }
     }
-    if (lower.x > upper.x) {
+    return bounds;
+}
+
+bool RayTree::findBounds() {
+    Bounds all;
+    std::mutex allMutex;
+    forFaces(triangles_.size() / 3, [&](std::size_t first, std::size_t end) {
+        const Bounds part = boundsOf(first, end);
+        const std::lock_guard<std::mutex> lock(allMutex);
+        all.extendBy(part);
+    });
+    if (all.lower.x > all.upper.x) {
         return false;
     }
-    centre_ = paired((lower + upper) / 2);
-    halfExtent_ = largestPart(paired(upper - lower)) / 2;
+    centre_ = paired((all.lower + all.upper) / 2);
+    halfExtent_ = largestPart(paired(all.upper - all.lower)) / 2;
     scale_ = 1 / halfExtent_;
     return true;
+}
+
+// Gives the scene's triangles and this tree's corners their values.
+void RayTree::growTriangles(std::size_t firstFace, std::size_t endFace, float* grown, unsigned int* indices) const {
+    for (std::size_t face = firstFace; face < endFace; ++face) {
+        corners_[face] = cornersOf(points_.data(), &triangles_[3 * face]);
+        const Triangle sides = makeTriangle(points_.data(), &triangles_[3 * face]);
+        if (isSound(sides)) {
+            growTriangle(sides, centre_.imath(), scale_, grown + 9 * face);
+        } else {
+            // Embree leaves triangles with such corners out.
+            std::fill_n(grown + 9 * face, 9, std::numeric_limits<float>::quiet_NaN());
+        }
+        for (std::size_t corner = 3 * face; corner < 3 * face + 3; ++corner) {
+            indices[corner] = static_cast<unsigned int>(corner);
+        }
+    }
 }
 
 void RayTree::buildScene() {
@@ -221,8 +275,11 @@ void RayTree::buildScene() {
         return;
     }
     corners_.reset(new (std::nothrow) Corners[count]);
-    const RTCScene scene = rtcNewScene(device());
-    const RTCGeometry geometry = rtcNewGeometry(device(), RTC_GEOMETRY_TYPE_TRIANGLE);
+    std::unique_ptr<RTCSceneTy, void (*)(RTCScene)> owner(rtcNewScene(device()), rtcReleaseScene);
+    const RTCScene scene = owner.get();
+    const std::unique_ptr<RTCGeometryTy, void (*)(RTCGeometry)> geometryOwner(
+        rtcNewGeometry(device(), RTC_GEOMETRY_TYPE_TRIANGLE), rtcReleaseGeometry);
+    const RTCGeometry geometry = geometryOwner.get();
     rtcSetSceneFlags(scene, RTC_SCENE_FLAG_ROBUST | RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION);
     rtcSetSceneBuildQuality(scene, RTC_BUILD_QUALITY_MEDIUM);
     // A corner belongs to one triangle only: neighbours grow in different directions.
@@ -231,31 +288,17 @@ void RayTree::buildScene() {
     auto* indices = static_cast<unsigned int*>(
         rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(unsigned int), count));
     if (corners_ != nullptr && grown != nullptr && indices != nullptr) {
-        for (std::size_t i = 0; i < triangles_.size(); i += 3) {
-            corners_[i / 3] = cornersOf(points_.data(), &triangles_[i]);
-            const Triangle sides = makeTriangle(corners_[i / 3]);
-            if (isSound(sides)) {
-                growTriangle(sides, centre_.imath(), scale_, grown + 3 * i);
-            } else {
-                // Embree leaves triangles with such corners out.
-                std::fill_n(grown + 3 * i, 9, std::numeric_limits<float>::quiet_NaN());
-            }
-            indices[i] = static_cast<unsigned int>(i);
-            indices[i + 1] = static_cast<unsigned int>(i + 1);
-            indices[i + 2] = static_cast<unsigned int>(i + 2);
-        }
+        forFaces(count, [=](std::size_t first, std::size_t end) { growTriangles(first, end, grown, indices); });
         rtcCommitGeometry(geometry);
         rtcAttachGeometry(scene, geometry);
         // While it waits for its helpers this thread must not pick up a task from outside: that
         // could be another ray against this mesh, which would wait for this very tree.
         tbb::this_task_arena::isolate([scene] { rtcCommitScene(scene); });
     }
-    rtcReleaseGeometry(geometry);
     if (corners_ != nullptr && rtcGetDeviceError(device()) == RTC_ERROR_NONE) {
-        scene_ = scene;
+        scene_ = owner.release();
     } else {
         Logger::error() << "Mesh with" << count << "triangles got no search tree; its rays will be slow";
-        rtcReleaseScene(scene);
     }
 }
 

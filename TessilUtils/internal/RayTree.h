@@ -3,6 +3,7 @@
 #include <TessilUtils/internal/RayTriangle.h>
 
 #include <cmath>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -35,6 +36,7 @@ public:
                    float& v, bool bothDirections) const noexcept;
 
 private:
+    struct Bounds;
     struct Cast;
 
     // A ray in lengths of the scene.
@@ -50,6 +52,9 @@ private:
 
     // True when at least one triangle can be hit.
     bool findBounds();
+    [[gnu::noinline]] Bounds boundsOf(std::size_t firstFace, std::size_t endFace) const;
+    [[gnu::noinline]] void growTriangles(std::size_t firstFace, std::size_t endFace, float* grown,
+                                         unsigned int* indices) const;
     void buildScene();
     Hit nearestHit(const Ray& ray, double largest) const;
     Hit nearestHitFromAfar(const Ray& ray, const SceneRay& ahead) const;

@@ -39,12 +39,12 @@ struct Triangle {
     Pair lengths2() const { return edgesX * edgesX + edgesY * edgesY + edgesZ * edgesZ; }
 };
 
-inline Triangle makeTriangle(const Corners& corners) {
-    Triangle triangle;
-    triangle.corner = {toPair(&corners.first.x), static_cast<double>(corners.first.z)};
-    const Pair x = triangle.edgesX = toPair(corners.x) - bothAs(triangle.corner.x());
-    const Pair y = triangle.edgesY = toPair(corners.y) - bothAs(triangle.corner.y());
-    const Pair z = triangle.edgesZ = toPair(corners.z) - bothAs(triangle.corner.z);
+// From the first corner and the coordinates of the second and third.
+inline Triangle makeTriangle(const PairedVector& first, Pair othersX, Pair othersY, Pair othersZ) {
+    const Pair x = othersX - bothAs(first.x());
+    const Pair y = othersY - bothAs(first.y());
+    const Pair z = othersZ - bothAs(first.z);
+    Triangle triangle{first, x, y, z, {}};
     const Pair productsX = y * Pair{z[1], z[0]};
     const Pair productsY = z * Pair{x[1], x[0]};
     const Pair productsZ = x * Pair{y[1], y[0]};
@@ -53,8 +53,16 @@ inline Triangle makeTriangle(const Corners& corners) {
     return triangle;
 }
 
+inline Triangle makeTriangle(const Corners& corners) {
+    const PairedVector first{toPair(&corners.first.x), static_cast<double>(corners.first.z)};
+    return makeTriangle(first, toPair(corners.x), toPair(corners.y), toPair(corners.z));
+}
+
 inline Triangle makeTriangle(const Imath::V3f* points, const unsigned int* indices) {
-    return makeTriangle(cornersOf(points, indices));
+    const PairedVector second = paired(points[indices[1]]);
+    const PairedVector third = paired(points[indices[2]]);
+    return makeTriangle(paired(points[indices[0]]), Pair{second.x(), third.x()}, Pair{second.y(), third.y()},
+                        Pair{second.z, third.z});
 }
 
 // False for a triangle without area and for one with a corner that is not finite. Below the bound,
