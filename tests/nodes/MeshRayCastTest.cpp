@@ -70,7 +70,8 @@ TEST(MeshRayCast, IsRegisteredByItsFunction) {
 
 TEST(MeshRayCast, FailsWithoutAMeshAndKeepsItsOutputs) {
     TessilUtils::Mesh empty;
-    for (TessilUtils::Mesh* mesh : {static_cast<TessilUtils::Mesh*>(nullptr), &empty}) {
+    TessilUtils::Mesh made({}, {});
+    for (TessilUtils::Mesh* mesh : {static_cast<TessilUtils::Mesh*>(nullptr), &empty, &made}) {
         const auto node = make<MeshRayCast>();
         node->inMeshPort()->set(mesh);
         int seed = 0;
@@ -86,6 +87,14 @@ TEST(MeshRayCast, FailsWithoutAMeshAndKeepsItsOutputs) {
         }
         EXPECT_EQ(after, before);
     }
+}
+
+TEST(MeshRayCast, MissesPointsWithoutTriangles) {
+    TessilUtils::Mesh mesh({V3f(0, 4, 0), V3f(1, 4, 0), V3f(0, 4, 1)}, {});
+    Cast cast(mesh);
+    cast.node->outParameterPort()->set(3.0);
+    EXPECT_FALSE(cast(V3d(0.25, 0, 0.25), up));
+    EXPECT_EQ(cast.node->outParameterPort()->get(), 0.0);
 }
 
 TEST(MeshRayCast, ReportsTheHit) {

@@ -434,6 +434,58 @@ TEST(Mesh, IsHitOnItsSoundTrianglesOnly) {
     EXPECT_TRUE(isUntouched(cast(Mesh(points, broken), V3f(0), V3f(0, 0, 1), true)));
 }
 
+TEST(Mesh, IsHitOnTheOnlySoundTriangleOfMany) {
+    const std::vector<V3f> points{V3f(2, 0, 3), V3f(-1, 2, 3), V3f(-1, -2, 3), V3f(500), V3f(notANumber)};
+    constexpr unsigned int count = 20000;
+    for (const unsigned int sound : {0u, 1u, count / 2, count - 1}) {
+        std::vector<unsigned int> triangles;
+        for (unsigned int face = 0; face < count; ++face) {
+            if (face == sound) {
+                triangles.insert(triangles.end(), {0, 1, 2});
+            } else {
+                triangles.insert(triangles.end(), {3, face % 2 + 3, 3});
+            }
+        }
+        const Mesh mesh(points, triangles);
+        const Record record = cast(mesh, V3f(0), V3f(0, 0, 1));
+        ASSERT_TRUE(record.hit) << sound;
+        EXPECT_EQ(record.faceId, sound);
+        EXPECT_EQ(record.t, 3);
+        EXPECT_FALSE(cast(mesh, V3f(499), V3f(1)).hit) << sound;
+    }
+}
+
+TEST(Mesh, RoundsWhatItFindsInDoublePrecision) {
+    Random random(8);
+    for (int round = 0; round < 300; ++round) {
+        const std::vector<V3f> points{random.vector(), random.vector(), random.vector()};
+        const Mesh mesh(points, {0, 1, 2});
+        const V3d corner(points[0]);
+        const V3d edge1 = V3d(points[1]) - corner;
+        const V3d edge2 = V3d(points[2]) - corner;
+        const V3d normal = edge1.cross(edge2);
+        for (std::size_t ray = 0; ray < 20; ++ray) {
+            const V3f origin = random.vector(3);
+            const V3f direction = (target(mesh, random, 3) - origin) * random.number(0.1f, 3);
+            const Record record = cast(mesh, origin, direction);
+            if (!record.hit) {
+                continue;
+            }
+            const V3d from = V3d(origin) - corner;
+            const double volume = -V3d(direction).dot(normal);
+            const double sign = volume < 0 ? -1 : 1;
+            const V3d moment = from.cross(V3d(direction)) * sign;
+            const double second = std::max(edge2.dot(moment), 0.0);
+            const double third = std::max(-edge1.dot(moment), 0.0);
+            const double first = std::max(volume * sign - edge2.dot(moment) + edge1.dot(moment), 0.0);
+            const double sum = first + second + third;
+            ASSERT_EQ(record.t, static_cast<float>(sign * from.dot(normal) / (volume * sign)));
+            ASSERT_EQ(record.u, static_cast<float>(std::max(1 - second / sum - third / sum, 0.0)));
+            ASSERT_NEAR(record.v, second / sum, 1e-7);
+        }
+    }
+}
+
 TEST(Mesh, AgreesWithTestingEveryTriangle) {
     Random random(1);
     std::size_t hits = 0;
