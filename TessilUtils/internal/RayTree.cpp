@@ -16,6 +16,10 @@
 #include <new>
 #include <type_traits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace TessilUtils::internal {
 
 namespace {
@@ -102,11 +106,14 @@ void growTriangle(const Triangle& triangle, const Imath::V3d& centre, double sca
 // Embree's vectors have a fourth number behind them. It reads all four at once, which has to wait
 // for all that was written before if the four were not written at once, too.
 void storeFour(float* to, const PairedVector& vector) {
-    using Floats = float __attribute__((vector_size(8)));
-    using FourFloats = float __attribute__((vector_size(16)));
-    const Floats xy = __builtin_convertvector(vector.xy, Floats);
-    const FourFloats four = {xy[0], xy[1], static_cast<float>(vector.z), 0};
-    std::memcpy(to, &four, sizeof four);
+#if defined(__SSE2__)
+    _mm_store_ps(to, _mm_movelh_ps(_mm_cvtpd_ps(vector.xy), _mm_cvtpd_ps(_mm_set_sd(vector.z))));
+#else
+    to[0] = static_cast<float>(vector.x());
+    to[1] = static_cast<float>(vector.y());
+    to[2] = static_cast<float>(vector.z);
+    to[3] = 0;
+#endif
 }
 
 void prepareQuery(RTCRayHit& query, const PairedVector& origin, const PairedVector& direction, float end) {
