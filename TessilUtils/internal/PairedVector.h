@@ -2,6 +2,8 @@
 
 #include <Imath/ImathVec.h>
 
+#include <cstring>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -30,7 +32,9 @@ struct PairedVector {
 // one a moment ago: the processor would wait until they are in the cache.
 inline Pair toPair(const float* floats) {
 #if defined(__SSE2__)
-    return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(floats))));
+    double both = 0;
+    std::memcpy(&both, floats, sizeof both);
+    return _mm_cvtps_pd(_mm_castpd_ps(_mm_set_sd(both)));
 #else
     return Pair{static_cast<double>(floats[0]), static_cast<double>(floats[1])};
 #endif
