@@ -163,13 +163,12 @@ void CompiledNetwork::compile() {
 
 void CompiledNetwork::findSources(Slot slot) {
     sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
+    if (!openLists_.note(*nodes_[slot])) {
+        odd_.add(slot);
+    }
     for (const Port* input : Access::inputs(*nodes_[slot])) {
         if (input == nullptr) {
             continue;
-        }
-        if (Access::watched(*const_cast<Port*>(input))) {
-            const PortRange peers = Access::connections(*input);
-            lent_.push_back({input, std::vector<Port*>(peers.begin(), peers.end())});
         }
         Port* source = sourceOf(*input);
         if (source == nullptr) {
@@ -304,13 +303,6 @@ void CompiledNetwork::findConsumers() {
         }
     }
     consumerStarts_ = std::move(starts);
-}
-
-bool CompiledNetwork::lentListsStand() const {
-    return std::all_of(lent_.begin(), lent_.end(), [](const LentList& list) {
-        const PortRange peers = Access::connections(*list.port);
-        return std::equal(peers.begin(), peers.end(), list.peers.begin(), list.peers.end());
-    });
 }
 
 void CompiledNetwork::settleSupergroup(std::uint32_t place) {

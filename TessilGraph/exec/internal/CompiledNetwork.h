@@ -2,6 +2,7 @@
 
 #include <TessilGraph/exec/internal/Slots.h>
 #include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/nodes/internal/Kernel.h>
 
@@ -38,7 +39,7 @@ public:
 
     /// Whether this is what the network still looks like.
     bool isCurrent() const {
-        return !dissolved_ && wiring_ == state_->wiring.load(std::memory_order_relaxed) && lentListsStand();
+        return !dissolved_ && wiring_ == state_->wiring.load(std::memory_order_relaxed) && openLists_.stand();
     }
     bool isRewired() const { return wiring_ != state_->wiring.load(std::memory_order_relaxed); }
     Slot size() const { return static_cast<Slot>(nodes_.size()); }
@@ -71,7 +72,8 @@ public:
     bool hasKernel(Slot slot) const { return withKernel_.contains(slot); }
     Bits withKernel(std::uint32_t group) const { return withKernel_.group(group); }
 
-    /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way.
+    /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way, or may be
+    /// wired otherwise without anybody being told.
     bool isOdd(Slot slot) const { return odd_.contains(slot); }
 
     /// Slots whose results depend on more than what their sources show: they keep state, or read storage
@@ -131,12 +133,6 @@ public:
     }
 
 private:
-    /// The links of a port whose list was lent out for editing.
-    struct LentList {
-        const Port* port;
-        std::vector<Port*> peers;
-    };
-
     CompiledNetwork(std::shared_ptr<NetworkState> state, std::vector<Node*> nodes);
     static std::vector<Node*> nodesInOrder(const NetworkState& state);
 
@@ -144,7 +140,6 @@ private:
         return {slots.data() + starts[slot], slots.data() + starts[slot + 1]};
     }
 
-    bool lentListsStand() const;
     void takeNodes();
     void compile();
     void findSources(Slot slot);
@@ -185,7 +180,7 @@ private:
     std::vector<std::uint32_t> sourceStarts_;
     std::vector<Slot> consumers_;
     std::vector<std::uint32_t> consumerStarts_;
-    std::vector<LentList> lent_;
+    OpenLists openLists_;
 
     std::unique_ptr<unsigned char[]> values_;
     std::vector<Port*> adopted_;
