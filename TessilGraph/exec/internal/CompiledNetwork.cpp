@@ -80,8 +80,8 @@ CompiledNetwork::CompiledNetwork(std::shared_ptr<NetworkState> state, std::vecto
       wiring_(state_->wiring.load(std::memory_order_relaxed)),
       nodes_(std::move(nodes)),
       dirty_(nodes_.size()),
-      groupBytes_(dirty_.groups()),
-      supergroupBytes_((dirty_.groups() + slotsPerGroup - 1) / slotsPerGroup),
+      groupFlags_(dirty_.groups()),
+      supergroupFlags_(groupFlags_.groups()),
       withKernel_(dirty_.groups()),
       odd_(dirty_.groups()),
       dependsOnMore_(dirty_.groups()),
@@ -89,8 +89,8 @@ CompiledNetwork::CompiledNetwork(std::shared_ptr<NetworkState> state, std::vecto
       costs_(nodes_.size(), -1.0F) {
     entryStarts_.reserve(nodes_.size() + 1);
     sourceStarts_.reserve(nodes_.size() + 1);
-    groups_ = groupBytes_.data();
-    supergroups_ = supergroupBytes_.data();
+    groups_ = groupFlags_.data();
+    supergroups_ = supergroupFlags_.data();
 }
 
 CompiledNetwork::~CompiledNetwork() {
@@ -149,6 +149,7 @@ void CompiledNetwork::compile() {
     }
     sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
     if (places > std::numeric_limits<Place>::max()) {
+        allHaveKernels_ = false;
         return;  // More than places can number: the nodes are asked themselves.
     }
     adopt(places);
@@ -157,6 +158,8 @@ void CompiledNetwork::compile() {
         if (kernels[slot] != noKernel) {
             addEntry(slot, kernels[slot]);
             withKernel_.add(slot);
+        } else {
+            allHaveKernels_ = false;
         }
     }
 }
@@ -305,41 +308,33 @@ void CompiledNetwork::findConsumers() {
     consumerStarts_ = std::move(starts);
 }
 
-void CompiledNetwork::settleSupergroup(std::uint32_t place) {
-    const std::uint32_t end = std::min(groups(), (place + 1) * slotsPerGroup);
-    for (std::uint32_t group = place * slotsPerGroup; group < end; ++group) {
-        if (mayHoldDirty(group)) {
-            return;
-        }
-    }
-    supergroups_[place].store(0, std::memory_order_relaxed);
-}
-
 void CompiledNetwork::settle() {
-    for (std::uint32_t place = 0; place < supergroups(); ++place) {
-        if (!supergroupMayHoldDirty(place)) {
-            continue;
-        }
-        const std::uint32_t end = std::min(groups(), (place + 1) * slotsPerGroup);
-        for (std::uint32_t group = place * slotsPerGroup; group < end; ++group) {
-            if (mayHoldDirty(group) && !dirty_.anyIn(group)) {
-                setClean(group);
+    for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+        for (Bits places = flaggedSupergroups(row); places != 0; places &= places - 1) {
+            const std::uint32_t supergroup = row * slotsPerGroup + lowestBit(places);
+            bool isClean = true;
+            for (Bits groups = flaggedGroups(supergroup); groups != 0; groups &= groups - 1) {
+                const std::uint32_t group = supergroup * slotsPerGroup + lowestBit(groups);
+                if (dirty_.anyIn(group)) {
+                    isClean = false;
+                } else {
+                    setClean(group);
+                }
+            }
+            if (isClean) {
+                setSupergroupClean(supergroup);
             }
         }
-        settleSupergroup(place);
     }
 }
 
 void CompiledNetwork::makeAllOrigins() {
     cleanedOutside_.store(false, std::memory_order_relaxed);
-    for (std::uint32_t group = 0; group < groups(); ++group) {
-        if (!mayHoldDirty(group)) {
-            continue;
-        }
+    forEachFlagged([this](std::uint32_t group) {
         for (Bits bits = dirty_.nonZero(group); bits != 0; bits &= bits - 1) {
             dirty_[group * slotsPerGroup + lowestBit(bits)].fetch_or(isOrigin, std::memory_order_relaxed);
         }
-    }
+    });
 }
 
 void CompiledNetwork::takeCosts(const CompiledNetwork& last) {

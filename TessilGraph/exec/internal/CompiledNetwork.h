@@ -70,6 +70,7 @@ public:
     }
 
     bool hasKernel(Slot slot) const { return withKernel_.contains(slot); }
+    bool allHaveKernels() const { return allHaveKernels_; }
     Bits withKernel(std::uint32_t group) const { return withKernel_.group(group); }
 
     /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way, or may be
@@ -97,23 +98,40 @@ public:
     /// Called before `consumers` is.
     void findConsumers();
 
-    // Where dirty slots are.
-    bool mayHoldDirty(std::uint32_t group) const { return groups_[group].load(std::memory_order_relaxed) != 0; }
-    std::uint32_t supergroups() const { return static_cast<std::uint32_t>(supergroupBytes_.size()); }
-    bool supergroupMayHoldDirty(std::uint32_t place) const {
-        return supergroups_[place].load(std::memory_order_relaxed) != 0;
+    // Where dirty slots are: a group is flagged when it may hold some, a supergroup of 64 groups when one
+    // of these may be flagged.
+    std::uint32_t supergroups() const { return static_cast<std::uint32_t>(groupFlags_.groups()); }
+    Bits flaggedGroups(std::uint32_t supergroup) const { return groupFlags_.nonZero(supergroup); }
+    void setClean(std::uint32_t group) { groupFlags_[group].store(0, std::memory_order_relaxed); }
+    void setSupergroupClean(std::uint32_t supergroup) {
+        supergroupFlags_[supergroup].store(0, std::memory_order_relaxed);
     }
+    /// Of 64 supergroups at a time.
+    std::uint32_t supergroupRows() const { return static_cast<std::uint32_t>(supergroupFlags_.groups()); }
+    Bits flaggedSupergroups(std::uint32_t row) const { return supergroupFlags_.nonZero(row); }
+
     bool mayHoldDirty() const {
-        for (std::uint32_t place = 0; place < supergroups(); ++place) {
-            if (supergroupMayHoldDirty(place)) {
+        for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+            if (supergroupFlags_.anyIn(row)) {
                 return true;
             }
         }
         return false;
     }
-    void setClean(std::uint32_t group) { groups_[group].store(0, std::memory_order_relaxed); }
-    /// To be told when groups of it became clean.
-    void settleSupergroup(std::uint32_t place);
+
+    /// Calls `visit` with each flagged group, in order.
+    template <class Visit>
+    void forEachFlagged(Visit visit) const {
+        for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+            for (Bits places = flaggedSupergroups(row); places != 0; places &= places - 1) {
+                const std::uint32_t supergroup = row * slotsPerGroup + lowestBit(places);
+                for (Bits groups = flaggedGroups(supergroup); groups != 0; groups &= groups - 1) {
+                    visit(supergroup * slotsPerGroup + lowestBit(groups));
+                }
+            }
+        }
+    }
+
     /// Looks through all groups that may hold dirty slots.
     void settle();
 
@@ -122,8 +140,11 @@ public:
     /// From here on all dirty nodes count as marked themselves.
     void makeAllOrigins();
 
-    /// The nanoseconds that a slot takes, as far as that was noted; negative while unknown.
-    float cost(Slot slot) const { return costs_[slot]; }
+    /// The nanoseconds that a slot takes; a guess until that was noted.
+    float cost(Slot slot) const {
+        const float known = costs_[slot];
+        return known >= 0.0F ? known : hasKernel(slot) ? unknownKernelCost : unknownNodeCost;
+    }
 
     /// Notes how long it took once. What others do with the processor makes it longer, never shorter.
     void noteCost(Slot slot, float cost) {
@@ -133,6 +154,9 @@ public:
     }
 
 private:
+    static constexpr float unknownKernelCost = 5.0F;
+    static constexpr float unknownNodeCost = 20000.0F;  ///< Worth another thread until more is known.
+
     CompiledNetwork(std::shared_ptr<NetworkState> state, std::vector<Node*> nodes);
     static std::vector<Node*> nodesInOrder(const NetworkState& state);
 
@@ -164,14 +188,15 @@ private:
 
     std::vector<Node*> nodes_;
     SharedBytes dirty_;
-    std::vector<SharedBytes::Byte> groupBytes_;
-    std::vector<SharedBytes::Byte> supergroupBytes_;
+    SharedBytes groupFlags_;
+    SharedBytes supergroupFlags_;
 
     std::vector<Place> entries_;
     std::vector<std::uint32_t> entryStarts_;
     std::vector<UsedKernel> kernels_;
     std::unordered_map<const std::type_info*, std::uint32_t> kernelNumbers_;  ///< By class.
     SlotSet withKernel_;
+    bool allHaveKernels_ = true;
     SlotSet odd_;
     SlotSet dependsOnMore_;
     SlotSet alone_;
