@@ -23,15 +23,17 @@ using internal::SlotSet;
 
 namespace {
 
-/// Tells that the network is being evaluated.
+/// Tells that the network is being evaluated. Whoever asks meanwhile does so from within that evaluation.
 class Running {
 public:
-    explicit Running(std::atomic<bool>& running) : running_(running), first_(!running.exchange(true)) {}
+    explicit Running(std::atomic<bool>& running) : running_(running), first_(!running.load(std::memory_order_relaxed)) {
+        running.store(true, std::memory_order_relaxed);
+    }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
     ~Running() {
         if (first_) {
-            running_.store(false);
+            running_.store(false, std::memory_order_relaxed);
         }
     }
 

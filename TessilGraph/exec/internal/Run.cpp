@@ -49,7 +49,9 @@ bool Run::supergroup(std::uint32_t supergroup, Turn& turn) {
         const std::uint32_t here = supergroup * slotsPerGroup + place;
         const Bits dirty = form_.dirty().nonZero(here);
         const Bits allowed = members_.group(here);
-        if ((dirty & allowed) != 0 && !group(here, dirty & allowed, allowed, turn)) {
+        const Bits todo = dirty & allowed;
+        if (todo != 0 && !(isPlain_ && hasOnlyKernels(here, todo) ? plainGroup(here, todo, turn)
+                                                                  : group(here, todo, allowed, turn))) {
             return false;
         }
         groups &= groups - 1;
@@ -88,20 +90,28 @@ void Run::part(Slot begin, Slot end) {
 }
 
 /// False when the run is to end.
+bool Run::plainGroup(std::uint32_t group, Bits todo, Turn& turn) {
+    std::uint32_t count = 1;
+    if ((todo & (todo - 1)) == 0) {
+        one(group * slotsPerGroup + lowestBit(todo));
+    } else {
+        count = todo == allSlots ? straight(group) : kernels(group, todo);
+    }
+    turn.computed += count;
+    turn.allowance.nanoseconds -= static_cast<float>(count) * turn.allowance.kernelCost;
+    return turn.allowance.nanoseconds > 0.0F;
+}
+
+/// False when the run is to end.
 bool Run::group(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
-    if (how_.cutOff || (todo & ~form_.withKernel(group)) != 0) {
+    if (how_.cutOff || !hasOnlyKernels(group, todo)) {
         return mixed(group, todo, allowed, turn);
     }
     if (!control_.mayGoOn()) {
         return false;
     }
     const Clock::time_point begin = how_.timed ? Clock::now() : Clock::time_point();
-    std::uint32_t count = slotsPerGroup;
-    if (todo == allSlots) {
-        straight(group);
-    } else {
-        count = kernels(group, todo);
-    }
+    const std::uint32_t count = todo == allSlots ? straight(group) : kernels(group, todo);
     if (how_.timed) {
         const float each = nanosecondsSince(begin) / static_cast<float>(count);
         for (Bits bits = todo; bits != 0; bits &= bits - 1) {
@@ -115,7 +125,7 @@ bool Run::group(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
 
 /// All slots of a group, one entry after the other. Four calls in a row, so that processors that predict
 /// where a call leads by where it stands tell neighbours of different kinds apart.
-void Run::straight(std::uint32_t group) {
+std::uint32_t Run::straight(std::uint32_t group) {
     const Place* entry = form_.entry(group * slotsPerGroup);
     for (std::uint32_t i = 0; i < slotsPerGroup; i += 4) {
         entry = form_.compute(entry);
@@ -124,6 +134,7 @@ void Run::straight(std::uint32_t group) {
         entry = form_.compute(entry);
     }
     form_.dirty().clearGroup(group);
+    return slotsPerGroup;
 }
 
 /// Those slots of a group; returns how many these are.
@@ -132,8 +143,7 @@ std::uint32_t Run::kernels(std::uint32_t group, Bits slots) {
     const auto next = [this, &slots, &count, first = group * slotsPerGroup] {
         const Slot slot = first + lowestBit(slots);
         slots &= slots - 1;
-        form_.compute(form_.entry(slot));
-        setClean(slot);
+        one(slot);
         ++count;
         return slots != 0;
     };
@@ -181,8 +191,7 @@ bool Run::mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
             noteKernel(slot);
             ++kernelsDone;
         } else {
-            form_.compute(form_.entry(slot));
-            setClean(slot);
+            one(slot);
             ++kernelsDone;
         }
     }

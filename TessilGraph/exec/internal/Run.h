@@ -26,7 +26,11 @@ public:
     };
 
     Run(CompiledNetwork& form, const SlotSet& members, How how, RunControl& control)
-        : form_(form), members_(members), how_(how), control_(control) {}
+        : form_(form),
+          members_(members),
+          how_(how),
+          isPlain_(!how.cutOff && !how.timed && !control.isAsked()),
+          control_(control) {}
 
     /// All members, in the order of their slots, on this thread. What is left when it ends early is dirty.
     /// False when it ended early, because the allowance was spent or for a reason that the control knows.
@@ -53,8 +57,10 @@ private:
     };
 
     bool supergroup(std::uint32_t supergroup, Turn& turn);
+    bool plainGroup(std::uint32_t group, Bits todo, Turn& turn);
+    bool hasOnlyKernels(std::uint32_t group, Bits slots) const { return (slots & ~form_.withKernel(group)) == 0; }
     bool group(std::uint32_t group, Bits todo, Bits allowed, Turn& turn);
-    void straight(std::uint32_t group);
+    std::uint32_t straight(std::uint32_t group);
     std::uint32_t kernels(std::uint32_t group, Bits slots);
     bool affords(std::uint32_t group, Bits slots, Turn& turn) const;
     bool mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn);
@@ -62,11 +68,16 @@ private:
     void noteKernel(Slot slot);
     bool mustRun(Slot slot);
     void tellConsumers(Slot slot);
+    void one(Slot slot) {
+        form_.compute(form_.entry(slot));
+        setClean(slot);
+    }
     void setClean(Slot slot) { form_.dirty()[slot].store(0, std::memory_order_relaxed); }
 
     CompiledNetwork& form_;
     const SlotSet& members_;
     const How how_;
+    const bool isPlain_;  ///< Kernels are to be computed and nothing else.
     RunControl& control_;
 };
 
