@@ -168,7 +168,8 @@ private:
 
     void runMuchInParallel(internal::Run::How how, internal::RunControl& control) {
         ++longRuns_;
-        how.timed = how.timed || (longRuns_ & (longRuns_ - 1)) == 0;
+        how.timed = how.timed || isCostDoubtful_ || (longRuns_ & (longRuns_ - 1)) == 0;
+        isCostDoubtful_ = false;
         if (chunks_ == nullptr) {
             chunks_ = std::make_unique<internal::Chunks>(*form_, members_);
         }
@@ -199,6 +200,7 @@ private:
     void judge(double nanoseconds) {
         constexpr std::uint32_t longestRest = 32;
         constexpr double muchWork = 2e6;
+        isCostDoubtful_ = 1.5 * nanoseconds * chunks_->threads() < chunks_->plannedCost();
         if (nanoseconds > chunks_->plannedCost() && chunks_->plannedCost() < muchWork) {
             rest_ = std::min(longestRest, 2 * rest_ + 1);
             restingRuns_ = rest_;
@@ -255,6 +257,7 @@ private:
     std::unique_ptr<internal::Chunks> chunks_;
     std::uint64_t parallelRuns_ = 0;
     std::uint64_t longRuns_ = 0;     ///< Those among them that were worth a thought.
+    bool isCostDoubtful_ = false;    ///< The last run took less time than all threads together could.
     std::uint32_t rest_ = 0;         ///< How many runs the last rest took.
     std::uint32_t restingRuns_ = 0;  ///< How many are left of it.
     bool oddly_ = false;  ///< Upstream of the targets stands something that only a fresh walk finds its way through.

@@ -43,6 +43,9 @@ public:
     /// The nanoseconds that the dirty chunks take one after the other, as far as that is known.
     double plannedCost() const { return plannedCost_; }
 
+    /// The threads that were planned for.
+    std::uint32_t threads() const { return threads_; }
+
     /// Computes what was planned. Throws the first exception of a node after all running ones have ended.
     void run(Run& run, RunControl& control);
 

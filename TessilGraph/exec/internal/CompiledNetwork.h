@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/nodes/internal/Kernel.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -146,11 +147,14 @@ public:
         return known >= 0.0F ? known : hasKernel(slot) ? unknownKernelCost : unknownNodeCost;
     }
 
-    /// Notes how long it took once. What others do with the processor makes it longer, never shorter.
+    /// Notes how long it took once. What others do with the processor makes it longer, never shorter, and now
+    /// and then a thousand times as long.
     void noteCost(Slot slot, float cost) {
         constexpr float weightOfLonger = 0.25F;
+        constexpr float longestToBelieve = 4.0F;
         float& known = costs_[slot];
-        known = known < 0.0F || cost < known ? cost : known + (cost - known) * weightOfLonger;
+        const bool isShorter = known < 0.0F || cost < known;
+        known = isShorter ? cost : known + (std::min(cost, longestToBelieve * known) - known) * weightOfLonger;
     }
 
 private:
