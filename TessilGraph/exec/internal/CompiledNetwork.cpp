@@ -20,14 +20,15 @@ std::size_t placesFor(const ValueType& type) {
     return (type.size + placeSize - 1) / placeSize;
 }
 
-bool holds(PortRange ports, const Port* wanted) {
-    return std::find(ports.begin(), ports.end(), wanted) != ports.end();
+/// Most likely at that place.
+bool holds(PortRange ports, const Port* wanted, std::size_t place) {
+    return (place < ports.size() && ports[place] == wanted) ||
+           std::find(ports.begin(), ports.end(), wanted) != ports.end();
 }
 
 /// The output that an input shows; null for an input that shows its own value.
 Port* sourceOf(const Port& input) {
-    const PortRange sources = Access::connections(input);
-    return sources.empty() ? nullptr : sources.front();
+    return Access::firstConnection(input);
 }
 
 }  // namespace
@@ -66,7 +67,10 @@ std::vector<Node*> CompiledNetwork::nodesInOrder(const NetworkState& state) {
             labelled.push_back({Access::label(*node), node});
         }
     }
-    std::sort(labelled.begin(), labelled.end(), [](const Labelled& a, const Labelled& b) { return a.label < b.label; });
+    const auto isBefore = [](const Labelled& a, const Labelled& b) { return a.label < b.label; };
+    if (!std::is_sorted(labelled.begin(), labelled.end(), isBefore)) {
+        std::sort(labelled.begin(), labelled.end(), isBefore);
+    }
     std::vector<Node*> nodes;
     nodes.reserve(labelled.size());
     for (const Labelled& entry : labelled) {
@@ -87,7 +91,6 @@ CompiledNetwork::CompiledNetwork(std::shared_ptr<NetworkState> state, std::vecto
       dependsOnMore_(dirty_.groups()),
       alone_(dirty_.groups()),
       costs_(nodes_.size(), -1.0F) {
-    entryStarts_.reserve(nodes_.size() + 1);
     sourceStarts_.reserve(nodes_.size() + 1);
     groups_ = groupFlags_.data();
     supergroups_ = supergroupFlags_.data();
@@ -137,13 +140,20 @@ Slot CompiledNetwork::slotOf(Node& node) const {
 
 void CompiledNetwork::compile() {
     std::vector<std::uint32_t> kernels(nodes_.size(), noKernel);
+    std::vector<Port*> shown;  // What the entries will name, one after the other.
+    shown.reserve(3 * nodes_.size());
+    sources_.reserve(2 * nodes_.size());
     std::size_t places = 0;
     for (Slot slot = 0; slot < size(); ++slot) {
         findSources(slot);
-        kernels[slot] = usableKernel(slot);
+        Port* ports[Kernel::maxPorts];
+        kernels[slot] = usableKernel(slot, ports);
         if (kernels[slot] != noKernel) {
-            places += claimPorts(slot, *kernels_[kernels[slot]].kernel);
+            const std::size_t count = kernels_[kernels[slot]].ports();
+            places += claimPorts(ports, count);
+            shown.insert(shown.end(), ports, ports + count);
         } else {
+            allHaveKernels_ = false;
             noteTraits(slot);
         }
     }
@@ -153,15 +163,7 @@ void CompiledNetwork::compile() {
         return;  // More than places can number: the nodes are asked themselves.
     }
     adopt(places);
-    for (Slot slot = 0; slot < size(); ++slot) {
-        entryStarts_.push_back(static_cast<std::uint32_t>(entries_.size()));
-        if (kernels[slot] != noKernel) {
-            addEntry(slot, kernels[slot]);
-            withKernel_.add(slot);
-        } else {
-            allHaveKernels_ = false;
-        }
-    }
+    addEntries(kernels, shown);
 }
 
 void CompiledNetwork::findSources(Slot slot) {
@@ -209,18 +211,28 @@ void CompiledNetwork::noteTraits(Slot slot) {
 
 /// The number of the kernel of a node's class; `noKernel` when there is none.
 std::uint32_t CompiledNetwork::numberOfKernel(const Node& node) {
-    const auto [known, isNew] = kernelNumbers_.emplace(&typeid(node), noKernel);
-    if (isNew) {
+    const std::type_info* type = &typeid(node);
+    constexpr std::size_t bitsOfAlignment = 4;
+    KnownClass& known =
+        knownClasses_[(reinterpret_cast<std::uintptr_t>(type) >> bitsOfAlignment) % knownClasses_.size()];
+    if (known.type == type) {
+        return known.kernelNumber;
+    }
+    auto found = kernelNumbers_.find(type);
+    if (found == kernelNumbers_.end()) {
+        found = kernelNumbers_.emplace(type, noKernel).first;
         if (const Kernel* kernel = findKernel(node)) {
-            known->second = static_cast<std::uint32_t>(kernels_.size());
+            found->second = static_cast<std::uint32_t>(kernels_.size());
             kernels_.push_back({kernel->function, kernel});
         }
     }
-    return known->second;
+    known = {type, found->second};
+    return found->second;
 }
 
-/// The number of the kernel of a slot; `noKernel` if the node has to be asked itself.
-std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
+/// The number of the kernel of a slot, and the ports whose own values it uses: those that its inputs show,
+/// then its outputs. `noKernel` if the node has to be asked itself.
+std::uint32_t CompiledNetwork::usableKernel(Slot slot, Port** shown) {
     Node& node = *nodes_[slot];
     const std::uint32_t number = odd_.contains(slot) || dependsOnMore_.contains(slot) ? noKernel : numberOfKernel(node);
     if (number == noKernel) {
@@ -229,30 +241,31 @@ std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
     const Kernel* kernel = kernels_[number].kernel;
     const Port* ports[Kernel::maxPorts];
     kernel->ports(node, ports);
+    const PortRange inputs = Access::inputs(node);
+    const PortRange outputs = Access::outputs(node);
     for (std::size_t i = 0; i < kernel->inputs + kernel->outputs; ++i) {
         // A host may have taken the port that `compute` goes on using.
         const bool isInput = i < kernel->inputs;
-        if (!holds(isInput ? Access::inputs(node) : Access::outputs(node), ports[i]) || ports[i]->node() != &node ||
-            ports[i]->isInput() != isInput || (!isInput && Access::isBound(*ports[i]))) {
+        const bool isHeld = isInput ? holds(inputs, ports[i], i) : holds(outputs, ports[i], i - kernel->inputs);
+        if (!isHeld || ports[i]->node() != &node || ports[i]->isInput() != isInput ||
+            (!isInput && Access::isBound(*ports[i]))) {
             return noKernel;
         }
-        const Port* source = isInput ? sourceOf(*ports[i]) : nullptr;
-        if (source != nullptr && Access::valueType(*source) != Access::valueType(*ports[i])) {
+        Port* source = isInput ? sourceOf(*ports[i]) : nullptr;
+        if (source != nullptr && Access::valueTypeNumber(*source) != Access::valueTypeNumber(*ports[i])) {
             return noKernel;
         }
+        shown[i] = source != nullptr ? source : const_cast<Port*>(ports[i]);
     }
     return number;
 }
 
-/// Enters the ports whose values the entry of a slot will use, but for those that are entered already,
-/// and returns how many places they take.
-std::size_t CompiledNetwork::claimPorts(Slot slot, const Kernel& kernel) {
-    const Port* ports[Kernel::maxPorts];
-    kernel.ports(*nodes_[slot], ports);
+/// Enters ports whose values an entry will use, but for those that are entered already, and returns how
+/// many places they take.
+std::size_t CompiledNetwork::claimPorts(Port* const* ports, std::size_t count) {
     std::size_t places = 0;
-    for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        Port* source = i < kernel.inputs ? sourceOf(*ports[i]) : nullptr;
-        Port& port = source != nullptr ? *source : const_cast<Port&>(*ports[i]);
+    for (std::size_t i = 0; i < count; ++i) {
+        Port& port = *ports[i];
         if (!Access::adopted(port)) {
             adopted_.push_back(&port);
             Access::adopted(port) = true;
@@ -274,16 +287,23 @@ void CompiledNetwork::adopt(std::size_t places) {
     }
 }
 
-void CompiledNetwork::addEntry(Slot slot, std::uint32_t kernelNumber) {
-    const Kernel& kernel = *kernels_[kernelNumber].kernel;
-    const Port* ports[Kernel::maxPorts];
-    kernel.ports(*nodes_[slot], ports);
-    entries_.push_back(kernelNumber);
-    for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        Port* source = i < kernel.inputs ? sourceOf(*ports[i]) : nullptr;
-        Port& port = source != nullptr ? *source : const_cast<Port&>(*ports[i]);
-        const auto* address = static_cast<const unsigned char*>(Access::valueType(port)->own(port));
-        entries_.push_back(static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize));
+/// The entries of all slots, from the numbers of their kernels and the ports whose values they use.
+void CompiledNetwork::addEntries(const std::vector<std::uint32_t>& kernels, const std::vector<Port*>& shown) {
+    entries_.resize(shown.size() + nodes_.size());
+    entryStarts_.resize(nodes_.size());
+    Place* next = entries_.data();
+    Port* const* port = shown.data();
+    for (Slot slot = 0; slot < size(); ++slot) {
+        entryStarts_[slot] = static_cast<std::uint32_t>(next - entries_.data());
+        if (kernels[slot] == noKernel) {
+            continue;
+        }
+        withKernel_.add(slot);
+        *next++ = kernels[slot];
+        for (std::size_t count = kernels_[kernels[slot]].ports(); count > 0; --count, ++port) {
+            const auto* address = static_cast<const unsigned char*>(Access::valueType(**port)->own(**port));
+            *next++ = static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize);
+        }
     }
 }
 

@@ -7,6 +7,7 @@
 #include <TessilGraph/nodes/internal/Kernel.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -173,18 +174,25 @@ private:
     void findSources(Slot slot);
     void noteTraits(Slot slot);
     std::uint32_t numberOfKernel(const Node& node);
-    std::uint32_t usableKernel(Slot slot);
-    std::size_t claimPorts(Slot slot, const Kernel& kernel);
+    std::uint32_t usableKernel(Slot slot, Port** shown);
+    std::size_t claimPorts(Port* const* ports, std::size_t count);
     void adopt(std::size_t places);
-    void addEntry(Slot slot, std::uint32_t kernelNumber);
+    void addEntries(const std::vector<std::uint32_t>& kernels, const std::vector<Port*>& shown);
     void takeCosts(const CompiledNetwork& last);
 
     /// A kernel that slots here have.
     struct UsedKernel {
         KernelFunction function;
         const Kernel* kernel;
+
+        std::size_t ports() const { return kernel->inputs + kernel->outputs; }
     };
     static constexpr std::uint32_t noKernel = ~std::uint32_t{0};
+
+    struct KnownClass {
+        const std::type_info* type;
+        std::uint32_t kernelNumber;
+    };
 
     const std::shared_ptr<NetworkState> state_;
     const std::uint64_t wiring_;
@@ -199,6 +207,7 @@ private:
     std::vector<std::uint32_t> entryStarts_;
     std::vector<UsedKernel> kernels_;
     std::unordered_map<const std::type_info*, std::uint32_t> kernelNumbers_;  ///< By class.
+    std::array<KnownClass, 64> knownClasses_{};                               ///< Some of these, by address.
     SlotSet withKernel_;
     bool allHaveKernels_ = true;
     SlotSet odd_;
