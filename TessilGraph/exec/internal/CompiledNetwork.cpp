@@ -31,6 +31,13 @@ Port* sourceOf(const Port& input) {
     return Access::firstConnection(input);
 }
 
+/// The node that feeds an input by a link of the usual kind.
+Node* standingSource(const Port& input) {
+    const Port* source = sourceOf(input);
+    return source != nullptr && source->isOutput() && input.isInput() && !Access::removed(*source) ? source->node()
+                                                                                                   : nullptr;
+}
+
 }  // namespace
 
 std::shared_ptr<CompiledNetwork> CompiledNetwork::of(const std::shared_ptr<NetworkState>& state,
@@ -51,30 +58,53 @@ std::shared_ptr<CompiledNetwork> CompiledNetwork::of(const std::shared_ptr<Netwo
     return form;
 }
 
+/// Each after all that feed it, and close behind what it alone needs: upstream from one node after the
+/// other, the latest first, since those that came late are mostly fed by others.
 std::vector<Node*> CompiledNetwork::nodesInOrder(const NetworkState& state) {
-    struct Labelled {
-        std::uint64_t label;
-        Node* node;
-    };
-    std::vector<Labelled> labelled;
-    labelled.reserve(state.nodes->size());
-    const std::uint64_t walk = nextStamp();
+    std::vector<Node*> found;
+    found.reserve(state.nodes->size());
+    const std::uint64_t isFound = nextStamp();
     for (NodeSet::Position position = 0; position < state.nodes->endPosition(); ++position) {
         Node* node = state.nodes->nodeIfAt(position);
         // A host may enter a node under two names, or into two networks.
-        if (node != nullptr && Access::home(*node) == &state && Access::mark(*node) != walk) {
-            Access::mark(*node) = walk;
-            labelled.push_back({Access::label(*node), node});
+        if (node != nullptr && Access::home(*node) == &state && Access::mark(*node) != isFound) {
+            Access::mark(*node) = isFound;
+            found.push_back(node);
         }
     }
-    const auto isBefore = [](const Labelled& a, const Labelled& b) { return a.label < b.label; };
-    if (!std::is_sorted(labelled.begin(), labelled.end(), isBefore)) {
-        std::sort(labelled.begin(), labelled.end(), isBefore);
-    }
+
+    struct Step {
+        Node* node;
+        std::uint32_t nextInput;
+    };
+    std::vector<Step> path;
     std::vector<Node*> nodes;
-    nodes.reserve(labelled.size());
-    for (const Labelled& entry : labelled) {
-        nodes.push_back(entry.node);
+    nodes.reserve(found.size());
+    const std::uint64_t isEntered = nextStamp();
+    const auto enter = [&](Node& node) {
+        Access::mark(node) = isEntered;
+        path.push_back({&node, 0});
+    };
+    for (auto start = found.rbegin(); start != found.rend(); ++start) {
+        if (Access::mark(**start) != isEntered) {
+            enter(**start);
+        }
+        while (!path.empty()) {
+            Step& step = path.back();
+            const PortRange inputs = Access::inputs(*step.node);
+            Node* upstream = nullptr;
+            while (upstream == nullptr && step.nextInput < inputs.size()) {
+                const Port* input = inputs[step.nextInput++];
+                upstream = input != nullptr ? standingSource(*input) : nullptr;
+                upstream = upstream != nullptr && Access::mark(*upstream) == isFound ? upstream : nullptr;
+            }
+            if (upstream != nullptr) {
+                enter(*upstream);
+            } else {
+                nodes.push_back(step.node);
+                path.pop_back();
+            }
+        }
     }
     return nodes;
 }
@@ -182,12 +212,9 @@ void CompiledNetwork::findSources(Slot slot) {
             }
             continue;
         }
-        const Node* upstream = Access::removed(*source) ? nullptr : source->node();
-        const bool stands = source->isOutput() && input->isInput() && upstream != nullptr &&
-                            Access::home(*const_cast<Node*>(upstream)) == state_.get() &&
-                            Access::slot(*const_cast<Node*>(upstream)) != 0;
-        const Slot from = stands ? Access::slot(*const_cast<Node*>(upstream)) - 1 : noSlot;
-        if (!stands || from >= slot) {
+        Node* upstream = standingSource(*input);
+        const Slot from = upstream != nullptr ? slotOf(*upstream) : noSlot;
+        if (from >= slot) {
             odd_.add(slot);
             continue;
         }

@@ -26,8 +26,8 @@ namespace TessilGraph::internal {
 /// neither nodes nor ports where a built-in node class has a kernel. There is one per network, shared by
 /// those who prepared something for it.
 ///
-/// Slots are numbered by the labels of the nodes, which grow along every link: a slot comes after all
-/// that feed it.
+/// A slot comes after all that feed it, and close behind those that feed nothing else: what a change
+/// reaches mostly stands close together.
 class CompiledNetwork final : public PreparedNodes, public std::enable_shared_from_this<CompiledNetwork> {
 public:
     /// The form of a network that is not gone, made anew if the wiring moved. `last`, if not null, hands
