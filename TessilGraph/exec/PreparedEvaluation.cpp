@@ -167,6 +167,11 @@ private:
     }
 
     void runMuchInParallel(internal::Run::How how, internal::RunControl& control) {
+        const std::uint32_t threads = internal::TaskGroup::concurrency();
+        if (threads == 1) {
+            internal::Run(*form_, members_, how, control).all();
+            return;
+        }
         ++longRuns_;
         how.timed = how.timed || isCostDoubtful_ || (longRuns_ & (longRuns_ - 1)) == 0;
         isCostDoubtful_ = false;
@@ -174,7 +179,7 @@ private:
             chunks_ = std::make_unique<internal::Chunks>(*form_, members_);
         }
         internal::Run run(*form_, members_, how, control);
-        if (chunks_->mayPay() && !rests() && chunks_->plan(internal::TaskGroup::concurrency())) {
+        if (chunks_->mayPay() && !rests() && chunks_->plan(threads)) {
             const auto begin = std::chrono::steady_clock::now();
             chunks_->run(run, control);
             form_->settle();

@@ -208,7 +208,7 @@ void Chunks::findDirty() {
 bool Chunks::plan(std::uint32_t threads) {
     threads_ = threads;
     findDirty();
-    return threads > 1 && pays();
+    return pays();
 }
 
 bool Chunks::pays() {
