@@ -5,6 +5,7 @@
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <TessilUtils/Logger.h>
@@ -252,6 +253,9 @@ private:
 
     /// Links that copies have too.
     static bool isCleanlyWired(const Node& node) {
+        if (!internal::OpenLists().note(node)) {
+            return false;
+        }
         for (const Port* input : Access::inputs(node)) {
             const Port* source = input != nullptr ? input->input() : nullptr;
             if (source != nullptr && (!source->isOutput() || Access::watched(const_cast<Port&>(*input)))) {

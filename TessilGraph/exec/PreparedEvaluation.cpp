@@ -23,15 +23,17 @@ using internal::SlotSet;
 
 namespace {
 
-/// Tells that the network is being evaluated.
+/// Tells that the network is being evaluated. Whoever asks meanwhile does so from within that evaluation.
 class Running {
 public:
-    explicit Running(std::atomic<bool>& running) : running_(running), first_(!running.exchange(true)) {}
+    explicit Running(std::atomic<bool>& running) : running_(running), first_(!running.load(std::memory_order_relaxed)) {
+        running.store(true, std::memory_order_relaxed);
+    }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
     ~Running() {
         if (first_) {
-            running_.store(false);
+            running_.store(false, std::memory_order_relaxed);
         }
     }
 
@@ -130,34 +132,57 @@ private:
     }
 
     void runPrepared(const ComputeData* data, const RunOptions& options, internal::RunControl& control) {
-        // A node may do anything in its compute, even end this form; it is held until the run is over.
-        const std::shared_ptr<CompiledNetwork> form = form_;
+        CompiledNetwork& form = *form_;
         internal::Run::How how;
         how.data = data;
         how.cutOff = options.cutOff;
         if (options.cutOff) {
-            form->findConsumers();
-            if (form->cleanedOutside()) {
-                form->makeAllOrigins();
+            form.findConsumers();
+            if (form.cleanedOutside()) {
+                form.makeAllOrigins();
             }
         }
         if (control.wantsProgress()) {
             control.setTotal(countDirty());
         }
-        const NoteChanges noted(*form, options.cutOff);
-        if (!options.parallel || isOnlyOneThread()) {
-            internal::Run(*form, members_, how, control).all();
+        const NoteChanges noted(form, options.cutOff);
+        if (options.parallel) {
+            runInParallel(how, control);
+        } else {
+            internal::Run(form, members_, how, control).all();
+        }
+    }
+
+    /// What is soon done stays on this thread, and nobody asks what it takes.
+    void runInParallel(internal::Run::How how, internal::RunControl& control) {
+        constexpr float little = 10000.0F;
+        constexpr float unknownCost = 10.0F;
+        ++parallelRuns_;
+        const bool areNodesTimed = !form_->allHaveKernels() && parallelRuns_ % 64 == 0;
+        how.timed = parallelRuns_ <= 2 || areNodesTimed;
+        const float kernelCost = chunks_ != nullptr ? chunks_->kernelCost() : unknownCost;
+        if (!internal::Run(*form_, members_, how, control).all({little, kernelCost}) && !control.isStopped()) {
+            runMuchInParallel(how, control);
+        }
+    }
+
+    void runMuchInParallel(internal::Run::How how, internal::RunControl& control) {
+        const std::uint32_t threads = internal::TaskGroup::concurrency();
+        if (threads == 1) {
+            internal::Run(*form_, members_, how, control).all();
             return;
         }
-        how.timed = isRunToTime();
+        ++longRuns_;
+        how.timed = how.timed || isCostDoubtful_ || (longRuns_ & (longRuns_ - 1)) == 0;
+        isCostDoubtful_ = false;
         if (chunks_ == nullptr) {
-            chunks_ = std::make_unique<internal::Chunks>(*form, members_);
+            chunks_ = std::make_unique<internal::Chunks>(*form_, members_);
         }
-        internal::Run run(*form, members_, how, control);
-        if (chunks_->mayPay() && !rests() && chunks_->plan(internal::TaskGroup::concurrency())) {
+        internal::Run run(*form_, members_, how, control);
+        if (chunks_->mayPay() && !rests() && chunks_->plan(threads)) {
             const auto begin = std::chrono::steady_clock::now();
             chunks_->run(run, control);
-            form->settle();
+            form_->settle();
             judge(std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
         } else {
             run.all();
@@ -165,15 +190,6 @@ private:
         if (how.timed && chunks_->areStale()) {
             chunks_.reset();
         }
-    }
-
-    static bool isOnlyOneThread() { return internal::TaskGroup::concurrency() == 1; }
-
-    /// The first runs and some of the later ones; few where one thread is enough, since timing takes time.
-    bool isRunToTime() {
-        ++parallelRuns_;
-        const bool isPowerOfTwo = (parallelRuns_ & (parallelRuns_ - 1)) == 0;
-        return parallelRuns_ <= 2 || parallelRuns_ % 64 == 0 || (isPowerOfTwo && (!chunks_ || chunks_->mayPay()));
     }
 
     /// Where running side by side took longer than one thread would have, it rests for a while. With much
@@ -189,6 +205,7 @@ private:
     void judge(double nanoseconds) {
         constexpr std::uint32_t longestRest = 32;
         constexpr double muchWork = 2e6;
+        isCostDoubtful_ = 1.5 * nanoseconds * chunks_->threads() < chunks_->plannedCost();
         if (nanoseconds > chunks_->plannedCost() && chunks_->plannedCost() < muchWork) {
             rest_ = std::min(longestRest, 2 * rest_ + 1);
             restingRuns_ = rest_;
@@ -216,11 +233,9 @@ private:
 
     std::uint64_t countDirty() const {
         std::uint64_t count = 0;
-        for (std::uint32_t group = 0; group < form_->groups(); ++group) {
-            if (form_->mayHoldDirty(group)) {
-                count += internal::countBits(form_->dirty().nonZero(group) & members_.group(group));
-            }
-        }
+        form_->forEachFlagged([this, &count](std::uint32_t group) {
+            count += internal::countBits(form_->dirty().nonZero(group) & members_.group(group));
+        });
         return count;
     }
 
@@ -246,6 +261,8 @@ private:
     SlotSet members_;
     std::unique_ptr<internal::Chunks> chunks_;
     std::uint64_t parallelRuns_ = 0;
+    std::uint64_t longRuns_ = 0;     ///< Those among them that were worth a thought.
+    bool isCostDoubtful_ = false;    ///< The last run took less time than all threads together could.
     std::uint32_t rest_ = 0;         ///< How many runs the last rest took.
     std::uint32_t restingRuns_ = 0;  ///< How many are left of it.
     bool oddly_ = false;  ///< Upstream of the targets stands something that only a fresh walk finds its way through.

@@ -67,6 +67,11 @@ struct NetworkState {
     /// Set while a prepared evaluation of the network runs.
     std::atomic<bool> running{false};
 
+    /// Whether nodes of the network may be at work on several threads.
+    bool isEvaluating() const {
+        return running.load(std::memory_order_relaxed) || evaluations.load(std::memory_order_relaxed) != 0;
+    }
+
     /// The dirty byte of the node at a position of the node set; close to those of its neighbours.
     std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) {
         return dirtyBytes_[position / bytesTogether][position % bytesTogether];

@@ -39,6 +39,17 @@ std::vector<std::string> portNames(PortRange ports) {
     return names;
 }
 
+/// Adds to what a dirty byte of a prepared network says. Nodes that are computed side by side may do so at
+/// the same time; otherwise nobody else does.
+void addDirtyBits(std::atomic<std::uint8_t>& dirty, std::uint8_t bits, const internal::NetworkState& home) {
+    if (home.isEvaluating()) {
+        dirty.fetch_or(bits, std::memory_order_relaxed);
+    } else {
+        const unsigned int before = dirty.load(std::memory_order_relaxed);
+        dirty.store(static_cast<std::uint8_t>(before | bits), std::memory_order_relaxed);
+    }
+}
+
 void markDirty(Node& node) {
     using internal::Access;
     std::atomic<std::uint8_t>& dirty = *Access::dirty(node);
@@ -46,7 +57,7 @@ void markDirty(Node& node) {
     if (Access::slot(node) == 0) {
         dirty.store(internal::isDirty, std::memory_order_relaxed);
     } else {
-        dirty.fetch_or(internal::isDirty, std::memory_order_relaxed);
+        addDirtyBits(dirty, internal::isDirty, *home);
         home->prepared->noteDirty(Access::slot(node) - 1);
     }
     if (home != nullptr) {
@@ -204,7 +215,7 @@ void Node::markDownstream() {
 /// For evaluations that want to know which nodes were marked themselves.
 void Node::noteOrigin() {
     if (slot_ != 0) {
-        dirty_->fetch_or(internal::isOrigin, std::memory_order_relaxed);
+        addDirtyBits(*dirty_, internal::isOrigin, *home_);
     }
 }
 

@@ -11,6 +11,29 @@
 #include <thread>
 #include <vector>
 
+namespace tests {
+
+/// Shows the last input that was a multiple of ten, cut to an integer; leaves the output as it is for others.
+class LastTen : public TessilGraph::NodeShape<LastTen> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        const double value = in_->get();
+        if (static_cast<int>(value) % 10 == 0) {
+            out_->set(value);
+        }
+        return true;
+    }
+
+private:
+    TessilGraph::PortTemplate<double>* in_ = TessilGraph::addInput<double>(*this, "in");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
+}  // namespace tests
+
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::LastTen>{"LastTen", 9204, outputKeepingNode};
+
 using namespace tests;
 using TessilGraph::CancelToken;
 using TessilGraph::Frames;
@@ -21,6 +44,8 @@ using TessilGraph::RunOptions;
 using TessilGraph::RunStatus;
 
 namespace {
+
+const bool lastTenIsRegistered = (TessilGraph::registerNodes<LastTen>(), true);
 
 constexpr std::size_t frameCount = 200;
 
@@ -128,6 +153,23 @@ TEST_P(FramesOf, NetworksWithStateGoThroughTheirFramesInOrder) {
     const std::vector<double> counts = frames.column<double>("counter", "out");
     for (std::size_t frame = 0; frame < frameCount; ++frame) {
         EXPECT_EQ(counts[frame], static_cast<double>(frame + 1));
+    }
+}
+
+TEST_P(FramesOf, NetworksThatKeepOutputsGoThroughTheirFramesInOrder) {
+    network_.createNode("LastTen", "last");
+    network_.connectAttr("slow3", "out", "last", "in");
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("last", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    const std::vector<double> last = frames.column<double>("last", "out");
+    double expected = 0.0;
+    for (std::size_t frame = 0; frame < frameCount; ++frame) {
+        expected = static_cast<int>(slow[frame]) % 10 == 0 ? slow[frame] : expected;
+        EXPECT_EQ(last[frame], expected) << frame;
     }
 }
 

@@ -10,11 +10,13 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace tests;
 using TessilGraph::CancelToken;
 using TessilGraph::NetworkManager;
+using TessilGraph::Node;
 using TessilGraph::PortTemplate;
 using TessilGraph::PreparedEvaluation;
 using TessilGraph::RunOptions;
@@ -251,4 +253,110 @@ TEST_P(ParallelRun, CutsOffWhatSawNoChange) {
     network_.computeNode(nameOf(3, 0));
     evaluation.run(nullptr, options_);
     EXPECT_EQ(sinkValue(), right + 2.0);
+}
+
+/// Rows of additions, each of which takes a nanosecond or two, with a tree above their ends.
+class ManyTinyNodes : public testing::TestWithParam<bool> {
+protected:
+    static constexpr std::size_t rows = 64;
+    static constexpr std::size_t columns = 601;  // Rows and groups of slots don't end together.
+
+    ManyTinyNodes() {
+        TessilGraph::initTessilGraph();
+        std::vector<Node*> ends;
+        for (std::size_t row = 0; row < rows; ++row) {
+            for (std::size_t column = 0; column < columns; ++column) {
+                Node* node = add(column != 0 ? nodes_.back() : nullptr, nullptr);
+                input(*node, "in2").set(0.25 * static_cast<double>(row) + 0.001 * static_cast<double>(column));
+            }
+            ends.push_back(nodes_.back());
+        }
+        for (; ends.size() > 1; ends.resize(ends.size() / 2)) {
+            for (std::size_t pair = 0; pair < ends.size() / 2; ++pair) {
+                ends[pair] = add(ends[2 * pair], ends[2 * pair + 1]);
+            }
+        }
+        options_.parallel = GetParam();
+    }
+
+    Node* add(Node* source1, Node* source2) {
+        Node* node = network_.createNode("AddDouble", "n" + std::to_string(nodes_.size()));
+        nodes_.push_back(node);
+        sums_.push_back({&input(*node, "in1"), &input(*node, "in2"),
+                         &dynamic_cast<PortTemplate<double>&>(*node->getOutputPort("out"))});
+        for (const auto& [source, port] : {std::pair(source1, "in1"), std::pair(source2, "in2")}) {
+            if (source != nullptr && !source->getOutputPort("out")->connectTo(node->getInputPort(port))) {
+                ADD_FAILURE() << "no link to " << node->name();
+            }
+        }
+        return node;
+    }
+
+    static PortTemplate<double>& input(Node& node, const std::string& port) {
+        return dynamic_cast<PortTemplate<double>&>(*node.getInputPort(port));
+    }
+
+    void expectRightValues() {
+        for (const Sum& sum : sums_) {
+            ASSERT_EQ(sum.out->get(), sum.in1->get() + sum.in2->get()) << sum.out->node()->name();
+            ASSERT_FALSE(sum.out->node()->isDirty());
+        }
+    }
+
+    struct Sum {
+        PortTemplate<double>* in1;
+        PortTemplate<double>* in2;
+        PortTemplate<double>* out;
+    };
+
+    NetworkManager network_;
+    std::vector<Node*> nodes_;
+    std::vector<Sum> sums_;  ///< The ports of these nodes.
+    RunOptions options_;
+};
+
+INSTANTIATE_TEST_SUITE_P(OnOneAndSeveralThreads, ManyTinyNodes, testing::Bool());
+
+TEST_P(ManyTinyNodes, AreAllComputedAfterTheirSources) {
+    PreparedEvaluation evaluation(network_, nodes_.back()->name());
+    for (int round = 0; round < 10; ++round) {
+        for (std::size_t row = 0; row < rows; ++row) {
+            input(*nodes_[row * columns], "in1").set(round + static_cast<double>(row));
+        }
+        EXPECT_EQ(evaluation.run(nullptr, options_).computed, nodes_.size());
+        expectRightValues();
+        // Few of them, some of them, again.
+        std::size_t marked = 0;
+        for (std::size_t row = 0; row < rows; row += static_cast<std::size_t>(1 + round % 9)) {
+            input(*nodes_[row * columns + columns / 2], "in2").set(0.5 * round);
+            ++marked;
+        }
+        EXPECT_GE(evaluation.run(nullptr, options_).computed, marked * (columns - columns / 2));
+        expectRightValues();
+        EXPECT_EQ(evaluation.run(nullptr, options_).computed, 0u);
+    }
+}
+
+TEST_P(ManyTinyNodes, GoOnWhereTheyWereCancelled) {
+    PreparedEvaluation evaluation(network_, nodes_.back()->name());
+    CancelToken token;
+    options_.cancel = &token;
+    for (int round = 0; round < 8; ++round) {
+        input(*nodes_[0], "in1").set(round);
+        network_.setAllNodeDirty();
+        std::uint64_t computed = 0;
+        options_.progress = [&, round](std::uint64_t done, std::uint64_t) {
+            if (done > static_cast<std::uint64_t>(4000 * round)) {
+                token.cancel();
+            }
+        };
+        const auto first = evaluation.run(nullptr, options_);
+        computed += first.computed;
+        token.reset();
+        options_.progress = nullptr;
+        const auto second = evaluation.run(nullptr, options_);
+        EXPECT_EQ(second.status, RunStatus::Done);
+        EXPECT_EQ(computed + second.computed, nodes_.size());
+        expectRightValues();
+    }
 }

@@ -401,6 +401,108 @@ TEST_F(Prepared, FollowsListsThatAreEditedByHand) {
     EXPECT_EQ(output("later"), 1.0);
 }
 
+TEST_F(Prepared, FollowsListsOfLinksThatWereLentLongAgo) {
+    makeSums(2);
+    network->createNode("AddDouble", "later");
+    auto& peers = input("later", "in1").getConnections();
+    auto& sum1Peers = network->getNode("sum1")->getOutputPort("out")->getConnections();
+    // A link has the lists looked through; from here on nobody expects edits of them.
+    network->createNode("AddDouble", "extra");
+    link("sum0", "extra", "in1");
+    PreparedEvaluation evaluation(*network, "later");
+    evaluation.run();
+    EXPECT_EQ(output("later"), 0.0);
+    peers.push_back(network->getNode("sum1")->getOutputPort("out"));
+    sum1Peers.push_back(&input("later", "in1"));
+    network->getNode("later")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 3);
+    EXPECT_EQ(output("later"), 2.0);
+}
+
+TEST_F(Prepared, FollowsListsOfPortsThatWereLentLongAgo) {
+    makeDiamond();
+    Node& d = *network->getNode("d");
+    const auto first = d.inputPortBegin();
+    TessilGraph::Port* in1 = *first;
+    TessilGraph::Port* in2 = *(first + 1);
+    *first = in2;
+    PreparedEvaluation evaluation(*network, "d");
+    expectResult(evaluation.run(), RunStatus::Done, 3);
+    EXPECT_TRUE(network->getNode("b")->isDirty());
+    *first = in1;
+    d.setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    EXPECT_FALSE(network->getNode("b")->isDirty());
+    EXPECT_EQ(output("d"), 5.0);
+}
+
+TEST_F(Prepared, FollowsInputsThatAHostPutsInPlaceOfOthers) {
+    makeDiamond();
+    Node& b = *network->getNode("b");
+    const auto place = b.inputPortBegin();
+    TessilGraph::Port* in1 = *place;
+    TessilGraph::Port* out = network->getNode("a")->getOutputPort("out");
+    ASSERT_TRUE(in1->disconnectFrom(out));
+    PortTemplate<double> foreign("foreign");
+    foreign.setNode(&b);
+    *place = &foreign;
+    PreparedEvaluation evaluation(*network, "b");
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+    // The network hears of this neither from the input nor from the output.
+    foreign.getConnections().push_back(out);
+    b.setDirtyFlag();
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    foreign.reset();
+    network->getNode("a")->setDirtyFlag();
+    b.setDirtyFlag();
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+    *place = in1;
+}
+
+TEST_F(Prepared, FollowsAnInputThatIsTakenOutAndLinkedElsewhere) {
+    makeSums(3);
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    auto& in1 = input("sum1", "in1");
+    network->getNode("sum1")->removeInputPort("in1");
+    ASSERT_TRUE(in1.disconnectFrom(network->getNode("sum0")->getOutputPort("out")));
+    network->createNode("AddDouble", "extra");
+    input("extra", "in1").set(10.0);
+    network->computeNode("extra");
+    ASSERT_TRUE(in1.connectTo(network->getNode("extra")->getOutputPort("out")));
+    network->getNode("sum1")->setDirty(true);
+    expectResult(evaluation.run(), RunStatus::Done, 2);
+    EXPECT_EQ(output("sum2"), 12.0);
+    in1.reset();
+    network->getNode("sum1")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 2.0);
+    network->getNode("sum1")->addInputPort(&in1);
+}
+
+TEST_F(Prepared, FollowsAnOutputThatIsTakenOutAndLinkedElsewhere) {
+    makeSums(3);
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    auto* out = dynamic_cast<PortTemplate<double>*>(network->getNode("sum0")->getOutputPort("out"));
+    network->getNode("sum0")->removeOutputPort("out");
+    out->set(5.0);
+    network->getNode("sum1")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 7.0);
+    ASSERT_TRUE(input("sum1", "in1").disconnectFrom(out));
+    ASSERT_TRUE(input("sum2", "in1").disconnectFrom(network->getNode("sum1")->getOutputPort("out")));
+    ASSERT_TRUE(out->connectTo(&input("sum2", "in1")));
+    network->getNode("sum2")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 6.0);
+    out->set(6.0);
+    network->getNode("sum2")->setDirty(true);
+    evaluation.run();
+    EXPECT_EQ(output("sum2"), 7.0);
+    network->getNode("sum0")->addOutputPort(out);
+}
+
 TEST_F(Prepared, CutsOffNoNodeThatReadsStorageOutside) {
     double outside = 1.0;
     makeSums(3);

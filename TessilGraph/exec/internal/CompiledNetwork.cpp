@@ -23,8 +23,14 @@ std::size_t placesFor(const ValueType& type) {
 
 /// The output that an input shows; null for an input that shows its own value.
 Port* sourceOf(const Port& input) {
-    const PortRange sources = Access::connections(input);
-    return sources.empty() ? nullptr : sources.front();
+    return Access::firstConnection(input);
+}
+
+/// The node that feeds an input by a link of the usual kind.
+Node* standingSource(const Port& input) {
+    const Port* source = sourceOf(input);
+    return source != nullptr && source->isOutput() && input.isInput() && !Access::removed(*source) ? source->node()
+                                                                                                   : nullptr;
 }
 
 }  // namespace
@@ -47,27 +53,53 @@ std::shared_ptr<CompiledNetwork> CompiledNetwork::of(const std::shared_ptr<Netwo
     return form;
 }
 
+/// Each after all that feed it, and close behind what it alone needs: upstream from one node after the
+/// other, the latest first, since those that came late are mostly fed by others.
 std::vector<Node*> CompiledNetwork::nodesInOrder(const NetworkState& state) {
-    struct Labelled {
-        std::uint64_t label;
-        Node* node;
-    };
-    std::vector<Labelled> labelled;
-    labelled.reserve(state.nodes->size());
-    const std::uint64_t walk = nextStamp();
+    std::vector<Node*> found;
+    found.reserve(state.nodes->size());
+    const std::uint64_t isFound = nextStamp();
     for (NodeSet::Position position = 0; position < state.nodes->endPosition(); ++position) {
         Node* node = state.nodes->nodeIfAt(position);
         // A host may enter a node under two names, or into two networks.
-        if (node != nullptr && Access::home(*node) == &state && Access::mark(*node) != walk) {
-            Access::mark(*node) = walk;
-            labelled.push_back({Access::label(*node), node});
+        if (node != nullptr && Access::home(*node) == &state && Access::mark(*node) != isFound) {
+            Access::mark(*node) = isFound;
+            found.push_back(node);
         }
     }
-    std::sort(labelled.begin(), labelled.end(), [](const Labelled& a, const Labelled& b) { return a.label < b.label; });
+
+    struct Step {
+        Node* node;
+        std::uint32_t nextInput;
+    };
+    std::vector<Step> path;
     std::vector<Node*> nodes;
-    nodes.reserve(labelled.size());
-    for (const Labelled& entry : labelled) {
-        nodes.push_back(entry.node);
+    nodes.reserve(found.size());
+    const std::uint64_t isEntered = nextStamp();
+    const auto enter = [&](Node& node) {
+        Access::mark(node) = isEntered;
+        path.push_back({&node, 0});
+    };
+    for (auto start = found.rbegin(); start != found.rend(); ++start) {
+        if (Access::mark(**start) != isEntered) {
+            enter(**start);
+        }
+        while (!path.empty()) {
+            Step& step = path.back();
+            const PortRange inputs = Access::inputs(*step.node);
+            Node* upstream = nullptr;
+            while (upstream == nullptr && step.nextInput < inputs.size()) {
+                const Port* input = inputs[step.nextInput++];
+                upstream = input != nullptr ? standingSource(*input) : nullptr;
+                upstream = upstream != nullptr && Access::mark(*upstream) == isFound ? upstream : nullptr;
+            }
+            if (upstream != nullptr) {
+                enter(*upstream);
+            } else {
+                nodes.push_back(step.node);
+                path.pop_back();
+            }
+        }
     }
     return nodes;
 }
@@ -77,17 +109,16 @@ CompiledNetwork::CompiledNetwork(std::shared_ptr<NetworkState> state, std::vecto
       wiring_(state_->wiring.load(std::memory_order_relaxed)),
       nodes_(std::move(nodes)),
       dirty_(nodes_.size()),
-      groupBytes_(dirty_.groups()),
-      supergroupBytes_((dirty_.groups() + slotsPerGroup - 1) / slotsPerGroup),
+      groupFlags_(dirty_.groups()),
+      supergroupFlags_(groupFlags_.groups()),
       withKernel_(dirty_.groups()),
       odd_(dirty_.groups()),
       dependsOnMore_(dirty_.groups()),
       alone_(dirty_.groups()),
       costs_(nodes_.size(), -1.0F) {
-    entryStarts_.reserve(nodes_.size() + 1);
     sourceStarts_.reserve(nodes_.size() + 1);
-    groups_ = groupBytes_.data();
-    supergroups_ = supergroupBytes_.data();
+    groups_ = groupFlags_.data();
+    supergroups_ = supergroupFlags_.data();
 }
 
 CompiledNetwork::~CompiledNetwork() {
@@ -134,44 +165,40 @@ Slot CompiledNetwork::slotOf(Node& node) const {
 
 void CompiledNetwork::compile() {
     std::vector<std::uint32_t> kernels(nodes_.size(), noKernel);
+    std::vector<Port*> shown;  // What the entries will name, one after the other.
+    shown.reserve(3 * nodes_.size());
+    sources_.reserve(2 * nodes_.size());
     std::size_t places = 0;
     for (Slot slot = 0; slot < size(); ++slot) {
         findSources(slot);
-        kernels[slot] = usableKernel(slot);
+        Port* ports[Kernel::maxPorts];
+        kernels[slot] = usableKernel(slot, ports);
         if (kernels[slot] != noKernel) {
-            places += claimPorts(slot, *kernels_[kernels[slot]].kernel);
+            const std::size_t count = kernels_[kernels[slot]].ports();
+            places += claimPorts(ports, count);
+            shown.insert(shown.end(), ports, ports + count);
         } else {
+            allHaveKernels_ = false;
             noteTraits(slot);
         }
     }
     sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
     if (places > std::numeric_limits<Place>::max()) {
+        allHaveKernels_ = false;
         return;  // More than places can number: the nodes are asked themselves.
     }
     adopt(places);
-    for (Slot slot = 0; slot < size(); ++slot) {
-        entryStarts_.push_back(static_cast<std::uint32_t>(entries_.size()));
-        if (kernels[slot] != noKernel) {
-            addEntry(slot, kernels[slot]);
-            withKernel_.add(slot);
-        }
-    }
+    addEntries(kernels, shown);
 }
 
 void CompiledNetwork::findSources(Slot slot) {
     sourceStarts_.push_back(static_cast<std::uint32_t>(sources_.size()));
+    if (!openLists_.note(*nodes_[slot])) {
+        odd_.add(slot);
+    }
     for (const Port* input : Access::inputs(*nodes_[slot])) {
         if (input == nullptr) {
             continue;
-        }
-        if (Access::removed(*input)) {
-            // It tells nobody when its links change, and may go unseen.
-            odd_.add(slot);
-            continue;
-        }
-        if (Access::watched(*const_cast<Port*>(input))) {
-            const PortRange peers = Access::connections(*input);
-            lent_.push_back({input, std::vector<Port*>(peers.begin(), peers.end())});
         }
         Port* source = sourceOf(*input);
         if (source == nullptr) {
@@ -180,12 +207,9 @@ void CompiledNetwork::findSources(Slot slot) {
             }
             continue;
         }
-        const Node* upstream = Access::removed(*source) ? nullptr : source->node();
-        const bool stands = source->isOutput() && input->isInput() && upstream != nullptr &&
-                            Access::home(*const_cast<Node*>(upstream)) == state_.get() &&
-                            Access::slot(*const_cast<Node*>(upstream)) != 0;
-        const Slot from = stands ? Access::slot(*const_cast<Node*>(upstream)) - 1 : noSlot;
-        if (!stands || from >= slot) {
+        Node* upstream = standingSource(*input);
+        const Slot from = upstream != nullptr ? slotOf(*upstream) : noSlot;
+        if (from >= slot) {
             odd_.add(slot);
             continue;
         }
@@ -209,18 +233,28 @@ void CompiledNetwork::noteTraits(Slot slot) {
 
 /// The number of the kernel of a node's class; `noKernel` when there is none.
 std::uint32_t CompiledNetwork::numberOfKernel(const Node& node) {
-    const auto [known, isNew] = kernelNumbers_.emplace(&typeid(node), noKernel);
-    if (isNew) {
+    const std::type_info* type = &typeid(node);
+    constexpr std::size_t bitsOfAlignment = 4;
+    KnownClass& known =
+        knownClasses_[(reinterpret_cast<std::uintptr_t>(type) >> bitsOfAlignment) % knownClasses_.size()];
+    if (known.type == type) {
+        return known.kernelNumber;
+    }
+    auto found = kernelNumbers_.find(type);
+    if (found == kernelNumbers_.end()) {
+        found = kernelNumbers_.emplace(type, noKernel).first;
         if (const Kernel* kernel = findKernel(node)) {
-            known->second = static_cast<std::uint32_t>(kernels_.size());
+            found->second = static_cast<std::uint32_t>(kernels_.size());
             kernels_.push_back({kernel->function, kernel});
         }
     }
-    return known->second;
+    known = {type, found->second};
+    return found->second;
 }
 
-/// The number of the kernel of a slot; `noKernel` if the node has to be asked itself.
-std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
+/// The number of the kernel of a slot, and the ports whose own values it uses: those that its inputs show,
+/// then its outputs. `noKernel` if the node has to be asked itself.
+std::uint32_t CompiledNetwork::usableKernel(Slot slot, Port** shown) {
     Node& node = *nodes_[slot];
     const std::uint32_t number = odd_.contains(slot) || dependsOnMore_.contains(slot) ? noKernel : numberOfKernel(node);
     if (number == noKernel) {
@@ -231,22 +265,20 @@ std::uint32_t CompiledNetwork::usableKernel(Slot slot) {
     kernel->ports(node, ports);
     for (std::size_t i = 0; i < kernel->inputs + kernel->outputs; ++i) {
         const bool isInput = i < kernel->inputs;
-        if (portOfKernel(node, *ports[i], isInput) == nullptr || (!isInput && Access::isBound(*ports[i]))) {
+        shown[i] = portOfKernel(node, *ports[i], isInput);
+        if (shown[i] == nullptr || (!isInput && Access::isBound(*ports[i]))) {
             return noKernel;
         }
     }
     return number;
 }
 
-/// Enters the ports whose values the entry of a slot will use, but for those that are entered already,
-/// and returns how many places they take.
-std::size_t CompiledNetwork::claimPorts(Slot slot, const Kernel& kernel) {
-    const Port* ports[Kernel::maxPorts];
-    kernel.ports(*nodes_[slot], ports);
+/// Enters ports whose values an entry will use, but for those that are entered already, and returns how
+/// many places they take.
+std::size_t CompiledNetwork::claimPorts(Port* const* ports, std::size_t count) {
     std::size_t places = 0;
-    for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        Port* source = i < kernel.inputs ? sourceOf(*ports[i]) : nullptr;
-        Port& port = source != nullptr ? *source : const_cast<Port&>(*ports[i]);
+    for (std::size_t i = 0; i < count; ++i) {
+        Port& port = *ports[i];
         if (!Access::adopted(port)) {
             adopted_.push_back(&port);
             Access::adopted(port) = true;
@@ -268,16 +300,23 @@ void CompiledNetwork::adopt(std::size_t places) {
     }
 }
 
-void CompiledNetwork::addEntry(Slot slot, std::uint32_t kernelNumber) {
-    const Kernel& kernel = *kernels_[kernelNumber].kernel;
-    const Port* ports[Kernel::maxPorts];
-    kernel.ports(*nodes_[slot], ports);
-    entries_.push_back(kernelNumber);
-    for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        Port* source = i < kernel.inputs ? sourceOf(*ports[i]) : nullptr;
-        Port& port = source != nullptr ? *source : const_cast<Port&>(*ports[i]);
-        const auto* address = static_cast<const unsigned char*>(Access::valueType(port)->own(port));
-        entries_.push_back(static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize));
+/// The entries of all slots, from the numbers of their kernels and the ports whose values they use.
+void CompiledNetwork::addEntries(const std::vector<std::uint32_t>& kernels, const std::vector<Port*>& shown) {
+    entries_.resize(shown.size() + nodes_.size());
+    entryStarts_.resize(nodes_.size());
+    Place* next = entries_.data();
+    Port* const* port = shown.data();
+    for (Slot slot = 0; slot < size(); ++slot) {
+        entryStarts_[slot] = static_cast<std::uint32_t>(next - entries_.data());
+        if (kernels[slot] == noKernel) {
+            continue;
+        }
+        withKernel_.add(slot);
+        *next++ = kernels[slot];
+        for (std::size_t count = kernels_[kernels[slot]].ports(); count > 0; --count, ++port) {
+            const auto* address = static_cast<const unsigned char*>(Access::valueType(**port)->own(**port));
+            *next++ = static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize);
+        }
     }
 }
 
@@ -302,48 +341,33 @@ void CompiledNetwork::findConsumers() {
     consumerStarts_ = std::move(starts);
 }
 
-bool CompiledNetwork::lentListsStand() const {
-    return std::all_of(lent_.begin(), lent_.end(), [](const LentList& list) {
-        const PortRange peers = Access::connections(*list.port);
-        return std::equal(peers.begin(), peers.end(), list.peers.begin(), list.peers.end());
-    });
-}
-
-void CompiledNetwork::settleSupergroup(std::uint32_t place) {
-    const std::uint32_t end = std::min(groups(), (place + 1) * slotsPerGroup);
-    for (std::uint32_t group = place * slotsPerGroup; group < end; ++group) {
-        if (mayHoldDirty(group)) {
-            return;
-        }
-    }
-    supergroups_[place].store(0, std::memory_order_relaxed);
-}
-
 void CompiledNetwork::settle() {
-    for (std::uint32_t place = 0; place < supergroups(); ++place) {
-        if (!supergroupMayHoldDirty(place)) {
-            continue;
-        }
-        const std::uint32_t end = std::min(groups(), (place + 1) * slotsPerGroup);
-        for (std::uint32_t group = place * slotsPerGroup; group < end; ++group) {
-            if (mayHoldDirty(group) && !dirty_.anyIn(group)) {
-                setClean(group);
+    for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+        for (Bits places = flaggedSupergroups(row); places != 0; places &= places - 1) {
+            const std::uint32_t supergroup = row * slotsPerGroup + lowestBit(places);
+            bool isClean = true;
+            for (Bits groups = flaggedGroups(supergroup); groups != 0; groups &= groups - 1) {
+                const std::uint32_t group = supergroup * slotsPerGroup + lowestBit(groups);
+                if (dirty_.anyIn(group)) {
+                    isClean = false;
+                } else {
+                    setClean(group);
+                }
+            }
+            if (isClean) {
+                setSupergroupClean(supergroup);
             }
         }
-        settleSupergroup(place);
     }
 }
 
 void CompiledNetwork::makeAllOrigins() {
     cleanedOutside_.store(false, std::memory_order_relaxed);
-    for (std::uint32_t group = 0; group < groups(); ++group) {
-        if (!mayHoldDirty(group)) {
-            continue;
-        }
+    forEachFlagged([this](std::uint32_t group) {
         for (Bits bits = dirty_.nonZero(group); bits != 0; bits &= bits - 1) {
             dirty_[group * slotsPerGroup + lowestBit(bits)].fetch_or(isOrigin, std::memory_order_relaxed);
         }
-    }
+    });
 }
 
 void CompiledNetwork::takeCosts(const CompiledNetwork& last) {

@@ -3,8 +3,11 @@
 #include <TessilGraph/exec/internal/Slots.h>
 #include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Kernel.h>
+#include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -23,8 +26,8 @@ namespace TessilGraph::internal {
 /// neither nodes nor ports where a built-in node class has a kernel. There is one per network, shared by
 /// those who prepared something for it.
 ///
-/// Slots are numbered by the labels of the nodes, which grow along every link: a slot comes after all
-/// that feed it.
+/// A slot comes after all that feed it, and close behind those that feed nothing else: what a change
+/// reaches mostly stands close together.
 class CompiledNetwork final : public PreparedNodes, public std::enable_shared_from_this<CompiledNetwork> {
 public:
     /// The form of a network that is not gone, made anew if the wiring moved. `last`, if not null, hands
@@ -38,7 +41,7 @@ public:
 
     /// Whether this is what the network still looks like.
     bool isCurrent() const {
-        return !dissolved_ && wiring_ == state_->wiring.load(std::memory_order_relaxed) && lentListsStand();
+        return !dissolved_ && wiring_ == state_->wiring.load(std::memory_order_relaxed) && openLists_.stand();
     }
     bool isRewired() const { return wiring_ != state_->wiring.load(std::memory_order_relaxed); }
     Slot size() const { return static_cast<Slot>(nodes_.size()); }
@@ -69,9 +72,11 @@ public:
     }
 
     bool hasKernel(Slot slot) const { return withKernel_.contains(slot); }
+    bool allHaveKernels() const { return allHaveKernels_; }
     Bits withKernel(std::uint32_t group) const { return withKernel_.group(group); }
 
-    /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way.
+    /// Slots whose sources only a fresh walk finds, since they are wired by hand in some odd way, or may be
+    /// wired otherwise without anybody being told.
     bool isOdd(Slot slot) const { return odd_.contains(slot); }
 
     /// Slots whose results depend on more than what their sources show: they keep state, or read storage
@@ -95,23 +100,40 @@ public:
     /// Called before `consumers` is.
     void findConsumers();
 
-    // Where dirty slots are.
-    bool mayHoldDirty(std::uint32_t group) const { return groups_[group].load(std::memory_order_relaxed) != 0; }
-    std::uint32_t supergroups() const { return static_cast<std::uint32_t>(supergroupBytes_.size()); }
-    bool supergroupMayHoldDirty(std::uint32_t place) const {
-        return supergroups_[place].load(std::memory_order_relaxed) != 0;
+    // Where dirty slots are: a group is flagged when it may hold some, a supergroup of 64 groups when one
+    // of these may be flagged.
+    std::uint32_t supergroups() const { return static_cast<std::uint32_t>(groupFlags_.groups()); }
+    Bits flaggedGroups(std::uint32_t supergroup) const { return groupFlags_.nonZero(supergroup); }
+    void setClean(std::uint32_t group) { groupFlags_[group].store(0, std::memory_order_relaxed); }
+    void setSupergroupClean(std::uint32_t supergroup) {
+        supergroupFlags_[supergroup].store(0, std::memory_order_relaxed);
     }
+    /// Of 64 supergroups at a time.
+    std::uint32_t supergroupRows() const { return static_cast<std::uint32_t>(supergroupFlags_.groups()); }
+    Bits flaggedSupergroups(std::uint32_t row) const { return supergroupFlags_.nonZero(row); }
+
     bool mayHoldDirty() const {
-        for (std::uint32_t place = 0; place < supergroups(); ++place) {
-            if (supergroupMayHoldDirty(place)) {
+        for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+            if (supergroupFlags_.anyIn(row)) {
                 return true;
             }
         }
         return false;
     }
-    void setClean(std::uint32_t group) { groups_[group].store(0, std::memory_order_relaxed); }
-    /// To be told when groups of it became clean.
-    void settleSupergroup(std::uint32_t place);
+
+    /// Calls `visit` with each flagged group, in order.
+    template <class Visit>
+    void forEachFlagged(Visit visit) const {
+        for (std::uint32_t row = 0; row < supergroupRows(); ++row) {
+            for (Bits places = flaggedSupergroups(row); places != 0; places &= places - 1) {
+                const std::uint32_t supergroup = row * slotsPerGroup + lowestBit(places);
+                for (Bits groups = flaggedGroups(supergroup); groups != 0; groups &= groups - 1) {
+                    visit(supergroup * slotsPerGroup + lowestBit(groups));
+                }
+            }
+        }
+    }
+
     /// Looks through all groups that may hold dirty slots.
     void settle();
 
@@ -120,22 +142,25 @@ public:
     /// From here on all dirty nodes count as marked themselves.
     void makeAllOrigins();
 
-    /// The nanoseconds that a slot takes, as far as that was noted; negative while unknown.
-    float cost(Slot slot) const { return costs_[slot]; }
+    /// The nanoseconds that a slot takes; a guess until that was noted.
+    float cost(Slot slot) const {
+        const float known = costs_[slot];
+        return known >= 0.0F ? known : hasKernel(slot) ? unknownKernelCost : unknownNodeCost;
+    }
 
-    /// Notes how long it took once. What others do with the processor makes it longer, never shorter.
+    /// Notes how long it took once. What others do with the processor makes it longer, never shorter, and now
+    /// and then a thousand times as long.
     void noteCost(Slot slot, float cost) {
         constexpr float weightOfLonger = 0.25F;
+        constexpr float longestToBelieve = 4.0F;
         float& known = costs_[slot];
-        known = known < 0.0F || cost < known ? cost : known + (cost - known) * weightOfLonger;
+        const bool isShorter = known < 0.0F || cost < known;
+        known = isShorter ? cost : known + (std::min(cost, longestToBelieve * known) - known) * weightOfLonger;
     }
 
 private:
-    /// The links of a port whose list was lent out for editing.
-    struct LentList {
-        const Port* port;
-        std::vector<Port*> peers;
-    };
+    static constexpr float unknownKernelCost = 5.0F;
+    static constexpr float unknownNodeCost = 20000.0F;  ///< Worth another thread until more is known.
 
     CompiledNetwork(std::shared_ptr<NetworkState> state, std::vector<Node*> nodes);
     static std::vector<Node*> nodesInOrder(const NetworkState& state);
@@ -144,24 +169,30 @@ private:
         return {slots.data() + starts[slot], slots.data() + starts[slot + 1]};
     }
 
-    bool lentListsStand() const;
     void takeNodes();
     void compile();
     void findSources(Slot slot);
     void noteTraits(Slot slot);
     std::uint32_t numberOfKernel(const Node& node);
-    std::uint32_t usableKernel(Slot slot);
-    std::size_t claimPorts(Slot slot, const Kernel& kernel);
+    std::uint32_t usableKernel(Slot slot, Port** shown);
+    std::size_t claimPorts(Port* const* ports, std::size_t count);
     void adopt(std::size_t places);
-    void addEntry(Slot slot, std::uint32_t kernelNumber);
+    void addEntries(const std::vector<std::uint32_t>& kernels, const std::vector<Port*>& shown);
     void takeCosts(const CompiledNetwork& last);
 
     /// A kernel that slots here have.
     struct UsedKernel {
         KernelFunction function;
         const Kernel* kernel;
+
+        std::size_t ports() const { return kernel->inputs + kernel->outputs; }
     };
     static constexpr std::uint32_t noKernel = ~std::uint32_t{0};
+
+    struct KnownClass {
+        const std::type_info* type;
+        std::uint32_t kernelNumber;
+    };
 
     const std::shared_ptr<NetworkState> state_;
     const std::uint64_t wiring_;
@@ -169,14 +200,16 @@ private:
 
     std::vector<Node*> nodes_;
     SharedBytes dirty_;
-    std::vector<SharedBytes::Byte> groupBytes_;
-    std::vector<SharedBytes::Byte> supergroupBytes_;
+    SharedBytes groupFlags_;
+    SharedBytes supergroupFlags_;
 
     std::vector<Place> entries_;
     std::vector<std::uint32_t> entryStarts_;
     std::vector<UsedKernel> kernels_;
     std::unordered_map<const std::type_info*, std::uint32_t> kernelNumbers_;  ///< By class.
+    std::array<KnownClass, 64> knownClasses_{};                               ///< Some of these, by address.
     SlotSet withKernel_;
+    bool allHaveKernels_ = true;
     SlotSet odd_;
     SlotSet dependsOnMore_;
     SlotSet alone_;
@@ -185,7 +218,7 @@ private:
     std::vector<std::uint32_t> sourceStarts_;
     std::vector<Slot> consumers_;
     std::vector<std::uint32_t> consumerStarts_;
-    std::vector<LentList> lent_;
+    OpenLists openLists_;
 
     std::unique_ptr<unsigned char[]> values_;
     std::vector<Port*> adopted_;

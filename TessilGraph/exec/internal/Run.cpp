@@ -23,75 +23,109 @@ Bits beyond(std::uint32_t place) {
 
 }  // namespace
 
-void Run::all() {
-    OutputCopies copies;
-    for (std::uint32_t place = 0; place < form_.supergroups(); ++place) {
-        if (!form_.supergroupMayHoldDirty(place)) {
-            continue;
+bool Run::all(Allowance allowance) {
+    Turn turn(control_, allowance);
+    for (std::uint32_t row = 0; row < form_.supergroupRows(); ++row) {
+        Bits places = form_.flaggedSupergroups(row);
+        while (places != 0) {
+            const std::uint32_t place = lowestBit(places);
+            if (!supergroup(row * slotsPerGroup + place, turn)) {
+                return false;
+            }
+            places = turn.askedNodes ? form_.flaggedSupergroups(row) & beyond(place) : places & (places - 1);
+            turn.askedNodes = false;
         }
-        const std::uint32_t end = std::min(form_.groups(), (place + 1) * slotsPerGroup);
-        for (std::uint32_t g = place * slotsPerGroup; g < end; ++g) {
-            const Bits allowed = members_.group(g);
-            if (allowed == 0 || !form_.mayHoldDirty(g)) {
-                continue;
-            }
-            if (!group(g, allowed, copies)) {
-                return;
-            }
-            if (!form_.dirty().anyIn(g)) {
-                form_.setClean(g);
-            }
-        }
-        form_.settleSupergroup(place);
     }
+    return true;
+}
+
+/// False when the run is to end. Sets `askedNodes` when a node was computed that may have marked others.
+bool Run::supergroup(std::uint32_t supergroup, Turn& turn) {
+    bool askedAny = false;
+    bool allClean = true;
+    Bits groups = form_.flaggedGroups(supergroup);
+    while (groups != 0) {
+        const std::uint32_t place = lowestBit(groups);
+        const std::uint32_t here = supergroup * slotsPerGroup + place;
+        const Bits dirty = form_.dirty().nonZero(here);
+        const Bits allowed = members_.group(here);
+        const Bits todo = dirty & allowed;
+        if (todo != 0 && !(isPlain_ && hasOnlyKernels(here, todo) ? plainGroup(here, todo, turn)
+                                                                  : group(here, todo, allowed, turn))) {
+            return false;
+        }
+        groups &= groups - 1;
+        bool isClean = (dirty & ~allowed) == 0;
+        if (turn.askedNodes) {
+            turn.askedNodes = false;
+            askedAny = true;
+            groups = form_.flaggedGroups(supergroup) & beyond(place);
+            isClean = !form_.dirty().anyIn(here);
+        }
+        if (isClean) {
+            form_.setClean(here);
+        } else {
+            allClean = false;
+        }
+    }
+    turn.askedNodes = askedAny;
+    if (askedAny ? form_.flaggedGroups(supergroup) == 0 : allClean) {
+        form_.setSupergroupClean(supergroup);
+    }
+    return true;
 }
 
 void Run::part(Slot begin, Slot end) {
-    OutputCopies copies;
-    for (std::uint32_t g = groupOf(begin); begin < end; ++g, begin = g * slotsPerGroup) {
-        Bits allowed = members_.group(g) & allSlots << begin % slotsPerGroup;
-        if (end - g * slotsPerGroup < slotsPerGroup) {
+    Turn turn(control_, Allowance());
+    for (std::uint32_t here = groupOf(begin); begin < end; ++here, begin = here * slotsPerGroup) {
+        Bits allowed = members_.group(here) & allSlots << begin % slotsPerGroup;
+        if (end - here * slotsPerGroup < slotsPerGroup) {
             allowed &= bitOf(end) - 1;
         }
-        if (allowed != 0 && !group(g, allowed, copies)) {
+        const Bits todo = form_.dirty().nonZero(here) & allowed;
+        if (todo != 0 && !group(here, todo, allowed, turn)) {
             return;
         }
     }
 }
 
 /// False when the run is to end.
-bool Run::group(std::uint32_t group, Bits allowed, OutputCopies& copies) {
-    const Bits todo = form_.dirty().nonZero(group) & allowed;
-    if (todo == 0) {
-        return true;
+bool Run::plainGroup(std::uint32_t group, Bits todo, Turn& turn) {
+    std::uint32_t count = 1;
+    if ((todo & (todo - 1)) == 0) {
+        one(group * slotsPerGroup + lowestBit(todo));
+    } else {
+        count = todo == allSlots ? straight(group) : kernels(group, todo);
     }
-    const Bits withKernel = form_.withKernel(group);
-    if (how_.cutOff || (todo & ~withKernel) != 0) {
-        return mixed(group, allowed, copies);
+    turn.computed += count;
+    turn.allowance.nanoseconds -= static_cast<float>(count) * turn.allowance.kernelCost;
+    return turn.allowance.nanoseconds > 0.0F;
+}
+
+/// False when the run is to end.
+bool Run::group(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
+    if (how_.cutOff || !hasOnlyKernels(group, todo)) {
+        return mixed(group, todo, allowed, turn);
     }
     if (!control_.mayGoOn()) {
         return false;
     }
-    const std::uint32_t count = countBits(todo);
     const Clock::time_point begin = how_.timed ? Clock::now() : Clock::time_point();
-    if (todo == allSlots) {
-        straight(group);
-    } else {
-        kernels(group, todo);
-    }
+    const std::uint32_t count = todo == allSlots ? straight(group) : kernels(group, todo);
     if (how_.timed) {
         const float each = nanosecondsSince(begin) / static_cast<float>(count);
         for (Bits bits = todo; bits != 0; bits &= bits - 1) {
             form_.noteCost(group * slotsPerGroup + lowestBit(bits), each);
         }
     }
-    control_.addComputed(count);
-    return control_.goesOn(count);
+    turn.computed += count;
+    turn.allowance.nanoseconds -= static_cast<float>(count) * turn.allowance.kernelCost;
+    return control_.goesOn(count) && turn.allowance.nanoseconds > 0.0F;
 }
 
 /// All slots of a group, one entry after the other. Four calls in a row, so that processors that predict
 /// where a call leads by where it stands tell neighbours of different kinds apart.
-void Run::straight(std::uint32_t group) {
+std::uint32_t Run::straight(std::uint32_t group) {
     const Place* entry = form_.entry(group * slotsPerGroup);
     for (std::uint32_t i = 0; i < slotsPerGroup; i += 4) {
         entry = form_.compute(entry);
@@ -100,14 +134,17 @@ void Run::straight(std::uint32_t group) {
         entry = form_.compute(entry);
     }
     form_.dirty().clearGroup(group);
+    return slotsPerGroup;
 }
 
-void Run::kernels(std::uint32_t group, Bits slots) {
-    const auto next = [this, &slots, first = group * slotsPerGroup] {
+/// Those slots of a group; returns how many these are.
+std::uint32_t Run::kernels(std::uint32_t group, Bits slots) {
+    std::uint32_t count = 0;
+    const auto next = [this, &slots, &count, first = group * slotsPerGroup] {
         const Slot slot = first + lowestBit(slots);
         slots &= slots - 1;
-        form_.compute(form_.entry(slot));
-        setClean(slot);
+        one(slot);
+        ++count;
         return slots != 0;
     };
     for (bool more = true; more;) {
@@ -116,11 +153,25 @@ void Run::kernels(std::uint32_t group, Bits slots) {
         more = more && next();
         more = more && next();
     }
+    return count;
+}
+
+/// Whether the nodes among some slots are within what is left of an allowance, and takes them off it.
+bool Run::affords(std::uint32_t group, Bits slots, Turn& turn) const {
+    if (turn.allowance.nanoseconds == std::numeric_limits<float>::infinity()) {
+        return true;
+    }
+    for (Bits nodes = slots & ~form_.withKernel(group); nodes != 0; nodes &= nodes - 1) {
+        turn.allowance.nanoseconds -= form_.cost(group * slotsPerGroup + lowestBit(nodes));
+    }
+    return turn.allowance.nanoseconds > 0.0F;
 }
 
 /// Slots of all kinds.
-bool Run::mixed(std::uint32_t group, Bits allowed, OutputCopies& copies) {
-    Bits todo = form_.dirty().nonZero(group) & allowed;
+bool Run::mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
+    if (!affords(group, todo, turn)) {
+        return false;
+    }
     std::uint32_t kernelsDone = 0;
     while (todo != 0) {
         const std::uint32_t place = lowestBit(todo);
@@ -129,33 +180,34 @@ bool Run::mixed(std::uint32_t group, Bits allowed, OutputCopies& copies) {
         if (how_.cutOff && !mustRun(slot)) {
             setClean(slot);
         } else if (!form_.hasKernel(slot)) {
-            if (!node(slot, copies)) {
-                control_.addComputed(kernelsDone);
+            if (!node(slot, turn)) {
+                turn.computed += kernelsDone;
                 return false;
             }
             // It may have marked others.
+            turn.askedNodes = true;
             todo = form_.dirty().nonZero(group) & allowed & beyond(place);
         } else if (how_.cutOff) {
             noteKernel(slot);
             ++kernelsDone;
         } else {
-            form_.compute(form_.entry(slot));
-            setClean(slot);
+            one(slot);
             ++kernelsDone;
         }
     }
-    control_.addComputed(kernelsDone);
-    return control_.goesOn(kernelsDone);
+    turn.computed += kernelsDone;
+    turn.allowance.nanoseconds -= static_cast<float>(kernelsDone) * turn.allowance.kernelCost;
+    return control_.goesOn(kernelsDone) && turn.allowance.nanoseconds > 0.0F;
 }
 
 /// Asks the node itself. False when the run is to end.
-bool Run::node(Slot slot, OutputCopies& copies) {
+bool Run::node(Slot slot, Turn& turn) {
     if (!control_.mayGoOn()) {
         return false;
     }
     Node& node = form_.node(slot);
     if (how_.cutOff) {
-        copies.take(node);
+        turn.copies.take(node);
     }
     const Clock::time_point begin = how_.timed ? Clock::now() : Clock::time_point();
     try {
@@ -165,7 +217,7 @@ bool Run::node(Slot slot, OutputCopies& copies) {
         node.setDirtyFlag();
         throw;
     }
-    control_.addComputed(1);
+    ++turn.computed;
     if (form_.isRewired()) {
         // The order may no longer be one, and slots may be gone.
         node.setDirty(false);
@@ -176,7 +228,7 @@ bool Run::node(Slot slot, OutputCopies& copies) {
         form_.noteCost(slot, nanosecondsSince(begin));
     }
     setClean(slot);
-    if (how_.cutOff && copies.differFrom(node)) {
+    if (how_.cutOff && turn.copies.differFrom(node)) {
         tellConsumers(slot);
     }
     return control_.goesOn(1);

@@ -13,6 +13,8 @@ class RunControl {
 public:
     explicit RunControl(const RunOptions& options) : options_(options), caller_(std::this_thread::get_id()) {}
 
+    /// Whether somebody may want to end a run on one thread, or to be told how far it is.
+    bool isAsked() const { return options_.cancel != nullptr || wantsProgress(); }
     bool wantsProgress() const { return static_cast<bool>(options_.progress); }
     void setTotal(std::uint64_t total) { total_ = total; }
 
