@@ -1,5 +1,7 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/Repetition.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +17,7 @@ namespace internal {
 
 class MarkPlan;
 class PreparedNodes;
+class WalkPlan;
 struct KeptWalk;
 struct LevelWalks;
 struct WalkScratch;
@@ -31,7 +34,7 @@ struct NetworkState {
     /// do ports that may have outlived their owner.
     std::atomic<std::uint64_t> wiring{0};
 
-    /// Raised whenever a node becomes dirty.
+    /// Raised whenever a node becomes dirty, by one for each node.
     std::atomic<std::uint64_t> marks{0};
 
     /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
@@ -55,11 +58,12 @@ struct NetworkState {
     /// How many evaluations are under way, one from within another.
     std::atomic<std::uint32_t> evaluations{0};
 
-    std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
-    std::uint64_t markedWiring = 0;      ///< The wiring at that time.
-    std::uint64_t markedStorage = 0;     ///< The same of `storage`.
-    bool triedMarkPlan = false;          ///< Since both of them are as they are.
+    Repetition marked;  ///< Nodes that were marked one by one.
     std::unique_ptr<MarkPlan> markPlan;
+
+    std::uint64_t walkedMarks = 0;       ///< Of `marks`, after the last serial walk.
+    Repetition walked;                   ///< Nodes that serial walks computed without this plan.
+    std::unique_ptr<WalkPlan> walkPlan;  ///< Empty while a walk is at it.
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
@@ -67,22 +71,27 @@ struct NetworkState {
     /// Set while a prepared evaluation of the network runs.
     std::atomic<bool> running{false};
 
-    /// The dirty byte of the node at a position of the node set; close to those of its neighbours.
-    std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) {
-        return dirtyBytes_[position / bytesTogether][position % bytesTogether];
+    /// Where the dirty byte of the node at a position of the node set is, as long as no node comes; close
+    /// to those of its neighbours.
+    auto dirtyBytes() {
+        return [parts = dirtyBytes_.data()](std::uint32_t position) -> std::atomic<std::uint8_t>& {
+            return parts[position / bytesTogether][position % bytesTogether];
+        };
     }
+    std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) { return dirtyBytes()(position); }
     /// Makes room for the byte of that position.
     void reserveDirtyByte(std::uint32_t position);
 
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
+    void noteMarks(std::size_t count) { raise(marks, count); }
     void noteProfileTime() { raise(profileTimes); }
 
 private:
     /// Nodes that are computed side by side may raise a counter at the same time. It counts as raised
-    /// then, by how much is of no matter.
-    static void raise(std::atomic<std::uint64_t>& counter) {
-        counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    /// then, if by less than it should be.
+    static void raise(std::atomic<std::uint64_t>& counter, std::size_t by = 1) {
+        counter.store(counter.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
     }
 
     static constexpr std::uint32_t bytesTogether = 4096;

@@ -1,6 +1,5 @@
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
@@ -124,14 +123,6 @@ void OrderPlan::compile() {
     }
 }
 
-bool OrderPlan::isCurrent() const {
-    return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
-}
-
-bool OrderPlan::knowsProfileTimes() const {
-    return profileTimes_ == network_.profileTimes.load(std::memory_order_relaxed);
-}
-
 bool OrderPlan::areAllDirty() const {
     return std::all_of(steps_.begin(), steps_.end(),
                        [](const Step& step) { return step.dirty->load(std::memory_order_relaxed) != 0; });
@@ -150,21 +141,43 @@ std::size_t OrderPlan::run(const ComputeData* data) {
         return order_.size();
     }
     noteRun();
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-        const Step step = steps_[i];
-        if (step.dirty->load(std::memory_order_relaxed) == 0 || computeByKernel(step)) {
+    const Kernels kernels = this->kernels();
+    const Step* steps = steps_.data();
+    for (std::size_t i = 0; i < order_.size(); ++i) {
+        const Step step = steps[i];
+        if (step.dirty->load(std::memory_order_relaxed) == 0 || kernels.compute(step)) {
             continue;
         }
-        Node& node = *order_[i];
-        node.compute(data);
-        Access::setClean(node);
-        if (!isCurrent() || !knowsProfileTimes()) {
+        if (!computeByItself(i, data)) {
             return i + 1;
         }
     }
     isClean_ = true;
     marks_ = marks;
     return order_.size();
+}
+
+std::size_t OrderPlan::run(const std::uint32_t* places, std::size_t count, const ComputeData* data) {
+    noteRun();
+    const Kernels kernels = this->kernels();
+    const Step* steps = steps_.data();
+    for (std::size_t i = 0; i < count; ++i) {
+        const Step step = steps[places[i]];
+        if (step.dirty->load(std::memory_order_relaxed) == 0 || kernels.compute(step)) {
+            continue;
+        }
+        if (!computeByItself(places[i], data)) {
+            return i + 1;
+        }
+    }
+    return count;
+}
+
+bool OrderPlan::computeByItself(std::size_t place, const ComputeData* data) {
+    Node& node = *order_[place];
+    node.compute(data);
+    Access::setClean(node);
+    return isCurrent() && knowsProfileTimes();
 }
 
 }  // namespace TessilGraph::internal
