@@ -121,6 +121,7 @@ void OrderPlan::compile() {
         }
         steps_.push_back(step);
     }
+    entries_.resize(entries_.size() + lookAhead);
 }
 
 bool OrderPlan::areAllDirty() const {
@@ -141,19 +142,30 @@ std::size_t OrderPlan::run(const ComputeData* data) {
         return order_.size();
     }
     noteRun();
+    const std::size_t done = isLarge() ? runAll<true>(data) : runAll<false>(data);
+    if (done == order_.size()) {
+        isClean_ = true;
+        marks_ = marks;
+    }
+    return done;
+}
+
+template <bool fetches>
+std::size_t OrderPlan::runAll(const ComputeData* data) {
     const Kernels kernels = this->kernels();
     const Step* steps = steps_.data();
     for (std::size_t i = 0; i < order_.size(); ++i) {
         const Step step = steps[i];
-        if (step.dirty->load(std::memory_order_relaxed) == 0 || kernels.compute(step)) {
+        if (step.dirty->load(std::memory_order_relaxed) == 0) {
+            continue;
+        }
+        if (fetches ? kernels.computeAndFetch(step) : kernels.compute(step)) {
             continue;
         }
         if (!computeByItself(i, data)) {
             return i + 1;
         }
     }
-    isClean_ = true;
-    marks_ = marks;
     return order_.size();
 }
 

@@ -72,10 +72,15 @@ private:
         std::uint32_t entry;  ///< Where the kernel's number and the places of its values stand, or `noEntry`.
     };
     static constexpr std::uint32_t noEntry = ~std::uint32_t{0};
+    static constexpr std::size_t lookAhead = 64;  ///< How many places further on values are fetched.
 
     OrderPlan(const std::vector<Node*>& order, const NetworkState& network);
 
     void compile();
+    template <bool fetches>
+    std::size_t runAll(const ComputeData* data);
+    /// Whether the values fill more than a near cache.
+    bool isLarge() const { return order_.size() > 2000; }
 
     /// False when it changed the wiring or set profile times.
     bool computeByItself(std::size_t place, const ComputeData* data);
@@ -88,12 +93,29 @@ private:
 
         /// False when the node has no kernel.
         bool compute(const Step& step) const {
+            return compute(step, [](const Place*, const Place*) {});
+        }
+
+        /// The same, and fetches as many values that steps further on will use. The number of a kernel may be
+        /// taken for a place, which does no harm.
+        bool computeAndFetch(const Step& step) const {
+            return compute(step, [this](const Place* begin, const Place* end) {
+                for (const Place* place = begin; place != end; ++place) {
+                    __builtin_prefetch(values + placeSize * place[lookAhead]);
+                }
+            });
+        }
+
+    private:
+        template <class Then>
+        bool compute(const Step& step, Then then) const {
             if (step.entry == noEntry) {
                 return false;
             }
             const Place* entry = entries + step.entry;
-            functions[*entry](entry + 1, values);
+            const Place* end = functions[*entry](entry + 1, values);
             step.dirty->store(0, std::memory_order_relaxed);
+            then(entry, end);
             return true;
         }
     };
