@@ -74,11 +74,17 @@ struct Side {
     }
 };
 
+enum class Nodes {
+    Plain,     ///< Double and vector arithmetic.
+    All,       ///< Some of all types, and host nodes.
+    Meddling,  ///< The same, and the host nodes do something to their network.
+};
+
 /// Two networks to which the same things are done, by the same numbers. One keeps what it keeps from
 /// evaluation to evaluation; the other one never can, since its wiring changes before each.
 class InStep {
 public:
-    InStep(std::uint32_t seed, bool withMeddlers) : numbers_(seed), withMeddlers_(withMeddlers) {
+    InStep(std::uint32_t seed, Nodes nodes) : numbers_(seed), nodes_(nodes) {
         initTessilGraph();
         static const bool known = (registerNodes<Meddler>(), true);
         static_cast<void>(known);
@@ -115,7 +121,7 @@ public:
 
     /// Lets a host's node do something the next times that it is computed.
     void meddle() {
-        if (!withMeddlers_) {
+        if (nodes_ != Nodes::Meddling) {
             return;
         }
         const std::uint32_t how = numbers_.below(8);
@@ -226,12 +232,21 @@ private:
         network.disconnectAttr("spare one", "out", "spare two", "in1");
     }
 
-    void addNode() {
-        const std::vector<tests::CatalogueRow>& rows = tests::catalogueRows();
+    std::string anyType() {
         static const std::array<const char*, 4> frequent{"AddDouble", "MultiplyDouble", "AddVector", "Meddler"};
+        const std::vector<tests::CatalogueRow>& rows = tests::catalogueRows();
+        if (names_.size() + 1 == size) {
+            return frequent[0];
+        }
+        if (nodes_ == Nodes::Plain) {
+            return frequent[numbers_.below(3)];
+        }
         const std::uint32_t which = numbers_.below(12);
-        const std::string type =
-            which < 8 ? frequent[which % 4] : rows[numbers_.below(static_cast<std::uint32_t>(rows.size()))].typeStr;
+        return which < 8 ? frequent[which % 4] : rows[numbers_.below(static_cast<std::uint32_t>(rows.size()))].typeStr;
+    }
+
+    void addNode() {
+        const std::string type = anyType();
         std::string name;
         both([&](Side& side, Numbers& numbers) {
             Node* node = side.network.createNode(type, "node");
@@ -521,17 +536,17 @@ private:
     }
 
     Numbers numbers_;
-    bool withMeddlers_;
+    Nodes nodes_;
     Side subject_;
     Side reference_;
     std::vector<std::string> names_;
     std::string target_;
 };
 
-void checkSeeds(std::uint32_t first, bool withMeddlers) {
+void checkSeeds(std::uint32_t first, Nodes nodes) {
     for (std::uint32_t seed = first; seed < first + 40; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        InStep networks(seed, withMeddlers);
+        InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 40; ++round) {
             SCOPED_TRACE("round " + std::to_string(round));
             // The wiring stays for a few rounds at a time, so that something is kept.
@@ -546,10 +561,10 @@ void checkSeeds(std::uint32_t first, bool withMeddlers) {
 }
 
 /// Some nodes at a time, for so long that all of it is planned.
-void checkParts(std::uint32_t first, bool withMeddlers) {
+void checkParts(std::uint32_t first, Nodes nodes) {
     for (std::uint32_t seed = first; seed < first + 15; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        InStep networks(seed, withMeddlers);
+        InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 160; ++round) {
             SCOPED_TRACE("round " + std::to_string(round));
             if (round % 80 == 79) {
@@ -564,19 +579,23 @@ void checkParts(std::uint32_t first, bool withMeddlers) {
 }
 
 TEST(PlansInStep, GiveWhatNetworksGiveThatKeepNothing) {
-    checkSeeds(1, false);
+    checkSeeds(1, Nodes::All);
 }
 
 TEST(PlansInStep, GiveTheSameWhenNodesMeddleWithTheirNetwork) {
-    checkSeeds(1001, true);
+    checkSeeds(1001, Nodes::Meddling);
 }
 
 TEST(PlansInStep, GiveTheSameOfPartsOfANetwork) {
-    checkParts(2001, false);
+    checkParts(2001, Nodes::All);
+}
+
+TEST(PlansInStep, GiveTheSameOfPartsOfPlainNodes) {
+    checkParts(4001, Nodes::Plain);
 }
 
 TEST(PlansInStep, GiveTheSameOfPartsWhoseNodesMeddleWithTheirNetwork) {
-    checkParts(3001, true);
+    checkParts(3001, Nodes::Meddling);
 }
 
 }  // namespace

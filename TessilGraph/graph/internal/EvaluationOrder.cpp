@@ -210,6 +210,21 @@ public:
         return walk_->plan.get();
     }
 
+    /// Whether the order, with its clean nodes left out, is that of a walk. Asked when there is a plan.
+    bool holdsForDirtyOnes() const {
+        const WalkPlan* walks = network_.walkPlan.get();
+        if (walk_->plan->areAllDirty()) {
+            return true;
+        }
+        if (!walk_->plan->hasKernelsOnly() || walks == nullptr || !walks->isCurrent()) {
+            return false;
+        }
+        if (walk_->places.empty()) {
+            walk_->places = walks->placesOf(walk_->order);
+        }
+        return walks->hideNothing(walk_->places);
+    }
+
     void keep(const Node& target, const std::vector<Node*>& order) {
         walk_ = std::make_unique<KeptWalk>();
         walk_->target = &target;
@@ -244,7 +259,7 @@ void computeFrom(std::size_t place, const std::vector<Node*>& order, const Compu
 bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) {
     KeptWalkLease kept(network);
     OrderPlan* plan = kept.fits(target) ? kept.plan() : nullptr;
-    if (plan == nullptr || !plan->knowsProfileTimes() || !plan->areAllDirty()) {
+    if (plan == nullptr || !plan->knowsProfileTimes() || !kept.holdsForDirtyOnes()) {
         return false;
     }
     computeFrom(plan->run(data), kept.order(), data);

@@ -119,6 +119,7 @@ void OrderPlan::compile() {
                     static_cast<Place>(static_cast<std::size_t>(node.addresses[port] - lowest) / placeSize));
             }
         }
+        hasKernelsOnly_ = hasKernelsOnly_ && step.entry != noEntry;
         steps_.push_back(step);
     }
     entries_.resize(entries_.size() + lookAhead);

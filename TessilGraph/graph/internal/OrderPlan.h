@@ -37,6 +37,9 @@ public:
 
     bool areAllDirty() const;
 
+    /// Whether every node has a kernel: nothing happens then while it runs but that values change.
+    bool hasKernelsOnly() const { return hasKernelsOnly_; }
+
     /// Whether the node at a place of the order is dirty. Valid as long as the plan.
     auto dirtiness() const {
         return [steps = steps_.data()](std::size_t place) {
@@ -133,6 +136,7 @@ private:
     std::vector<Place> entries_;
     std::vector<KernelFunction> kernels_;
     unsigned char* values_ = nullptr;  ///< No value stands before it.
+    bool hasKernelsOnly_ = true;
 };
 
 }  // namespace TessilGraph::internal

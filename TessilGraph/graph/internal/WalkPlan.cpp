@@ -109,6 +109,23 @@ void WalkPlan::compute(const Node& target, const ComputeData* data) {
     }
 }
 
+std::vector<std::uint32_t> WalkPlan::placesOf(const std::vector<Node*>& nodes) const {
+    std::vector<std::uint32_t> places;
+    places.reserve(nodes.size());
+    for (const Node* node : nodes) {
+        places.push_back(places_[Access::entry(*node)]);
+    }
+    return places;
+}
+
+bool WalkPlan::hideNothing(const std::vector<std::uint32_t>& places) const {
+    const auto isDirty = nodePlan_->dirtiness();
+    return std::all_of(places.begin(), places.end(), [&](std::uint32_t place) {
+        const std::uint32_t* sources = sources_.data();
+        return isDirty(place) || std::none_of(sources + starts_[place], sources + starts_[place + 1], isDirty);
+    });
+}
+
 /// Fills `order_` with the dirty nodes that lead to the target through dirty ones, depth first; with one that
 /// was waiting in two places twice, as `wholeOrder` has it. Returns how many there are.
 std::size_t WalkPlan::gather(std::uint32_t target) {

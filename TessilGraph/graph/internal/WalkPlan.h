@@ -32,6 +32,13 @@ public:
     /// Computes what `computeUpstream` does.
     void compute(const Node& target, const ComputeData* data);
 
+    /// Where nodes of the network stand in this plan, and in every one under the same wiring.
+    std::vector<std::uint32_t> placesOf(const std::vector<Node*>& nodes) const;
+
+    /// Whether none of the nodes at these places is clean and reads a dirty one. A walk finds dirty nodes in
+    /// the order then in which it finds them when all are dirty.
+    bool hideNothing(const std::vector<std::uint32_t>& places) const;
+
 private:
     /// A node on the way from the target up to the one where the walk is.
     struct Step {
