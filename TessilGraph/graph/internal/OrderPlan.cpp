@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
+#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
@@ -142,8 +143,9 @@ std::size_t OrderPlan::run(const ComputeData* data) {
     if (isClean_ && marks_ == marks) {
         return order_.size();
     }
+    const bool few = mayBeFew(marks);
     noteRun();
-    const std::size_t done = isLarge() ? runAll<true>(data) : runAll<false>(data);
+    const std::size_t done = few ? runFew(data) : isLarge() ? runFrom<true>(0, data) : runFrom<false>(0, data);
     if (done == order_.size()) {
         isClean_ = true;
         marks_ = marks;
@@ -151,20 +153,59 @@ std::size_t OrderPlan::run(const ComputeData* data) {
     return done;
 }
 
+/// Whether it left everything clean, and few nodes of the network became dirty since.
+bool OrderPlan::mayBeFew(std::uint64_t marks) const {
+    constexpr std::size_t part = 16;
+    return isClean_ && marks - marks_ < order_.size() / part && network_.prepared == nullptr;
+}
+
+/// Finds the dirty nodes by their bytes, which stand side by side.
+std::size_t OrderPlan::runFew(const ComputeData* data) {
+    findDirty();
+    const Kernels kernels = this->kernels();
+    for (const std::uint32_t place : dirty_) {
+        if (kernels.compute(steps_[place])) {
+            continue;
+        }
+        // It may mark others.
+        return computeByItself(place, data) ? runFrom<false>(place + 1, data) : place + 1;
+    }
+    return order_.size();
+}
+
+/// Fills `dirty_`, in the order.
+void OrderPlan::findDirty() {
+    constexpr std::uint32_t none = ~std::uint32_t{0};
+    const std::uint32_t end = network_.nodes->endPosition();
+    if (firstPlaces_.empty()) {
+        firstPlaces_.resize(end, none);
+        for (std::size_t place = order_.size(); place-- > 0;) {
+            firstPlaces_[Access::entry(*order_[place])] = static_cast<std::uint32_t>(place);
+        }
+    }
+    dirty_.clear();
+    network_.forEachDirty(end, [this](std::uint32_t position) {
+        if (firstPlaces_[position] != none) {
+            dirty_.push_back(firstPlaces_[position]);
+        }
+    });
+    std::sort(dirty_.begin(), dirty_.end());
+}
+
 template <bool fetches>
-std::size_t OrderPlan::runAll(const ComputeData* data) {
+std::size_t OrderPlan::runFrom(std::size_t place, const ComputeData* data) {
     const Kernels kernels = this->kernels();
     const Step* steps = steps_.data();
-    for (std::size_t i = 0; i < order_.size(); ++i) {
-        const Step step = steps[i];
+    for (; place < order_.size(); ++place) {
+        const Step step = steps[place];
         if (step.dirty->load(std::memory_order_relaxed) == 0) {
             continue;
         }
         if (fetches ? kernels.computeAndFetch(step) : kernels.compute(step)) {
             continue;
         }
-        if (!computeByItself(i, data)) {
-            return i + 1;
+        if (!computeByItself(place, data)) {
+            return place + 1;
         }
     }
     return order_.size();

@@ -81,7 +81,10 @@ private:
 
     void compile();
     template <bool fetches>
-    std::size_t runAll(const ComputeData* data);
+    std::size_t runFrom(std::size_t place, const ComputeData* data);
+    std::size_t runFew(const ComputeData* data);
+    bool mayBeFew(std::uint64_t marks) const;
+    void findDirty();
     /// Whether the values fill more than a near cache.
     bool isLarge() const { return order_.size() > 2000; }
 
@@ -137,6 +140,9 @@ private:
     std::vector<KernelFunction> kernels_;
     unsigned char* values_ = nullptr;  ///< No value stands before it.
     bool hasKernelsOnly_ = true;
+
+    std::vector<std::uint32_t> firstPlaces_;  ///< In the order, of the node at a position; empty until wanted.
+    std::vector<std::uint32_t> dirty_;        ///< Places of nodes that are dirty, for the time of a run.
 };
 
 }  // namespace TessilGraph::internal
