@@ -48,14 +48,18 @@ void logOneSidedLinks(const Node& node) {
 /// Says to the network that nodes may be at work.
 class EvaluationUnderWay {
 public:
-    explicit EvaluationUnderWay(internal::NetworkState& network) : network_(network) {
-        network_.evaluations.fetch_add(1, std::memory_order_relaxed);
-    }
-    ~EvaluationUnderWay() { network_.evaluations.fetch_sub(1, std::memory_order_relaxed); }
+    explicit EvaluationUnderWay(internal::NetworkState& network) : network_(network) { add(1); }
+    ~EvaluationUnderWay() { add(-1); }
     EvaluationUnderWay(const EvaluationUnderWay&) = delete;
     EvaluationUnderWay& operator=(const EvaluationUnderWay&) = delete;
 
 private:
+    /// One thread at a time evaluates a network, so that nobody else writes meanwhile.
+    void add(int evaluations) {
+        const std::uint32_t now = network_.evaluations.load(std::memory_order_relaxed);
+        network_.evaluations.store(now + static_cast<std::uint32_t>(evaluations), std::memory_order_relaxed);
+    }
+
     internal::NetworkState& network_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/MarkPlan.h>
+#include <TessilGraph/graph/internal/WalkPlan.h>
 #include <TessilGraph/graph/internal/WalkScratch.h>
 
 namespace TessilGraph::internal {

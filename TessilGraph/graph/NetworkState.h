@@ -1,8 +1,11 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/Repetition.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -15,6 +18,7 @@ namespace internal {
 
 class MarkPlan;
 class PreparedNodes;
+class WalkPlan;
 struct KeptWalk;
 struct LevelWalks;
 struct WalkScratch;
@@ -31,7 +35,7 @@ struct NetworkState {
     /// do ports that may have outlived their owner.
     std::atomic<std::uint64_t> wiring{0};
 
-    /// Raised whenever a node becomes dirty.
+    /// Raised whenever a node becomes dirty, by one for each node.
     std::atomic<std::uint64_t> marks{0};
 
     /// Raised whenever nodes or ports keep their dirty bytes or values elsewhere, wiring apart.
@@ -55,11 +59,12 @@ struct NetworkState {
     /// How many evaluations are under way, one from within another.
     std::atomic<std::uint32_t> evaluations{0};
 
-    std::atomic<std::size_t> marked{0};  ///< Nodes marked one by one since that was looked at last; see MarkPlan.
-    std::uint64_t markedWiring = 0;      ///< The wiring at that time.
-    std::uint64_t markedStorage = 0;     ///< The same of `storage`.
-    bool triedMarkPlan = false;          ///< Since both of them are as they are.
+    Repetition marked;  ///< Nodes that were marked one by one.
     std::unique_ptr<MarkPlan> markPlan;
+
+    std::uint64_t walkedMarks = 0;       ///< Of `marks`, after the last serial walk.
+    Repetition walked;                   ///< Nodes that serial walks computed without this plan.
+    std::unique_ptr<WalkPlan> walkPlan;  ///< Empty while a walk is at it.
 
     /// The compiled form of the network's nodes, while somebody has one.
     PreparedNodes* prepared = nullptr;
@@ -72,22 +77,47 @@ struct NetworkState {
         return running.load(std::memory_order_relaxed) || evaluations.load(std::memory_order_relaxed) != 0;
     }
 
-    /// The dirty byte of the node at a position of the node set; close to those of its neighbours.
-    std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) {
-        return dirtyBytes_[position / bytesTogether][position % bytesTogether];
+    /// Where the dirty byte of the node at a position of the node set is, as long as no node comes; close
+    /// to those of its neighbours.
+    auto dirtyBytes() const {
+        return [parts = dirtyBytes_.data()](std::uint32_t position) -> std::atomic<std::uint8_t>& {
+            return parts[position / bytesTogether][position % bytesTogether];
+        };
     }
+    std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) { return dirtyBytes()(position); }
+    /// Calls `visit(position)` with the positions below `end` whose bytes are not 0. Looks at many at once.
+    template <class Visit>
+    void forEachDirty(std::uint32_t end, Visit visit) const {
+        constexpr std::uint32_t together = 64;
+        for (std::uint32_t first = 0; first < end; first += together) {
+            const std::atomic<std::uint8_t>* bytes = &dirtyBytes()(first);
+            std::uint64_t words[together / sizeof(std::uint64_t)];
+            std::memcpy(words, static_cast<const void*>(bytes), sizeof words);
+            std::uint64_t all = 0;
+            for (const std::uint64_t word : words) {
+                all |= word;
+            }
+            for (std::uint32_t i = 0; all != 0 && i < together; ++i) {
+                if (bytes[i].load(std::memory_order_relaxed) != 0) {
+                    visit(first + i);
+                }
+            }
+        }
+    }
+
     /// Makes room for the byte of that position.
     void reserveDirtyByte(std::uint32_t position);
 
     void noteWiring() { raise(wiring); }
     void noteMark() { raise(marks); }
+    void noteMarks(std::size_t count) { raise(marks, count); }
     void noteProfileTime() { raise(profileTimes); }
 
 private:
     /// Nodes that are computed side by side may raise a counter at the same time. It counts as raised
-    /// then, by how much is of no matter.
-    static void raise(std::atomic<std::uint64_t>& counter) {
-        counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    /// then, if by less than it should be.
+    static void raise(std::atomic<std::uint64_t>& counter, std::size_t by = 1) {
+        counter.store(counter.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
     }
 
     static constexpr std::uint32_t bytesTogether = 4096;

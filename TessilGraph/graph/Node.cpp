@@ -186,7 +186,7 @@ void Node::markDownstream() {
     markDirty(*this);
     noteOrigin();
     if (home_ != nullptr && home_->markPlan != nullptr && home_->markPlan->isCurrent()) {
-        home_->markPlan->markFrom(entry_);
+        home_->noteMarks(home_->markPlan->markFrom(entry_));
         return;
     }
     internal::SmallStack<Node*, 64> marked;

@@ -57,7 +57,7 @@ namespace {
 using tests::Numbers;
 using tests::takeLog;
 
-constexpr std::size_t size = 90;
+constexpr std::size_t size = 150;
 
 /// A network and what a test holds of it.
 struct Side {
@@ -74,16 +74,23 @@ struct Side {
     }
 };
 
+enum class Nodes {
+    Plain,     ///< Double and vector arithmetic.
+    All,       ///< Some of all types, and host nodes.
+    Meddling,  ///< The same, and the host nodes do something to their network.
+};
+
 /// Two networks to which the same things are done, by the same numbers. One keeps what it keeps from
 /// evaluation to evaluation; the other one never can, since its wiring changes before each.
 class InStep {
 public:
-    InStep(std::uint32_t seed, bool withMeddlers) : numbers_(seed), withMeddlers_(withMeddlers) {
+    InStep(std::uint32_t seed, Nodes nodes) : numbers_(seed), nodes_(nodes) {
         initTessilGraph();
         static const bool known = (registerNodes<Meddler>(), true);
         static_cast<void>(known);
         for (std::size_t count = 0; count < size; ++count) {
             addNode();
+            linkToOneBefore();
         }
         for (std::size_t count = 0; count < 3 * size; ++count) {
             connect();
@@ -112,10 +119,67 @@ public:
         }
     }
 
-    /// The whole network, or what became dirty, by a walk or a stored order.
-    void evaluate() {
+    /// Lets a host's node do something the next times that it is computed.
+    void meddle() {
+        if (nodes_ != Nodes::Meddling) {
+            return;
+        }
+        const std::uint32_t how = numbers_.below(8);
+        const std::string other = anyName();
+        withNode([how, other](Side& side, Node& node, Numbers&) {
+            auto* meddler = dynamic_cast<Meddler*>(&node);
+            if (meddler == nullptr) {
+                return;
+            }
+            const auto toOther = [&side, other](const std::function<void(Node&)>& apply) {
+                return [&side, other, apply] {
+                    if (Node* found = side.network.getNode(other)) {
+                        apply(*found);
+                    }
+                };
+            };
+            switch (how) {
+                case 0:
+                    meddler->onCompute = [] { throw std::runtime_error("not now"); };
+                    break;
+                case 1:
+                    meddler->onCompute = toOther([](Node& found) { found.setProfileTime(3); });
+                    break;
+                case 2:
+                    meddler->onCompute = toOther([](Node& found) { found.setDirty(true); });
+                    break;
+                case 3:
+                    meddler->onCompute = toOther([](Node& found) { found.setDirty(false); });
+                    break;
+                case 4:
+                    meddler->onCompute = toOther([](Node& found) {
+                        for (Port* input : inputsOf(found)) {
+                            if (auto* typed = dynamic_cast<PortTemplate<double>*>(input)) {
+                                typed->set(typed->get() + 1.0);
+                            }
+                        }
+                    });
+                    break;
+                case 5:
+                    meddler->onCompute = toOther([&side](Node& found) {
+                        for (Port* port : outputsOf(found)) {
+                            if (auto* typed = dynamic_cast<PortTemplate<double>*>(port)) {
+                                typed->setLink(&side.outside[1]);
+                            }
+                        }
+                    });
+                    break;
+                default:
+                    meddler->onCompute = nullptr;
+            }
+        });
+    }
+
+    /// Everything, or what became dirty, by a walk or a stored order.
+    void evaluate() { evaluate(numbers_.below(3) != 0); }
+
+    void evaluate(bool everything) {
         const bool useCache = numbers_.below(2) == 0;
-        const bool everything = numbers_.below(3) != 0;
         const std::string name = numbers_.below(4) == 0 ? names_[size / 2] : target_;
         disturb(reference_.network);
         std::array<std::vector<std::string>, 2> done;
@@ -136,7 +200,12 @@ public:
         takeLog();
         ASSERT_EQ(done[0], done[1]);
         ASSERT_EQ(threw[0], threw[1]);
-        ASSERT_EQ(stateOf(subject_.network), stateOf(reference_.network));
+        const std::vector<std::string> state = stateOf(subject_.network);
+        const std::vector<std::string> expected = stateOf(reference_.network);
+        ASSERT_EQ(state.size(), expected.size());
+        for (std::size_t node = 0; node < state.size(); ++node) {
+            ASSERT_EQ(state[node], expected[node]);
+        }
     }
 
 private:
@@ -163,12 +232,21 @@ private:
         network.disconnectAttr("spare one", "out", "spare two", "in1");
     }
 
-    void addNode() {
-        const std::vector<tests::CatalogueRow>& rows = tests::catalogueRows();
+    std::string anyType() {
         static const std::array<const char*, 4> frequent{"AddDouble", "MultiplyDouble", "AddVector", "Meddler"};
+        const std::vector<tests::CatalogueRow>& rows = tests::catalogueRows();
+        if (names_.size() + 1 == size) {
+            return frequent[0];
+        }
+        if (nodes_ == Nodes::Plain) {
+            return frequent[numbers_.below(3)];
+        }
         const std::uint32_t which = numbers_.below(12);
-        const std::string type =
-            which < 8 ? frequent[which % 4] : rows[numbers_.below(static_cast<std::uint32_t>(rows.size()))].typeStr;
+        return which < 8 ? frequent[which % 4] : rows[numbers_.below(static_cast<std::uint32_t>(rows.size()))].typeStr;
+    }
+
+    void addNode() {
+        const std::string type = anyType();
         std::string name;
         both([&](Side& side, Numbers& numbers) {
             Node* node = side.network.createNode(type, "node");
@@ -203,13 +281,26 @@ private:
         return ports.empty() ? nullptr : ports[numbers.below(static_cast<std::uint32_t>(ports.size()))];
     }
 
+    /// Most nodes hang on to another, so that much leads to the last one.
+    void linkToOneBefore() {
+        const std::size_t last = names_.size() - 1;
+        for (std::size_t back = 1; back <= std::min<std::size_t>(last, 20); ++back) {
+            if (connect(last - back, last)) {
+                return;
+            }
+        }
+    }
+
     /// From the earlier of two nodes to the later one.
     void connect() {
         auto first = numbers_.below(static_cast<std::uint32_t>(names_.size()));
         auto second = numbers_.below(static_cast<std::uint32_t>(names_.size()));
-        if (first > second) {
-            std::swap(first, second);
-        }
+        connect(std::min(first, second), std::max(first, second));
+    }
+
+    /// False when no port fits.
+    bool connect(std::size_t first, std::size_t second) {
+        bool linked = false;
         both([&](Side& side, Numbers& numbers) {
             Node* source = side.network.getNode(names_[first]);
             Node* target = side.network.getNode(names_[second]);
@@ -226,9 +317,10 @@ private:
             }
             if (!fitting.empty()) {
                 const auto [output, input] = fitting[numbers.below(static_cast<std::uint32_t>(fitting.size()))];
-                output->connectTo(input);
+                linked = output->connectTo(input);
             }
         });
+        return linked;
     }
 
     void disconnect() {
@@ -250,6 +342,14 @@ private:
         });
     }
 
+    static void computeAt(Side& side, const std::string& name) {
+        try {
+            side.network.computeNode(name);
+        } catch (const std::runtime_error&) {
+            record().push_back("thrown");
+        }
+    }
+
     void mark() {
         const std::uint32_t how = numbers_.below(4);
         withNode([how](Side& side, Node& node, Numbers&) {
@@ -257,7 +357,7 @@ private:
                 case 0:
                     return node.setDirtyFlag();
                 case 1:
-                    return side.network.computeNode(node.name());
+                    return computeAt(side, node.name());
                 case 2:
                     return node.setDirty(false);
                 default:
@@ -383,62 +483,6 @@ private:
         });
     }
 
-    /// Lets a host's node do something the next times that it is computed.
-    void meddle() {
-        if (!withMeddlers_) {
-            return;
-        }
-        const std::uint32_t how = numbers_.below(8);
-        const std::string other = anyName();
-        withNode([how, other](Side& side, Node& node, Numbers&) {
-            auto* meddler = dynamic_cast<Meddler*>(&node);
-            if (meddler == nullptr) {
-                return;
-            }
-            const auto toOther = [&side, other](const std::function<void(Node&)>& apply) {
-                return [&side, other, apply] {
-                    if (Node* found = side.network.getNode(other)) {
-                        apply(*found);
-                    }
-                };
-            };
-            switch (how) {
-                case 0:
-                    meddler->onCompute = [] { throw std::runtime_error("not now"); };
-                    break;
-                case 1:
-                    meddler->onCompute = toOther([](Node& found) { found.setProfileTime(3); });
-                    break;
-                case 2:
-                    meddler->onCompute = toOther([](Node& found) { found.setDirty(true); });
-                    break;
-                case 3:
-                    meddler->onCompute = toOther([](Node& found) { found.setDirty(false); });
-                    break;
-                case 4:
-                    meddler->onCompute = toOther([](Node& found) {
-                        for (Port* input : inputsOf(found)) {
-                            if (auto* typed = dynamic_cast<PortTemplate<double>*>(input)) {
-                                typed->set(typed->get() + 1.0);
-                            }
-                        }
-                    });
-                    break;
-                case 5:
-                    meddler->onCompute = toOther([&side](Node& found) {
-                        for (Port* port : outputsOf(found)) {
-                            if (auto* typed = dynamic_cast<PortTemplate<double>*>(port)) {
-                                typed->setLink(&side.outside[1]);
-                            }
-                        }
-                    });
-                    break;
-                default:
-                    meddler->onCompute = nullptr;
-            }
-        });
-    }
-
     void changeOnce() {
         switch (numbers_.below(20)) {
             case 0:
@@ -492,17 +536,17 @@ private:
     }
 
     Numbers numbers_;
-    bool withMeddlers_;
+    Nodes nodes_;
     Side subject_;
     Side reference_;
     std::vector<std::string> names_;
     std::string target_;
 };
 
-void checkSeeds(std::uint32_t first, bool withMeddlers) {
+void checkSeeds(std::uint32_t first, Nodes nodes) {
     for (std::uint32_t seed = first; seed < first + 40; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        InStep networks(seed, withMeddlers);
+        InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 40; ++round) {
             SCOPED_TRACE("round " + std::to_string(round));
             // The wiring stays for a few rounds at a time, so that something is kept.
@@ -516,12 +560,42 @@ void checkSeeds(std::uint32_t first, bool withMeddlers) {
     }
 }
 
+/// Some nodes at a time, for so long that all of it is planned.
+void checkParts(std::uint32_t first, Nodes nodes) {
+    for (std::uint32_t seed = first; seed < first + 15; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        InStep networks(seed, nodes);
+        for (std::uint32_t round = 0; round < 160; ++round) {
+            SCOPED_TRACE("round " + std::to_string(round));
+            if (round % 80 == 79) {
+                networks.change(2);
+            } else {
+                networks.changeValues(1 + round % 9);
+                networks.meddle();
+            }
+            ASSERT_NO_FATAL_FAILURE(networks.evaluate(round % 80 < 16));
+        }
+    }
+}
+
 TEST(PlansInStep, GiveWhatNetworksGiveThatKeepNothing) {
-    checkSeeds(1, false);
+    checkSeeds(1, Nodes::All);
 }
 
 TEST(PlansInStep, GiveTheSameWhenNodesMeddleWithTheirNetwork) {
-    checkSeeds(1001, true);
+    checkSeeds(1001, Nodes::Meddling);
+}
+
+TEST(PlansInStep, GiveTheSameOfPartsOfANetwork) {
+    checkParts(2001, Nodes::All);
+}
+
+TEST(PlansInStep, GiveTheSameOfPartsOfPlainNodes) {
+    checkParts(4001, Nodes::Plain);
+}
+
+TEST(PlansInStep, GiveTheSameOfPartsWhoseNodesMeddleWithTheirNetwork) {
+    checkParts(3001, Nodes::Meddling);
 }
 
 }  // namespace

@@ -354,5 +354,26 @@ TEST_F(PlanOfBuiltInNodes, StandsWhenManyOtherNodesLeaveTheNetwork) {
     }
 }
 
+TEST(StoredOrder, ComputesFewDirtyNodesInItsOrderAndNotInThatInWhichTheyCame) {
+    constexpr std::size_t length = 80;
+    NetworkManager network;
+    const auto nameOf = [](std::size_t place) { return "n" + std::to_string(place); };
+    std::vector<AddDouble*> nodes(length);
+    for (std::size_t place = length; place-- > 0;) {
+        nodes[place] = new AddDouble;
+        network.addNode(nodes[place], nameOf(place));
+    }
+    for (std::size_t place = 1; place < length; ++place) {
+        EXPECT_TRUE(nodes[place - 1]->outputPort()->connectTo(nodes[place]->input1Port()));
+    }
+    const std::string last = nameOf(length - 1);
+    network.cacheNodeNetwork(last);
+    for (int time = 1; time < 6; ++time) {
+        nodes[length - 3]->input2Port()->set(time);
+        network.computeNode(last, nullptr, false, useCache);
+        EXPECT_EQ(nodes.back()->outputPort()->get(), time);
+    }
+}
+
 }  // namespace
 }  // namespace TessilGraph

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/WalkPlan.h>
 #include <TessilGraph/graph/internal/WalkScratch.h>
 
 #include <TessilUtils/Logger.h>
@@ -209,6 +210,21 @@ public:
         return walk_->plan.get();
     }
 
+    /// Whether the order, with its clean nodes left out, is that of a walk. Asked when there is a plan.
+    bool holdsForDirtyOnes() const {
+        const WalkPlan* walks = network_.walkPlan.get();
+        if (walk_->plan->areAllDirty()) {
+            return true;
+        }
+        if (!walk_->plan->hasKernelsOnly() || walks == nullptr || !walks->isCurrent()) {
+            return false;
+        }
+        if (walk_->places.empty()) {
+            walk_->places = walks->placesOf(walk_->order);
+        }
+        return walks->hideNothing(walk_->places);
+    }
+
     void keep(const Node& target, const std::vector<Node*>& order) {
         walk_ = std::make_unique<KeptWalk>();
         walk_->target = &target;
@@ -239,18 +255,25 @@ void computeFrom(std::size_t place, const std::vector<Node*>& order, const Compu
     }
 }
 
-}  // namespace
+/// By the kept walk; false when it doesn't fit.
+bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) {
+    KeptWalkLease kept(network);
+    OrderPlan* plan = kept.fits(target) ? kept.plan() : nullptr;
+    if (plan == nullptr || !plan->knowsProfileTimes() || !kept.holdsForDirtyOnes()) {
+        return false;
+    }
+    computeFrom(plan->run(data), kept.order(), data);
+    network.walked.note(network, kept.order().size());
+    return true;
+}
 
-void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
+/// Looks at the nodes themselves, and keeps the order if everything upstream is dirty.
+void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
     constexpr std::size_t worthIt = 64;
     NetworkState& network = *home.state();
     KeptWalkLease kept(network);
     const std::uint64_t profileTimes = network.profileTimes.load(std::memory_order_relaxed);
     OrderPlan* plan = !isCyclic && kept.fits(target) ? kept.plan() : nullptr;
-    if (plan != nullptr && plan->knowsProfileTimes() && plan->areAllDirty()) {
-        computeFrom(plan->run(data), kept.order(), data);
-        return;
-    }
     const ScratchLease scratch(network);
     const std::vector<Node*>& order = (*scratch).order;
     const Gathered gathered = gatherUpstream(target, Gather::Dirty, home, *scratch);
@@ -261,10 +284,27 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     if (isWhole && order.size() >= worthIt && !kept.fits(target)) {
         kept.keep(target, order);
     }
+    const std::size_t count = order.size();
     computeFrom(0, order, data);
     if (isWhole && plan != nullptr) {
         plan->setKnownProfileTimes(profileTimes);
     }
+    noteWalked(network, count);
+}
+
+}  // namespace
+
+void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
+    NetworkState& network = *home.state();
+    const bool mayHavePlan = !isCyclic && Access::home(target) == &network;
+    const std::uint64_t newMarks = network.marks.load(std::memory_order_relaxed) - network.walkedMarks;
+    const bool few = newMarks < home.size() / 8;
+    if (!(mayHavePlan && few && computeByPlan(target, network, data)) &&
+        !(!isCyclic && computeAgain(target, network, data)) &&
+        !(mayHavePlan && !few && computeByPlan(target, network, data))) {
+        computeFresh(target, home, data, isCyclic);
+    }
+    network.walkedMarks = network.marks.load(std::memory_order_relaxed);
 }
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {

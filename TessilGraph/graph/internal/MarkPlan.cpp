@@ -1,6 +1,5 @@
 #include <TessilGraph/graph/internal/MarkPlan.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
@@ -49,43 +48,38 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
     return plan;
 }
 
-bool MarkPlan::isCurrent() const {
-    return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
-}
-
-void MarkPlan::markFrom(std::uint32_t position) const {
-    SmallStack<std::uint32_t, 128> marked;
-    marked.push(position);
-    while (!marked.empty()) {
-        const std::uint32_t source = marked.pop();
-        for (std::uint32_t i = starts_[source]; i < starts_[source + 1]; ++i) {
-            std::atomic<std::uint8_t>& dirty = network_.dirtyByte(consumers_[i]);
-            if (dirty.load(std::memory_order_relaxed) == 0) {
-                dirty.store(1, std::memory_order_relaxed);
-                marked.push(consumers_[i]);
+std::size_t MarkPlan::markFrom(std::uint32_t position) const {
+    constexpr std::uint32_t none = ~std::uint32_t{0};
+    const auto dirtyByte = network_.dirtyBytes();
+    const std::uint32_t* starts = starts_.data();
+    const std::uint32_t* consumers = consumers_.data();
+    std::size_t count = 0;
+    SmallStack<std::uint32_t, 128> waiting;
+    for (std::uint32_t source = position; source != none;) {
+        // One of those that become dirty comes next, the others wait.
+        std::uint32_t next = none;
+        const std::uint32_t end = starts[source + 1];
+        for (std::uint32_t i = starts[source]; i != end; ++i) {
+            const std::uint32_t consumer = consumers[i];
+            std::atomic<std::uint8_t>& dirty = dirtyByte(consumer);
+            if (dirty.load(std::memory_order_relaxed) != 0) {
+                continue;
             }
+            dirty.store(1, std::memory_order_relaxed);
+            ++count;
+            if (next != none) {
+                waiting.push(next);
+            }
+            next = consumer;
         }
+        source = next != none || waiting.empty() ? next : waiting.pop();
     }
+    return count;
 }
 
 void noteMarked(NetworkState& network, std::size_t count) {
-    constexpr std::size_t smallNetwork = 64;
-    const std::size_t marked = network.marked.load(std::memory_order_relaxed) + count;
-    network.marked.store(marked, std::memory_order_relaxed);
-    const std::size_t size = network.nodes->size();
-    if (marked <= 2 * size || size < smallNetwork || network.evaluations.load(std::memory_order_relaxed) != 0) {
-        return;
-    }
-    network.marked.store(0, std::memory_order_relaxed);
-    const std::uint64_t wiring = network.wiring.load(std::memory_order_relaxed);
-    const bool isSettled = network.markedWiring == wiring && network.markedStorage == network.storage;
-    if (!isSettled) {
-        network.markedWiring = wiring;
-        network.markedStorage = network.storage;
-        network.markPlan.reset();
-        network.triedMarkPlan = false;
-    } else if (!network.triedMarkPlan) {
-        network.triedMarkPlan = true;
+    network.marked.note(network, count);
+    if (network.evaluations.load(std::memory_order_relaxed) == 0 && network.marked.isDue(network)) {
         network.markPlan = MarkPlan::make(network);
     }
 }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <TessilGraph/graph/NetworkState.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 namespace TessilGraph::internal {
-
-struct NetworkState;
 
 /// Which nodes of a network each node feeds, by their positions in the node set, so that marking what is
 /// downstream of a node touches neither nodes nor ports. It holds as long as the network's wiring and
@@ -18,10 +18,13 @@ public:
     /// being told, in lists that a host may edit and at ports that may have outlived their owner.
     static std::unique_ptr<MarkPlan> make(NetworkState& network);
 
-    bool isCurrent() const;
+    bool isCurrent() const {
+        return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
+    }
 
-    /// Marks everything dirty that is downstream of a position, which is marked already.
-    void markFrom(std::uint32_t position) const;
+    /// Marks everything dirty that is downstream of a position, which is marked already. Returns how many
+    /// nodes became dirty.
+    std::size_t markFrom(std::uint32_t position) const;
 
 private:
     explicit MarkPlan(NetworkState& network);

@@ -24,7 +24,7 @@ bool OpenLists::note(const Node& node) {
     return true;
 }
 
-bool OpenLists::stand() const {
+bool OpenLists::areUnchanged() const {
     return std::all_of(seen_.begin(), seen_.end(), [](const Seen& seen) {
         const PortRange now = seen.list->range();
         return std::equal(now.begin(), now.end(), seen.ports.begin(), seen.ports.end());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace TessilGraph {
@@ -19,7 +20,9 @@ public:
     bool note(const Node& node);
 
     /// Whether all lists are what they were.
-    bool stand() const;
+    bool stand() const { return seen_.empty() || areUnchanged(); }
+
+    std::size_t size() const { return seen_.size(); }
 
 private:
     struct Seen {
@@ -27,6 +30,7 @@ private:
         std::vector<Port*> ports;
     };
 
+    bool areUnchanged() const;
     void noteList(const PortList& list);
 
     std::vector<Seen> seen_;

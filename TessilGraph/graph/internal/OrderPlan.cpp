@@ -1,6 +1,6 @@
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
-#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
@@ -120,16 +120,10 @@ void OrderPlan::compile() {
                     static_cast<Place>(static_cast<std::size_t>(node.addresses[port] - lowest) / placeSize));
             }
         }
+        hasKernelsOnly_ = hasKernelsOnly_ && step.entry != noEntry;
         steps_.push_back(step);
     }
-}
-
-bool OrderPlan::isCurrent() const {
-    return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
-}
-
-bool OrderPlan::knowsProfileTimes() const {
-    return profileTimes_ == network_.profileTimes.load(std::memory_order_relaxed);
+    entries_.resize(entries_.size() + lookAhead);
 }
 
 bool OrderPlan::areAllDirty() const {
@@ -149,22 +143,95 @@ std::size_t OrderPlan::run(const ComputeData* data) {
     if (isClean_ && marks_ == marks) {
         return order_.size();
     }
+    const bool few = mayBeFew(marks);
     noteRun();
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-        const Step step = steps_[i];
-        if (step.dirty->load(std::memory_order_relaxed) == 0 || computeByKernel(step)) {
+    const std::size_t done = few ? runFew(data) : isLarge() ? runFrom<true>(0, data) : runFrom<false>(0, data);
+    if (done == order_.size()) {
+        isClean_ = true;
+        marks_ = marks;
+    }
+    return done;
+}
+
+/// Whether it left everything clean, and few nodes of the network became dirty since.
+bool OrderPlan::mayBeFew(std::uint64_t marks) const {
+    constexpr std::size_t part = 16;
+    return isClean_ && marks - marks_ < order_.size() / part && network_.prepared == nullptr;
+}
+
+/// Finds the dirty nodes by their bytes, which stand side by side.
+std::size_t OrderPlan::runFew(const ComputeData* data) {
+    findDirty();
+    const Kernels kernels = this->kernels();
+    for (const std::uint32_t place : dirty_) {
+        if (kernels.compute(steps_[place])) {
             continue;
         }
-        Node& node = *order_[i];
-        node.compute(data);
-        Access::setClean(node);
-        if (!isCurrent() || !knowsProfileTimes()) {
+        // It may mark others.
+        return computeByItself(place, data) ? runFrom<false>(place + 1, data) : place + 1;
+    }
+    return order_.size();
+}
+
+/// Fills `dirty_`, in the order.
+void OrderPlan::findDirty() {
+    constexpr std::uint32_t none = ~std::uint32_t{0};
+    const std::uint32_t end = network_.nodes->endPosition();
+    if (firstPlaces_.empty()) {
+        firstPlaces_.resize(end, none);
+        for (std::size_t place = order_.size(); place-- > 0;) {
+            firstPlaces_[Access::entry(*order_[place])] = static_cast<std::uint32_t>(place);
+        }
+    }
+    dirty_.clear();
+    network_.forEachDirty(end, [this](std::uint32_t position) {
+        if (firstPlaces_[position] != none) {
+            dirty_.push_back(firstPlaces_[position]);
+        }
+    });
+    std::sort(dirty_.begin(), dirty_.end());
+}
+
+template <bool fetches>
+std::size_t OrderPlan::runFrom(std::size_t place, const ComputeData* data) {
+    const Kernels kernels = this->kernels();
+    const Step* steps = steps_.data();
+    for (; place < order_.size(); ++place) {
+        const Step step = steps[place];
+        if (step.dirty->load(std::memory_order_relaxed) == 0) {
+            continue;
+        }
+        if (fetches ? kernels.computeAndFetch(step) : kernels.compute(step)) {
+            continue;
+        }
+        if (!computeByItself(place, data)) {
+            return place + 1;
+        }
+    }
+    return order_.size();
+}
+
+std::size_t OrderPlan::run(const std::uint32_t* places, std::size_t count, const ComputeData* data) {
+    noteRun();
+    const Kernels kernels = this->kernels();
+    const Step* steps = steps_.data();
+    for (std::size_t i = 0; i < count; ++i) {
+        const Step step = steps[places[i]];
+        if (step.dirty->load(std::memory_order_relaxed) == 0 || kernels.compute(step)) {
+            continue;
+        }
+        if (!computeByItself(places[i], data)) {
             return i + 1;
         }
     }
-    isClean_ = true;
-    marks_ = marks;
-    return order_.size();
+    return count;
+}
+
+bool OrderPlan::computeByItself(std::size_t place, const ComputeData* data) {
+    Node& node = *order_[place];
+    node.compute(data);
+    Access::setClean(node);
+    return isCurrent() && knowsProfileTimes();
 }
 
 }  // namespace TessilGraph::internal

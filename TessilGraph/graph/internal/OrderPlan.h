@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Kernel.h>
 
 #include <atomic>
@@ -15,8 +16,6 @@ class Node;
 
 namespace TessilGraph::internal {
 
-struct NetworkState;
-
 /// An evaluation order in a form that reads memory front to back: for each node where its dirty byte is,
 /// and, for built-in nodes, a kernel and where the values are. It computes the same nodes in the same
 /// order as the order itself, without touching those that have a kernel. Nothing is moved: values stay
@@ -28,23 +27,40 @@ public:
     /// Null when there can be no plan: the order holds nodes that no network tells about.
     static std::unique_ptr<OrderPlan> make(const std::vector<Node*>& order, const NetworkState& network);
 
-    bool isCurrent() const;
+    bool isCurrent() const {
+        return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
+    }
 
     /// Whether the profile times of its nodes are 0, where a run leaves them. If not, it must not be run.
-    bool knowsProfileTimes() const;
+    bool knowsProfileTimes() const { return profileTimes_ == network_.profileTimes.load(std::memory_order_relaxed); }
     void setKnownProfileTimes(std::uint64_t profileTimes) { profileTimes_ = profileTimes; }
 
     bool areAllDirty() const;
+
+    /// Whether every node has a kernel: nothing happens then while it runs but that values change.
+    bool hasKernelsOnly() const { return hasKernelsOnly_; }
+
+    /// Whether the node at a place of the order is dirty. Valid as long as the plan.
+    auto dirtiness() const {
+        return [steps = steps_.data()](std::size_t place) {
+            return steps[place].dirty->load(std::memory_order_relaxed) != 0;
+        };
+    }
 
     /// Computes the dirty nodes and marks them clean. Returns how many nodes of the order were looked
     /// at: fewer than all when a node changed the wiring or set profile times.
     std::size_t run(const ComputeData* data);
 
+    /// The same with the nodes at some places of the order. Returns how many of the places were looked at.
+    std::size_t run(const std::uint32_t* places, std::size_t count, const ComputeData* data);
+
     /// Computes the nodes at [begin, end), dirty or not, by their kernels, and marks them clean. Returns
     /// the place of the first one that has no kernel, where it stops, or `end`. Different nodes may be
     /// computed side by side. `noteRun` comes before.
     std::size_t computeByKernels(std::size_t begin, std::size_t end) const {
-        while (begin != end && computeByKernel(steps_[begin])) {
+        const Kernels kernels = this->kernels();
+        const Step* steps = steps_.data();
+        while (begin != end && kernels.compute(steps[begin])) {
             ++begin;
         }
         return begin;
@@ -59,21 +75,57 @@ private:
         std::uint32_t entry;  ///< Where the kernel's number and the places of its values stand, or `noEntry`.
     };
     static constexpr std::uint32_t noEntry = ~std::uint32_t{0};
+    static constexpr std::size_t lookAhead = 64;  ///< How many places further on values are fetched.
 
     OrderPlan(const std::vector<Node*>& order, const NetworkState& network);
 
     void compile();
+    template <bool fetches>
+    std::size_t runFrom(std::size_t place, const ComputeData* data);
+    std::size_t runFew(const ComputeData* data);
+    bool mayBeFew(std::uint64_t marks) const;
+    void findDirty();
+    /// Whether the values fill more than a near cache.
+    bool isLarge() const { return order_.size() > 2000; }
 
-    /// False when the node has no kernel.
-    bool computeByKernel(const Step& step) const {
-        if (step.entry == noEntry) {
-            return false;
+    /// False when it changed the wiring or set profile times.
+    bool computeByItself(std::size_t place, const ComputeData* data);
+
+    /// What computes by kernels, at hand for loops.
+    struct Kernels {
+        const Place* entries;
+        const KernelFunction* functions;
+        unsigned char* values;
+
+        /// False when the node has no kernel.
+        bool compute(const Step& step) const {
+            return compute(step, [](const Place*, const Place*) {});
         }
-        const Place* entry = entries_.data() + step.entry;
-        kernels_[*entry](entry + 1, values_);
-        step.dirty->store(0, std::memory_order_relaxed);
-        return true;
-    }
+
+        /// The same, and fetches as many values that steps further on will use. The number of a kernel may be
+        /// taken for a place, which does no harm.
+        bool computeAndFetch(const Step& step) const {
+            return compute(step, [this](const Place* begin, const Place* end) {
+                for (const Place* place = begin; place != end; ++place) {
+                    __builtin_prefetch(values + placeSize * place[lookAhead]);
+                }
+            });
+        }
+
+    private:
+        template <class Then>
+        bool compute(const Step& step, Then then) const {
+            if (step.entry == noEntry) {
+                return false;
+            }
+            const Place* entry = entries + step.entry;
+            const Place* end = functions[*entry](entry + 1, values);
+            step.dirty->store(0, std::memory_order_relaxed);
+            then(entry, end);
+            return true;
+        }
+    };
+    Kernels kernels() const { return {entries_.data(), kernels_.data(), values_}; }
 
     const std::vector<Node*>& order_;
     const NetworkState& network_;
@@ -87,6 +139,10 @@ private:
     std::vector<Place> entries_;
     std::vector<KernelFunction> kernels_;
     unsigned char* values_ = nullptr;  ///< No value stands before it.
+    bool hasKernelsOnly_ = true;
+
+    std::vector<std::uint32_t> firstPlaces_;  ///< In the order, of the node at a position; empty until wanted.
+    std::vector<std::uint32_t> dirty_;        ///< Places of nodes that are dirty, for the time of a run.
 };
 
 }  // namespace TessilGraph::internal

@@ -26,8 +26,9 @@ struct KeptWalk {
     OpenLists lists;         ///< Along the order.
     bool canChange = false;  ///< Unseen: the order is not to be used.
     std::vector<Node*> order;
-    std::unique_ptr<OrderPlan> plan;  ///< Made when the order is wanted a second time; null if it cannot be.
-    bool hasPlan = false;             ///< Somebody tried.
+    std::unique_ptr<OrderPlan> plan;    ///< Made when the order is wanted a second time; null if it cannot be.
+    bool hasPlan = false;               ///< Somebody tried.
+    std::vector<std::uint32_t> places;  ///< Of the order, in the network's walk plan; empty until wanted.
 };
 
 /// Takes a network's scratch for the time of a walk. A walk that starts while another one is at it, from
