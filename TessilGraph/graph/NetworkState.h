@@ -1,11 +1,11 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/ByteRow.h>
 #include <TessilGraph/graph/internal/Repetition.h>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -85,21 +85,16 @@ struct NetworkState {
         };
     }
     std::atomic<std::uint8_t>& dirtyByte(std::uint32_t position) { return dirtyBytes()(position); }
+
     /// Calls `visit(position)` with the positions below `end` whose bytes are not 0. Looks at many at once.
     template <class Visit>
     void forEachDirty(std::uint32_t end, Visit visit) const {
-        constexpr std::uint32_t together = 64;
-        for (std::uint32_t first = 0; first < end; first += together) {
-            const std::atomic<std::uint8_t>* bytes = &dirtyBytes()(first);
-            std::uint64_t words[together / sizeof(std::uint64_t)];
-            std::memcpy(words, static_cast<const void*>(bytes), sizeof words);
-            std::uint64_t all = 0;
-            for (const std::uint64_t word : words) {
-                all |= word;
-            }
-            for (std::uint32_t i = 0; all != 0 && i < together; ++i) {
-                if (bytes[i].load(std::memory_order_relaxed) != 0) {
-                    visit(first + i);
+        const auto byteAt = dirtyBytes();
+        for (std::uint32_t first = 0; first < end; first += bytesPerRow) {
+            for (std::uint64_t bits = nonZeroBytes(&byteAt(first)); bits != 0; bits &= bits - 1) {
+                const std::uint32_t position = first + static_cast<std::uint32_t>(__builtin_ctzll(bits));
+                if (position < end) {  // Nodes that went may have left theirs behind.
+                    visit(position);
                 }
             }
         }

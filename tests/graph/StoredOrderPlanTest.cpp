@@ -368,6 +368,13 @@ TEST(StoredOrder, ComputesFewDirtyNodesInItsOrderAndNotInThatInWhichTheyCame) {
     }
     const std::string last = nameOf(length - 1);
     network.cacheNodeNetwork(last);
+    // Others that came and went while they were dirty.
+    for (std::size_t place = length; place < length + 30; ++place) {
+        network.createNode("AddDouble", nameOf(place));
+    }
+    for (std::size_t place = length; place < length + 30; ++place) {
+        network.deleteNode(nameOf(place));
+    }
     for (int time = 1; time < 6; ++time) {
         nodes[length - 3]->input2Port()->set(time);
         network.computeNode(last, nullptr, false, useCache);

@@ -78,8 +78,11 @@ std::size_t MarkPlan::markFrom(std::uint32_t position) const {
 }
 
 void noteMarked(NetworkState& network, std::size_t count) {
+    if (network.isEvaluating()) {
+        return;  // Nodes may mark others on several threads.
+    }
     network.marked.note(network, count);
-    if (network.evaluations.load(std::memory_order_relaxed) == 0 && network.marked.isDue(network)) {
+    if (network.marked.isDue(network)) {
         network.markPlan = MarkPlan::make(network);
     }
 }
