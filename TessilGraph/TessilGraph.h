@@ -12,7 +12,6 @@
 #include <TessilGraph/exec/PreparedEvaluation.h>
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/NetworkManager.h>
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/NodeMemory.h>

@@ -7,8 +7,8 @@
 #include <TessilGraph/exec/internal/RunControl.h>
 #include <TessilGraph/exec/internal/Tasks.h>
 #include <TessilGraph/graph/NetworkManager.h>
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <algorithm>
 #include <chrono>

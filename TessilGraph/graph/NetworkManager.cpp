@@ -1,11 +1,11 @@
 #include <TessilGraph/graph/NetworkManager.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/NetworkCopy.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/Prefetch.h>
 
 #include <TessilUtils/Logger.h>

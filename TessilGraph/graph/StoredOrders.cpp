@@ -1,8 +1,8 @@
 #include <TessilGraph/graph/StoredOrders.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <TessilGraph/exec/internal/Slots.h>
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Kernel.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 

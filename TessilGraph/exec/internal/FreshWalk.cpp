@@ -1,9 +1,9 @@
 #include <TessilGraph/exec/internal/FreshWalk.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <algorithm>
 #include <cstddef>

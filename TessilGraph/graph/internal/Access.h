@@ -1,8 +1,8 @@
 #pragma once
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include <TessilGraph/graph/internal/LevelWalk.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/StageRun.h>
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/internal/Kernel.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <atomic>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include <TessilGraph/graph/internal/Repetition.h>
 
-#include <TessilGraph/graph/NetworkState.h>
 #include <TessilGraph/graph/NodeSet.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
 namespace TessilGraph::internal {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/OrderPlan.h>
 

@@ -1,4 +1,4 @@
-#include <TessilGraph/graph/NetworkState.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/MarkPlan.h>
