@@ -6,7 +6,11 @@
 #include <TessilGraph/nodes/MatrixShapes.h>
 #include <TessilGraph/nodes/NodeShape.h>
 
+#include <Imath/ImathVec.h>
+
 #include <cstddef>
+#include <cstdint>
+#include <new>
 #include <tuple>
 #include <type_traits>
 #include <typeinfo>
@@ -33,6 +37,13 @@ template <class Parameter>
 inline constexpr std::size_t bytesInPlaces =
     (sizeof(std::conditional_t<std::is_void_v<Parameter>, int, ValueOfParameter<Parameter>>) + placeSize - 1) /
     placeSize* placeSize;
+
+/// Whether two values share storage.
+template <class A, class B>
+bool overlap(const A& a, const B& b) {
+    const auto distance = reinterpret_cast<std::uintptr_t>(&b) - reinterpret_cast<std::uintptr_t>(&a);
+    return distance < sizeof(A) || -distance < sizeof(B);
+}
 
 /// A kernel around `evaluate`, a function with one body if it calculates with floating-point numbers: either
 /// Out(In...), or void(In..., Out&...) for several outputs.
@@ -69,7 +80,15 @@ private:
 
     template <std::size_t... Places>
     static const Place* run(const Place* places, unsigned char* values, std::index_sequence<Places...>) {
-        if constexpr (returns) {
+        if constexpr (returns && bytesInPlaces < Result >> sizeof(Imath::V3d)) {
+            // Made in its place, unless a host has bound an input to the storage of the output.
+            Result& out = at<Result>(values, places[sizeof...(Values)]);
+            if ((overlap(out, at<Values>(values, places[Places])) || ...)) {
+                out = evaluate(at<Values>(values, places[Places])...);
+            } else {
+                ::new (static_cast<void*>(&out)) Result(evaluate(at<Values>(values, places[Places])...));
+            }
+        } else if constexpr (returns) {
             at<Result>(values, places[sizeof...(Values)]) = evaluate(at<Values>(values, places[Places])...);
         } else {
             evaluate(at<Values>(values, places[Places])...);
