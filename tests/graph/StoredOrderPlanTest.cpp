@@ -391,21 +391,21 @@ TEST(StoredOrder, ComputesANodeThatReadsTheStorageOfItsOwnOutput) {
     const auto nameOf = [](std::size_t number) { return "n" + std::to_string(number); };
     for (NetworkManager* network : {&planned, &byHand}) {
         for (std::size_t number = 0; number < length; ++number) {
-            network->createNode("MultiplyMatrix", nameOf(number));
+            network->createNode("AddScalarMatrix", nameOf(number));
             if (number > 0) {
-                EXPECT_TRUE(network->connectAttr(nameOf(number - 1), "out", nameOf(number), "in1"));
+                EXPECT_TRUE(network->connectAttr(nameOf(number - 1), "out", nameOf(number), "matrix"));
             }
         }
         Node* fedBack = network->getNode(nameOf(place));
         auto* out = static_cast<MatrixPort*>(fedBack->getOutputPort("out"));
-        out->set(Imath::M44d(1, 2, 0, 0, 3, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
-        static_cast<MatrixPort*>(fedBack->getInputPort("in2"))->setLink(&out->getRef());
+        out->set(Imath::M44d(7.0));
+        static_cast<PortTemplate<double>*>(fedBack->getInputPort("double"))->setLink(&out->getRef()[0][0]);
     }
-    const Imath::M44d turned(0.6, 0.8, 0, 0, -0.8, 0.6, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+    const Imath::M44d matrix(0.6, 0.8, 0, 0, -0.8, 0.6, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
     planned.cacheNodeNetwork(nameOf(length - 1));
     for (int time = 0; time < 5; ++time) {
         for (NetworkManager* network : {&planned, &byHand}) {
-            static_cast<MatrixPort*>(network->getNode(nameOf(0))->getInputPort("in1"))->set(turned);
+            static_cast<MatrixPort*>(network->getNode(nameOf(0))->getInputPort("matrix"))->set(matrix);
         }
         planned.computeNode(nameOf(length - 1), nullptr, false, useCache);
         for (std::size_t number = 0; number < length; ++number) {
