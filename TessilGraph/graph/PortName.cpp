@@ -40,15 +40,14 @@ std::array<std::atomic<const std::string*>, places> sharedNames{};
 
 }  // namespace
 
-PortName::PortName(const HashedName& hashed) {
-    const std::string_view name = hashed.text();
-    const std::size_t start = hashed.hash() % places;
+PortName::PortName(const HashedName& name) {
+    const std::size_t start = name.hash() % places;
     const std::string* shared = sharedNames[start].load(std::memory_order_acquire);
-    if (shared == nullptr || !isSameText(*shared, name)) {
-        shared = enter(name, start);
+    if (shared == nullptr || !isSameText(*shared, name.text())) {
+        shared = enter(name.text(), start);
     }
     text_ = shared != nullptr ? reinterpret_cast<std::uintptr_t>(shared)
-                              : reinterpret_cast<std::uintptr_t>(new std::string(name)) | isOwn;
+                              : reinterpret_cast<std::uintptr_t>(new std::string(name.text())) | isOwn;
 }
 
 void PortName::destroy() {

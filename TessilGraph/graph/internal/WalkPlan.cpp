@@ -70,8 +70,8 @@ bool WalkPlan::compile() {
     }
     nodePlan_->setKnownProfileTimes(network_.profileTimes.load(std::memory_order_relaxed));
     std::fill(numbers_.begin(), numbers_.end(), 0);
-    path_.reset(new Step[nodes_.size()]);
-    order_.reset(new std::uint32_t[sources_.size() + 1]);
+    path_ = std::make_unique<Step[]>(nodes_.size());
+    order_ = std::make_unique<std::uint32_t[]>(sources_.size() + 1);
     return true;
 }
 
