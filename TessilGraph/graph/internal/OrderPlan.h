@@ -60,7 +60,8 @@ public:
     std::size_t computeByKernels(std::size_t begin, std::size_t end) const {
         const Kernels kernels = this->kernels();
         const Step* steps = steps_.data();
-        while (begin != end && kernels.compute(steps[begin])) {
+        const bool fetches = isLarge();
+        while (begin != end && (fetches ? kernels.computeAndFetch(steps[begin]) : kernels.compute(steps[begin]))) {
             ++begin;
         }
         return begin;

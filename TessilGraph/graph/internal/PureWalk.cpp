@@ -21,6 +21,8 @@ constexpr double worthPlanning = 40000.0;
 constexpr unsigned int usesPerSum = 32;
 constexpr unsigned int patience = 4;
 constexpr unsigned int usesWithoutPlan = 256;
+constexpr unsigned int firstTimeInTurn = 8;
+constexpr double littleWork = 1e7;  // Nanoseconds.
 
 }  // namespace
 
@@ -75,6 +77,9 @@ PureWalk::Found PureWalk::gatherAnew(Node& target) {
     cost_ = 0.0;
     planCost_ = 0.0;
     planFrom_ = 0;
+    timeInTurn_ = 0.0;
+    inTurnAt_ = firstTimeInTurn;
+    inTurnStep_ = firstTimeInTurn;
     begins_.clear();
     if (!TraitsByte::of(target).pure()) {
         if (!isFed(target)) {
@@ -223,9 +228,11 @@ void PureWalk::compute(const ComputeData* data) {
         const std::size_t groups = stages_[stage + 1] - stages_[stage] - 1;
         run.computeAsPlanned({planned_->data(), starts_.data() + stages_[stage], groups}, kernels_.get());
     }
+    const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
     if (planned_ == &sorted_) {
-        const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
         judge(elapsed.count());
+    } else if (kernels_ != nullptr || uses_ > 1) {
+        noteTimeInTurn(elapsed.count());
     }
     if (last_ != nullptr) {
         const std::uint32_t starts[] = {0, 1};
@@ -240,8 +247,17 @@ bool PureWalk::isWorthPlanning() const {
 }
 
 void PureWalk::plan() {
+    if (planned_ == &sorted_ && uses_ >= inTurnAt_ && cost_ < littleWork) {
+        inTurnStep_ = std::min(2 * inTurnStep_, usesWithoutPlan);
+        inTurnAt_ = uses_ + inTurnStep_;
+        takeAsItStands();
+        return;
+    }
     if (planCost_ != 0.0 && cost_ > 0.5 * planCost_ && cost_ < 2.0 * planCost_) {
         return;
+    }
+    if (planCost_ != 0.0) {
+        timeInTurn_ = 0.0;
     }
     takeAsItStands();
     if (uses_ < planFrom_ || !isWorthPlanning()) {
@@ -277,10 +293,18 @@ void PureWalk::takeAsItStands() {
     planCost_ = 0.0;
 }
 
+/// Nodes that were measured on several threads seem dearer than they are on one, where their values stay in
+/// one cache; so little work is done in turn now and then, to know what that takes.
+void PureWalk::noteTimeInTurn(double elapsed) {
+    const bool isShortest = timeInTurn_ == 0.0 || elapsed < timeInTurn_;
+    timeInTurn_ = isShortest ? elapsed : timeInTurn_ + 0.25 * (elapsed - timeInTurn_);
+}
+
 /// Threads may be busy elsewhere, and a loop then waits for them. Where that goes on, it is better to do
 /// without them for a while.
 void PureWalk::judge(double elapsed) {
-    if (elapsed < planCost_) {
+    const double inTurn = timeInTurn_ != 0.0 ? std::min(planCost_, timeInTurn_) : planCost_;
+    if (elapsed < inTurn) {
         failedUses_ -= failedUses_ != 0 ? 1 : 0;
     } else if (++failedUses_ == patience) {
         takeAsItStands();

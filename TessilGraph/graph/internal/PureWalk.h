@@ -83,6 +83,7 @@ private:
     void plan();
     void takeAsItStands();
     void judge(double elapsed);
+    void noteTimeInTurn(double elapsed);
     void findKernels();
     void cut();
     void rank();
@@ -100,6 +101,9 @@ private:
     double planCost_ = 0.0;        ///< What the order cost when it was planned; 0 while it is computed as it stands.
     unsigned int failedUses_ = 0;  ///< How often the plan took longer than that, less the times it did not.
     unsigned int planFrom_ = 0;    ///< The number of uses before which there is no further plan.
+    double timeInTurn_ = 0.0;      ///< What the order takes as it stands; 0 while that is not known.
+    unsigned int inTurnAt_ = 0;    ///< The number of uses at which it is computed so again, to know.
+    unsigned int inTurnStep_ = 0;  ///< And how many uses after that.
 
     std::uint64_t closedMark_ = 0;
     std::vector<Open> open_;
