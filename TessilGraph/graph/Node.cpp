@@ -90,6 +90,7 @@ Node::~Node() {
     for (Port* port : outputs_.range()) {
         delete port;
     }
+    // What the lists stand in belongs to the block, too.
     inputs_.clear();
     outputs_.clear();
 }

@@ -151,9 +151,7 @@ bool Port::connectTo(Port* other) {
 
     Node* upstream = input_ ? other->node_ : node_;
     Node* downstream = input_ ? node_ : other->node_;
-    const bool mayCycle = upstream != nullptr && downstream != nullptr &&
-                          (!ordered || internal::Access::label(*upstream) >= internal::Access::label(*downstream));
-    if (mayCycle && !internal::admitsLink(*upstream, *downstream, ordered)) {
+    if (upstream != nullptr && downstream != nullptr && !internal::admitsLink(*upstream, *downstream, ordered)) {
         Logger::error() << "Cycle detected! the connection is not allowed!";
         return false;
     }
