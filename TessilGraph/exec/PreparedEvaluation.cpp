@@ -184,6 +184,7 @@ private:
             chunks_->run(run, control);
             form_->settle();
             judge(std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
+            control.tellTheRest();
         } else {
             run.all();
         }

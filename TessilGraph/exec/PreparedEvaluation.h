@@ -33,7 +33,8 @@ struct RunOptions {
     const CancelToken* cancel = nullptr;
 
     /// Told between nodes how many are done and how many there were to do at the beginning, on the thread
-    /// that called `run` and on no other. May throw, which ends the run as a node that throws does.
+    /// that called `run` and on no other. When a run has computed all, the last call says so. May throw,
+    /// which ends the run as a node that throws does.
     std::function<void(std::uint64_t done, std::uint64_t total)> progress;
 };
 

@@ -30,10 +30,18 @@ public:
         if (wantsProgress()) {
             const std::uint64_t done = done_.fetch_add(count, std::memory_order_relaxed) + count;
             if (std::this_thread::get_id() == caller_) {
-                options_.progress(done, done > total_ ? done : total_);
+                tell(done);
             }
         }
         return mayGoOn();
+    }
+
+    /// After a turn side by side, on the caller's thread: others may have had the last word, or every word.
+    void tellTheRest() {
+        const std::uint64_t done = done_.load(std::memory_order_relaxed);
+        if (wantsProgress() && done > told_) {
+            tell(done);
+        }
     }
 
     bool mayGoOn() {
@@ -45,9 +53,15 @@ public:
     }
 
 private:
+    void tell(std::uint64_t done) {
+        told_ = done;
+        options_.progress(done, done > total_ ? done : total_);
+    }
+
     const RunOptions& options_;
     const std::thread::id caller_;
     std::uint64_t total_ = 0;
+    std::uint64_t told_ = 0;  ///< Read and written by the caller's thread alone.
     std::atomic<std::uint64_t> done_{0};
     std::atomic<std::uint64_t> computed_{0};
     std::atomic<bool> cancelled_{false};
