@@ -148,27 +148,11 @@ private:
         both([&](NetworkManager& network, Numbers& numbers) {
             Node* node = network.createNode(type, "node");
             name = node->name();
-            for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
-                randomisePort(**port, numbers);
+            for (Port* port : inputsOf(*node)) {
+                randomise(*port, numbers);
             }
         });
         names_.push_back(name);
-    }
-
-    static void randomisePort(Port& port, Numbers& numbers) {
-        visitPort(port, [&](auto& typed) {
-            auto value = typed.get();
-            if constexpr (std::is_same_v<decltype(value), double>) {
-                value = randomDouble(numbers);
-            } else {
-                randomise(value, numbers);
-            }
-            typed.set(value);
-        });
-    }
-
-    static Port* anyPort(const std::vector<Port*>& ports, Numbers& numbers) {
-        return ports.empty() ? nullptr : ports[numbers.below(static_cast<std::uint32_t>(ports.size()))];
     }
 
     void connect() {
@@ -185,19 +169,8 @@ private:
                                  std::stoul("0" + first.substr(first.find_last_not_of("0123456789") + 1))) {
                 std::swap(source, target);
             }
-            std::vector<std::pair<Port*, Port*>> fitting;
-            for (auto output = source->outputPortBegin(); output != source->outputPortEnd(); ++output) {
-                for (auto input = target->inputPortBegin(); input != target->inputPortEnd(); ++input) {
-                    if ((*output)->typeStr() == (*input)->typeStr() && (*input)->numConnections() == 0) {
-                        fitting.emplace_back(*output, *input);
-                    }
-                }
-            }
-            if (!fitting.empty()) {
-                const auto [output, input] = fitting[numbers.below(static_cast<std::uint32_t>(fitting.size()))];
-                if (output->connectTo(input)) {
-                    target->setDirty(true);
-                }
+            if (connectAny(*source, *target, numbers)) {
+                target->setDirty(true);
             }
         });
         takeLog();
@@ -207,9 +180,9 @@ private:
         const std::string name = anyName();
         both([&](NetworkManager& network, Numbers&) {
             if (Node* node = network.getNode(name)) {
-                for (auto input = node->inputPortBegin(); input != node->inputPortEnd(); ++input) {
-                    if (Port* source = (*input)->input()) {
-                        (*input)->disconnectFrom(source);
+                for (Port* input : inputsOf(*node)) {
+                    if (Port* source = input->input()) {
+                        input->disconnectFrom(source);
                         node->setDirty(true);
                         return;
                     }
@@ -222,9 +195,11 @@ private:
         const std::string name = anyName();
         both([&](NetworkManager& network, Numbers& numbers) {
             Node* node = network.getNode(name);
-            if (node != nullptr && node->numInputPorts() != 0) {
-                randomisePort(*node->inputPortBegin()[numbers.below(static_cast<std::uint32_t>(node->numInputPorts()))],
-                              numbers);
+            if (node == nullptr) {
+                return;
+            }
+            if (Port* port = anyInput(*node, numbers)) {
+                randomise(*port, numbers);
             }
         });
     }
@@ -238,12 +213,7 @@ private:
             if (node == nullptr) {
                 return;
             }
-            const bool input = numbers.below(2) == 0;
-            const auto count = static_cast<std::uint32_t>(input ? node->numInputPorts() : node->numOutputPorts());
-            if (count == 0) {
-                return;
-            }
-            Port* port = (input ? node->inputPortBegin() : node->outputPortBegin())[numbers.below(count)];
+            Port* port = anyOf(numbers.below(2) == 0 ? inputsOf(*node) : outputsOf(*node), numbers);
             if (auto* typed = dynamic_cast<TessilGraph::PortTemplate<double>*>(port)) {
                 typed->setLink(which < 4 ? &outside[which] : nullptr);
                 node->setDirty(true);
@@ -258,8 +228,8 @@ private:
             if (node == nullptr) {
                 return;
             }
-            for (auto output = node->outputPortBegin(); output != node->outputPortEnd(); ++output) {
-                for (Port* peer : const_cast<const Port&>(**output).getConnections()) {
+            for (const Port* output : outputsOf(*node)) {
+                for (Port* peer : output->getConnections()) {
                     peer->node()->setDirty(true);
                 }
             }
@@ -310,8 +280,8 @@ private:
         const std::string name = anyName();
         both([&](NetworkManager& network, Numbers&) {
             if (Node* node = network.getNode(name)) {
-                for (auto input = node->inputPortBegin(); input != node->inputPortEnd(); ++input) {
-                    static_cast<void>((*input)->getConnections());
+                for (Port* input : inputsOf(*node)) {
+                    static_cast<void>(input->getConnections());
                 }
             }
         });
@@ -345,14 +315,8 @@ private:
     static std::vector<std::string> stateOf(NetworkManager& network) {
         std::vector<std::string> state;
         for (Node* node : network.getAllNodes()) {
-            std::string text = node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty" : " clean");
-            for (auto port = node->outputPortBegin(); port != node->outputPortEnd(); ++port) {
-                text += " " + (*port)->name() + " " + describe(**port);
-            }
-            for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
-                text += " " + (*port)->name() + " " + describe(**port);
-            }
-            state.push_back(text);
+            state.push_back(node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty" : " clean") +
+                            describe(outputsOf(*node)) + describe(inputsOf(*node)));
         }
         return state;
     }

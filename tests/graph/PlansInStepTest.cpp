@@ -54,7 +54,9 @@ inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Meddler>{"Meddler",
 namespace TessilGraph {
 namespace {
 
+using tests::inputsOf;
 using tests::Numbers;
+using tests::outputsOf;
 using tests::takeLog;
 
 constexpr std::size_t size = 150;
@@ -252,33 +254,18 @@ private:
             Node* node = side.network.createNode(type, "node");
             ASSERT_NE(node, nullptr);
             name = node->name();
-            for (const std::string& port : node->getInputPortNames()) {
-                randomisePort(*node->getInputPort(port), numbers);
+            for (Port* port : inputsOf(*node)) {
+                tests::randomise(*port, numbers);
             }
         });
         names_.push_back(name);
     }
 
-    static void randomisePort(Port& port, Numbers& numbers) {
-        tests::visitPort(port, [&](auto& typed) {
-            auto value = typed.get();
-            if constexpr (std::is_same_v<decltype(value), double>) {
-                value = tests::randomDouble(numbers);
-            } else {
-                tests::randomise(value, numbers);
-            }
-            typed.set(value);
-        });
-    }
-
-    static std::vector<Port*> inputsOf(const Node& node) { return {node.inputPortCBegin(), node.inputPortCEnd()}; }
-    static std::vector<Port*> outputsOf(const Node& node) { return {node.outputPortCBegin(), node.outputPortCEnd()}; }
-
     static Port* anyPort(const Node& node, Numbers& numbers) {
         std::vector<Port*> ports = inputsOf(node);
         const std::vector<Port*> outputs = outputsOf(node);
         ports.insert(ports.end(), outputs.begin(), outputs.end());
-        return ports.empty() ? nullptr : ports[numbers.below(static_cast<std::uint32_t>(ports.size()))];
+        return tests::anyOf(ports, numbers);
     }
 
     /// Most nodes hang on to another, so that much leads to the last one.
@@ -304,21 +291,7 @@ private:
         both([&](Side& side, Numbers& numbers) {
             Node* source = side.network.getNode(names_[first]);
             Node* target = side.network.getNode(names_[second]);
-            if (source == nullptr || target == nullptr) {
-                return;
-            }
-            std::vector<std::pair<Port*, Port*>> fitting;
-            for (Port* output : outputsOf(*source)) {
-                for (Port* input : inputsOf(*target)) {
-                    if (output->typeStr() == input->typeStr() && input->numConnections() == 0) {
-                        fitting.emplace_back(output, input);
-                    }
-                }
-            }
-            if (!fitting.empty()) {
-                const auto [output, input] = fitting[numbers.below(static_cast<std::uint32_t>(fitting.size()))];
-                linked = output->connectTo(input);
-            }
+            linked = source != nullptr && target != nullptr && tests::connectAny(*source, *target, numbers);
         });
         return linked;
     }
@@ -337,7 +310,7 @@ private:
     void setValue() {
         withNode([](Side&, Node& node, Numbers& numbers) {
             if (Port* port = anyPort(node, numbers)) {
-                randomisePort(*port, numbers);
+                tests::randomise(*port, numbers);
             }
         });
     }
@@ -522,15 +495,9 @@ private:
     static std::vector<std::string> stateOf(NetworkManager& network) {
         std::vector<std::string> state;
         for (const Node* node : network.getAllNodes()) {
-            std::string text = node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty " : " clean ") +
-                               std::to_string(node->profileTime());
-            for (const auto& ports : {inputsOf(*node), outputsOf(*node)}) {
-                for (Port* port : ports) {
-                    text += " " + port->name() + " ";
-                    tests::visitPort(*port, [&](auto& typed) { text += tests::describe(typed.get()); });
-                }
-            }
-            state.push_back(text);
+            state.push_back(node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty " : " clean ") +
+                            std::to_string(node->profileTime()) + tests::describe(inputsOf(*node)) +
+                            tests::describe(outputsOf(*node)));
         }
         return state;
     }

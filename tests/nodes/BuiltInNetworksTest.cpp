@@ -14,7 +14,6 @@
 #include <iterator>
 #include <set>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -29,18 +28,15 @@ bool isTime(Node& node) {
     return node.typeStr() == "TimeNode";
 }
 
-void randomise(Port& port, Numbers& numbers) {
-    visitPort(port, [&](auto& typed) {
-        auto value = typed.get();
-        if constexpr (std::is_same_v<decltype(value), double>) {
-            // A time node that is computed again at the same frame stays where it is, as long as its
-            // frames are finite; the level walk relies on that.
-            value = isTime(*port.node()) ? numbers.between(-3.0, 3.0) : randomDouble(numbers);
-        } else {
-            randomise(value, numbers);
-        }
-        typed.set(value);
-    });
+/// A time node that is computed again at the same frame stays where it is, as long as its frames are finite;
+/// the level walk relies on that.
+void randomiseInput(Port& port, Numbers& numbers) {
+    auto* number = dynamic_cast<TessilGraph::PortTemplate<double>*>(&port);
+    if (number != nullptr && isTime(*port.node())) {
+        number->set(numbers.between(-3.0, 3.0));
+    } else {
+        randomise(port, numbers);
+    }
 }
 
 /// A network of `size` nodes whose types begin at `firstType` of the catalogue, in shuffled order.
@@ -62,7 +58,7 @@ Built build(std::uint32_t seed, std::size_t size) {
         Node* node = built.network.createNode(row.typeStr, "node");
         built.names.push_back(node->name());
         for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
-            randomise(**port, numbers);
+            randomiseInput(**port, numbers);
             std::vector<std::pair<std::string, Port*>> fitting;
             std::copy_if(outputs.begin(), outputs.end(), std::back_inserter(fitting),
                          [&](const auto& output) { return output.second->typeStr() == (*port)->typeStr(); });
@@ -93,20 +89,10 @@ std::vector<std::string> targetsOf(const Built& built, Numbers& numbers) {
 void change(NetworkManager& network, const std::vector<std::string>& names, Numbers numbers) {
     for (int count = 0; count < 8; ++count) {
         Node* node = network.getNode(names[numbers.below(static_cast<std::uint32_t>(names.size()))]);
-        if (node->numInputPorts() == 0) {
-            continue;
+        if (Port* port = anyInput(*node, numbers)) {
+            randomiseInput(*port, numbers);
         }
-        Port& port = *node->inputPortBegin()[numbers.below(static_cast<std::uint32_t>(node->numInputPorts()))];
-        randomise(port, numbers);
     }
-}
-
-std::string outputsOf(Node& node) {
-    std::string text;
-    for (auto port = node.outputPortBegin(); port != node.outputPortEnd(); ++port) {
-        text += " " + (*port)->name() + " " + describe(**port);
-    }
-    return text;
 }
 
 /// Name, dirty flag and outputs of every node.
@@ -114,7 +100,7 @@ std::vector<std::string> stateOf(NetworkManager& network) {
     std::vector<std::string> state;
     for (Node* node : network.getAllNodes()) {
         state.push_back(node->name() + " " + node->typeStr() + (node->isDirty() ? " dirty" : " clean") +
-                        outputsOf(*node));
+                        describe(outputsOf(*node)));
     }
     return state;
 }
@@ -184,9 +170,9 @@ TEST(BuiltInNetworks, HoldEveryTypeAndMoveWithTheirInputs) {
         Built built = build(seed, nodesPerNetwork);
         for (Node* node : built.network.getAllNodes()) {
             types.insert(node->typeStr());
-            const std::string before = outputsOf(*node);
+            const std::string before = describe(outputsOf(*node));
             built.network.computeNode(node->name());
-            changed += outputsOf(*node) != before ? 1 : 0;
+            changed += describe(outputsOf(*node)) != before ? 1 : 0;
         }
     }
     EXPECT_EQ(types.size(), catalogueRows().size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/Port.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
@@ -17,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 namespace tests {
 
@@ -95,6 +97,22 @@ inline std::string describe(const TessilUtils::Mesh* value) {
 inline std::string describe(TessilGraph::Port& port) {
     std::string text;
     visitPort(port, [&](auto& typed) { text = describe(typed.get()); });
+    return text;
+}
+
+inline std::vector<TessilGraph::Port*> inputsOf(const TessilGraph::Node& node) {
+    return {node.inputPortCBegin(), node.inputPortCEnd()};
+}
+inline std::vector<TessilGraph::Port*> outputsOf(const TessilGraph::Node& node) {
+    return {node.outputPortCBegin(), node.outputPortCEnd()};
+}
+
+/// Names of ports with what a reader of them sees.
+inline std::string describe(const std::vector<TessilGraph::Port*>& ports) {
+    std::string text;
+    for (TessilGraph::Port* port : ports) {
+        text += " " + port->name() + " " + describe(*port);
+    }
     return text;
 }
 
