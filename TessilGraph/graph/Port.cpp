@@ -125,6 +125,9 @@ bool Port::connectTo(Port* other) {
         Logger::error() << "Error null pointer";
         return false;
     }
+    if (input_ ? other->linkAtOnce(*this) : linkAtOnce(*other)) {
+        return true;
+    }
     if (input_ && other->input_) {
         Logger::error() << "Only input to output port connection are allowed!";
         return false;
@@ -137,42 +140,70 @@ bool Port::connectTo(Port* other) {
         Logger::error() << "Impossible connect a " << typeStr() << " attribute to a " << other->typeStr() << " port";
         return false;
     }
-
-    const bool ordered = internal::LentLists::settle(*this, *other);
-    if (isLinkedWith(*other)) {
-        Logger::error() << "Node are already connected";
-        return false;
-    }
-    if ((input_ && !connections_.empty()) || (other->input_ && !other->connections_.empty())) {
-        Logger::error() << "Attribute already connected to another attribute " << name_.str() << " "
-                        << other->name_.str();
+    if (!mayLink(*other)) {
         return false;
     }
 
-    Node* upstream = input_ ? other->node_ : node_;
-    Node* downstream = input_ ? node_ : other->node_;
-    if (upstream != nullptr && downstream != nullptr && !internal::admitsLink(*upstream, *downstream, ordered)) {
-        Logger::error() << "Cycle detected! the connection is not allowed!";
-        return false;
-    }
-
-    other->addPeer(*this);
-    try {
-        addPeer(*other);
-    } catch (...) {
-        other->connections_.removeLast();
-        throw;
-    }
-    noteWiring();
-    other->noteWiring();
+    addPeer(*other);
     noteLinkTo(*other);
     other->noteLinkTo(*this);
     return true;
 }
 
-/// A list of several links finds room near the node that holds the port.
+/// Makes the link to an input where one look shows that nothing speaks against it, as it does for most: both
+/// ports are the library's, the input has no past, and the nodes are in order already. False, with nothing
+/// changed, where it takes more to tell.
+bool Port::linkAtOnce(Port& in) {
+    if (input_ || !in.input_ || valueType_ != in.valueType_ || valueType_ == 0 || !in.connections_.empty() ||
+        internal::Access::hasLost(in) || !internal::LentLists::areNone()) {
+        return false;
+    }
+    const std::type_info* library = internal::valueTypeOf(*this)->port;
+    if (&typeid(*this) != library || &typeid(in) != library) {
+        return false;
+    }
+    // Owners are looked at last: those of ports that will be refused may be gone.
+    if (node_ == nullptr || in.node_ == nullptr || node_ == in.node_ || node_->label_ >= in.node_->label_) {
+        return false;
+    }
+    addPeer(in);
+    in.epoch_ = epoch_;
+    return true;
+}
+
+/// Whether the lists of both ports and the way of the network have room for a link. False with the reason logged.
+bool Port::mayLink(const Port& other) const {
+    const bool ordered = internal::LentLists::settle(*this, other);
+    if (isLinkedWith(other)) {
+        Logger::error() << "Node are already connected";
+        return false;
+    }
+    if ((input_ && !connections_.empty()) || (other.input_ && !other.connections_.empty())) {
+        Logger::error() << "Attribute already connected to another attribute " << name_.str() << " "
+                        << other.name_.str();
+        return false;
+    }
+    Node* upstream = input_ ? other.node_ : node_;
+    Node* downstream = input_ ? node_ : other.node_;
+    if (upstream != nullptr && downstream != nullptr && !internal::admitsLink(*upstream, *downstream, ordered)) {
+        Logger::error() << "Cycle detected! the connection is not allowed!";
+        return false;
+    }
+    return true;
+}
+
+/// Enters two ports in each other's lists. A list of several links finds room near the node that holds the port.
 void Port::addPeer(Port& peer) {
-    connections_.add(&peer, removed_ ? nullptr : node_);
+    const auto holder = [](const Port& port) { return port.removed_ ? nullptr : port.node_; };
+    peer.connections_.add(this, holder(peer));
+    try {
+        connections_.add(&peer, holder(*this));
+    } catch (...) {
+        peer.connections_.removeLast();
+        throw;
+    }
+    noteWiring();
+    peer.noteWiring();
 }
 
 bool Port::disconnectFrom(Port* other) {

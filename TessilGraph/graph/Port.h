@@ -145,6 +145,8 @@ private:
     void noteWiring();
     bool hasTypeOf(const Port& other) const;
     bool isLinkedWith(const Port& other) const;
+    bool linkAtOnce(Port& in);
+    bool mayLink(const Port& other) const;
     void noteLinkTo(const Port& other);
     void addPeer(Port& peer);
     void detachFromPeers();

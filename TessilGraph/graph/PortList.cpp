@@ -203,12 +203,8 @@ void PortList::becomeArray() noexcept {
     }
 }
 
-void PortList::add(Port* port, const Node* node) {
+void PortList::addToOthers(Port* port, const Node* node) {
     const std::uintptr_t old = word();
-    if (old == 0 && port != nullptr) {
-        setWord(reinterpret_cast<std::uintptr_t>(port));
-        return;
-    }
     if ((old & kindBits) == isLent) {
         Lent& list = *lent(old);
         list.ports.push_back(port);

@@ -79,7 +79,7 @@ public:
         const std::uintptr_t word = word_.load(std::memory_order_acquire);
         return (word & kindBits) == isThinned ? thinnedSize(word) : range().size();
     }
-    bool empty() const { return size() == 0; }
+    bool empty() const { return word_.load(std::memory_order_acquire) == 0 || size() == 0; }
 
     /// Whether hosts have a way to edit the list.
     bool isOpen() const { return (word() & kindBits) == isLent && lent(word())->isOpen; }
@@ -100,7 +100,13 @@ public:
     }
 
     /// An array that gets too small is made anew, near `node` where that is given.
-    void add(Port* port, const Node* node = nullptr);
+    void add(Port* port, const Node* node = nullptr) {
+        if (word() == 0 && port != nullptr) {
+            setWord(reinterpret_cast<std::uintptr_t>(port));
+        } else {
+            addToOthers(port, node);
+        }
+    }
 
     /// The first entry of that port goes. False when there is none.
     bool remove(const Port* port);
@@ -187,6 +193,7 @@ private:
     static std::size_t thinnedSize(std::uintptr_t word);
     static void destroy(std::uintptr_t word);
 
+    void addToOthers(Port* port, const Node* node);
     void becomeThinned() noexcept;
     void becomeArray() noexcept;
 

@@ -37,12 +37,17 @@ void nodeMoves(Node& node);
 /// How many ports the register holds; spares everybody the lock while there are none.
 extern std::atomic<std::size_t> watchedPorts;
 
+/// Whether it holds none.
+inline bool areNone() {
+    return watchedPorts.load(std::memory_order_relaxed) == 0;
+}
+
 bool settleWatched(const Port& one, const Port& other);
 
 /// Looks through the entries that concern a link between two ports. True when labels grow along all
 /// links there, so that they can be relied on.
 inline bool settle(const Port& one, const Port& other) {
-    return watchedPorts.load(std::memory_order_relaxed) == 0 || settleWatched(one, other);
+    return areNone() || settleWatched(one, other);
 }
 
 }  // namespace LentLists
