@@ -31,7 +31,7 @@ inline std::uint64_t leadingBytes(const char* text, std::size_t size) {
 }
 
 /// At most eight bytes of text as a number, which no other text of that size has.
-inline std::uint64_t packedBytes(const char* text, std::size_t size) {
+[[gnu::always_inline]] inline std::uint64_t packedBytes(const char* text, std::size_t size) {
     const auto byte = [text](std::size_t index) {
         return static_cast<std::uint64_t>(static_cast<unsigned char>(text[index]));
     };
@@ -61,14 +61,15 @@ inline bool isSameText(std::string_view one, std::string_view other) {
 /// bits. It is no shield against names that somebody made up to collide.
 class HashedName {
 public:
-    HashedName(std::string_view text) : text_(text), hash_(hashOf(text)) {}
+    /// Expanded in place, where the hash of a literal is a constant.
+    [[gnu::always_inline]] HashedName(std::string_view text) : text_(text), hash_(hashOf(text)) {}
     HashedName(const std::string& text) : HashedName(std::string_view(text)) {}
 
     std::string_view text() const { return text_; }
     std::uint32_t hash() const { return hash_; }
 
 private:
-    static std::uint32_t hashOf(std::string_view text) {
+    [[gnu::always_inline]] static std::uint32_t hashOf(std::string_view text) {
         const char* rest = text.data();
         std::size_t size = text.size();
         std::uint64_t hash = size;

@@ -226,21 +226,26 @@ void Node::leavePrepared() {
     }
 }
 
-/// Says in the log when there is a port of that name.
-bool Node::isTaken(const PortList& ports, const PortName& name) {
+/// Whether there is a port of that name.
+inline bool Node::isTaken(const PortList& ports, const PortName& name) {
     for (const Port* port : ports.range()) {
         if (port != nullptr && port->name_.isSameAs(name)) {
-            Logger::error() << "Port " << name.str() << "already exists";
             return true;
         }
     }
     return false;
 }
 
+/// Says in the log that there is a port of that name. False.
+[[gnu::noinline]] bool Node::refuse(const PortName& name) {
+    Logger::error() << "Port " << name.str() << "already exists";
+    return false;
+}
+
 bool Node::addNewPort(Port& port, bool asInput) {
     PortList& ports = asInput ? inputs_ : outputs_;
     if (isTaken(ports, port.name_)) {
-        return false;
+        return refuse(port.name_);
     }
     ports.add(&port, this);
     port.input_ = asInput;
@@ -255,6 +260,7 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
         return;
     }
     if (isTaken(ports, port->name_)) {
+        refuse(port->name_);
         return;
     }
     ports.add(port, this);

@@ -140,6 +140,7 @@ private:
     void addPort(PortList& ports, Port* port, bool asInput);
     bool addNewPort(Port& port, bool asInput);
     static bool isTaken(const PortList& ports, const PortName& name);
+    static bool refuse(const PortName& name);
     bool removePort(PortList& ports, const std::string& name);
     std::vector<Port*>& open(PortList& ports);
     void markDownstream();

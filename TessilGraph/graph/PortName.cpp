@@ -16,8 +16,8 @@ constexpr std::size_t longestName = 32;  // Bytes.
 /// outlive everything else.
 std::array<std::atomic<const std::string*>, places> sharedNames{};
 
-/// Null when there is no room for the name. Apart from the rest, so that names that are there are found fast.
-[[gnu::noinline]] const std::string* enter(std::string_view name, std::size_t start) {
+/// Null when there is no room for the name.
+const std::string* enter(std::string_view name, std::size_t start) {
     if (name.size() > longestName) {
         return nullptr;
     }
@@ -41,13 +41,16 @@ std::array<std::atomic<const std::string*>, places> sharedNames{};
 }  // namespace
 
 PortName::PortName(const HashedName& name) {
-    const std::size_t start = name.hash() % places;
-    const std::string* shared = sharedNames[start].load(std::memory_order_acquire);
-    if (shared == nullptr || !isSameText(*shared, name.text())) {
-        shared = enter(name.text(), start);
-    }
-    text_ = shared != nullptr ? reinterpret_cast<std::uintptr_t>(shared)
-                              : reinterpret_cast<std::uintptr_t>(new std::string(name.text())) | isOwn;
+    const std::string* shared = sharedNames[name.hash() % places].load(std::memory_order_acquire);
+    text_ = shared != nullptr && isSameText(*shared, name.text()) ? reinterpret_cast<std::uintptr_t>(shared)
+                                                                  : enterOrKeep(name);
+}
+
+/// Apart from the rest, so that names that are there are found fast.
+[[gnu::noinline]] std::uintptr_t PortName::enterOrKeep(const HashedName& name) {
+    const std::string* shared = enter(name.text(), name.hash() % places);
+    return shared != nullptr ? reinterpret_cast<std::uintptr_t>(shared)
+                             : reinterpret_cast<std::uintptr_t>(new std::string(name.text())) | isOwn;
 }
 
 void PortName::destroy() {

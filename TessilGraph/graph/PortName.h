@@ -35,6 +35,7 @@ public:
     }
 
 private:
+    static std::uintptr_t enterOrKeep(const HashedName& name);
     void destroy();
 
     static constexpr std::uintptr_t isOwn = 1;
