@@ -14,12 +14,12 @@ Node* copyUnconnected(Node& node, Node* copy) {
         return nullptr;
     }
     std::unique_ptr<Node> owner(copy);
-    copy->setName(node.name());
+    copy->setName(Access::name(node));
     const PortRange targets = Access::inputs(*copy);
     std::size_t place = 0;
     for (Port* port : Access::inputs(node)) {
         const std::size_t here = place++;
-        if (port == nullptr || port->numConnections() != 0) {
+        if (port == nullptr || !Access::connectionList(*port).empty()) {
             continue;
         }
         Port* target = internal::counterpart(targets, here, *port);
