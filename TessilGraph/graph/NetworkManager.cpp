@@ -89,12 +89,14 @@ NetworkManager::NetworkManager(const NetworkManager& other) : NetworkManager() {
 NetworkManager& NetworkManager::operator=(const NetworkManager& other) {
     cleanNetwork();
     internal::NetworkCopy copy(other.nodes_);
-    nodes_.reserve(other.nodes_.size());
-    copy.handOver([this](Node& clone, const std::string& name) {
-        if (Node* replaced = nodes_.enter(clone, name)) {
-            destroy(*replaced);
-        }
-    });
+    if (!copy.enterAll(nodes_)) {
+        nodes_.reserve(other.nodes_.size());
+        copy.handOver([this](Node& clone, const std::string& name) {
+            if (Node* replaced = nodes_.enter(clone, name)) {
+                destroy(*replaced);
+            }
+        });
+    }
     other.networkCache_.forEach([&](const std::string& name, const std::vector<Node*>& order) {
         networkCache_.store(name, copy.translate(order, nodes_));
     });

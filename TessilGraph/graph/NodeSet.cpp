@@ -122,6 +122,34 @@ void NodeSet::enter(Node& node, const FreeName& name, bool made) {
     }
 }
 
+void NodeSet::enterCopies(const NodeSet& originals, const std::vector<Node*>& copies, std::vector<Position> sorted) {
+    NameIndex index = originals.index_;
+    std::vector<Node*> entries = copies;
+    std::vector<bool> made(entries.size());
+    if (!entries.empty()) {
+        state_->reserveDirtyByte(static_cast<Position>(entries.size() - 1));
+    }
+    for (Position position = 0; position < entries.size(); ++position) {
+        if (Node* node = entries[position]) {
+            const std::string& name = Access::name(*originals.entries_[position]);
+            if (!isSameText(Access::name(*node), name)) {
+                Access::name(*node) = name;
+            }
+        }
+    }
+    index_ = std::move(index);
+    entries_ = std::move(entries);
+    made_ = std::move(made);
+    sorted_ = std::move(sorted);
+    size_ = originals.size_;
+    for (Position position = 0; position < endPosition(); ++position) {
+        if (Node* node = entries_[position]) {
+            ++Access::holders(*node);
+            settle(*node, position);
+        }
+    }
+}
+
 void NodeSet::rename(Position position, const HashedName& newName) {
     Node& node = nodeAt(position);
     std::string name(newName.text());

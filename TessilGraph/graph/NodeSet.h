@@ -104,6 +104,11 @@ public:
     /// The same under a free name.
     void enter(Node& node, const FreeName& name, bool made);
 
+    /// Enters a copy of each node of another set, under the name of the original and at its position, where
+    /// they stand in `copies`, too; `sorted` lists these. The other set is plain and this one empty; the copies
+    /// stand in no network, and where memory runs out they go on like that.
+    void enterCopies(const NodeSet& originals, const std::vector<Node*>& copies, std::vector<Position> sorted);
+
     /// Gives an entry and its node a new name, which is free.
     void rename(Position position, const HashedName& newName);
 

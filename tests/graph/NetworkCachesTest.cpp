@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -593,6 +594,114 @@ TEST_F(NetworkCopy, RefusesCyclesThroughLinksThatACloneBringsAlong) {
         EXPECT_EQ(tests::takeLog(), tests::Messages{"Cycle detected! the connection is not allowed! "});
     }
     Accompanied::companion.reset();
+}
+
+/// Does something of its own whenever it is cloned.
+class Willful : public tests::Pipe {
+public:
+    std::function<Node*(Willful&)> onClone;
+
+    Node* clone() override { return onClone(*this); }
+};
+
+TEST_F(NetworkCopy, HoldsACloneThatComesTwiceUnderBothNames) {
+    auto* shared = new tests::Pipe;
+    NetworkManager twins;
+    for (const char* name : {"a", "b"}) {
+        auto* twin = new Willful;
+        twin->onClone = [shared](Willful&) { return shared; };
+        twins.addNode(twin, name);
+    }
+    {
+        NetworkManager copy(twins);
+        EXPECT_EQ(copy.getNodeNames(), (Names{"a", "b"}));
+        EXPECT_EQ(copy.getNode("a"), shared);
+        EXPECT_EQ(copy.getNode("b"), shared);
+        EXPECT_EQ(shared->name(), "b");
+        takeDestroyed();
+    }
+    EXPECT_EQ(takeDestroyed(), Names{"b"});
+}
+
+TEST_F(NetworkCopy, HoldsACloneThatStandsInAnotherNetworkToo) {
+    NetworkManager other;
+    NetworkManager willful;
+    auto* original = new Willful;
+    original->onClone = [&other](Willful&) {
+        auto* clone = new tests::Pipe;
+        other.addNode(clone, "elsewhere");
+        return clone;
+    };
+    willful.addNode(original, "a");
+    NetworkManager copy(willful);
+    EXPECT_EQ(copy.getNode("a"), other.getNode("elsewhere"));
+    EXPECT_EQ(copy.getNode("a")->name(), "a");
+    EXPECT_EQ(other.getNodeNames(), Names{"elsewhere"});
+    other.reset();
+    EXPECT_EQ(other.getNode("elsewhere"), nullptr);
+    EXPECT_EQ(copy.getNodeNames(), Names{"a"});
+}
+
+TEST_F(NetworkCopy, LeavesOutWhatACloneAddsToTheSource) {
+    NetworkManager growing;
+    auto* original = new Willful;
+    original->onClone = [&growing](Willful& self) {
+        growing.createNode(pipe, "late");
+        auto* clone = new tests::Pipe;
+        clone->setName(self.name());
+        return clone;
+    };
+    growing.addNode(original, "m");
+    growing.createNode(pipe, "a");
+    NetworkManager copy(growing);
+    EXPECT_EQ(growing.getNodeNames(), (Names{"a", "late", "m"}));
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "m"}));
+    EXPECT_EQ(copy.getNode("late"), nullptr);
+    EXPECT_NE(copy.createNode(pipe, "late"), nullptr);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "late", "m"}));
+}
+
+TEST_F(NetworkCopy, CallsACloneByTheNameOfItsOriginal) {
+    NetworkManager willful;
+    auto* original = new Willful;
+    original->onClone = [](Willful&) {
+        auto* clone = new tests::Pipe;
+        clone->setName("misnamed");
+        return clone;
+    };
+    willful.addNode(original, "a");
+    NetworkManager copy(willful);
+    EXPECT_EQ(copy.getNodeNames(), Names{"a"});
+    ASSERT_NE(copy.getNode("a"), nullptr);
+    EXPECT_EQ(copy.getNode("a")->name(), "a");
+    EXPECT_EQ(copy.getNode("misnamed"), nullptr);
+}
+
+TEST_F(NetworkCopy, KeepsTheNamesInOrderWhateverComesAndGoesLater) {
+    for (const char* name : {"z", "y", "x", "w"}) {
+        network.createNode(pipe, name);
+    }
+    network.deleteNode("z");
+    network.deleteNode("a");
+    NetworkManager copy(network);
+    EXPECT_EQ(copy.getNodeNames(), (Names{"b", "c", "d", "w", "x", "y"}));
+    for (const std::string& name : copy.getNodeNames()) {
+        ASSERT_NE(copy.getNode(name), nullptr) << name;
+        EXPECT_EQ(copy.getNode(name)->name(), name);
+        EXPECT_NE(copy.getNode(name), network.getNode(name));
+    }
+    EXPECT_EQ(copy.createNode(pipe, "b")->name(), "b1");
+    EXPECT_EQ(copy.createNode(pipe, "a")->name(), "a");
+    EXPECT_TRUE(copy.renameNode("y", "e"));
+    copy.deleteNode("x");
+    EXPECT_EQ(copy.getNodeNames(), (Names{"a", "b", "b1", "c", "d", "e", "w"}));
+    EXPECT_EQ(copy.getNode("x"), nullptr);
+    EXPECT_EQ(copy.getNode("e")->name(), "e");
+    EXPECT_EQ(NetworkManager(copy).getNodeNames(), copy.getNodeNames());
+    EXPECT_EQ(network.getNodeNames(), (Names{"b", "c", "d", "w", "x", "y"}));
+    takeDestroyed();
+    copy.cleanNetwork();
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "b1", "c", "d", "e", "w"}));
 }
 
 TEST_F(NetworkCopy, ReplacesWhatWasThere) {

@@ -2,7 +2,6 @@
 
 #include <TessilGraph/graph/internal/Access.h>
 
-#include <algorithm>
 #include <cstddef>
 
 namespace TessilGraph::internal {
@@ -16,8 +15,12 @@ inline Port* counterpart(PortRange ports, std::size_t place, const Port& origina
     if (place < ports.size() && isIt(ports[place])) {
         return ports[place];
     }
-    const auto found = std::find_if(ports.begin(), ports.end(), isIt);
-    return found != ports.end() ? *found : nullptr;
+    for (Port* port : ports) {
+        if (isIt(port)) {
+            return port;
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace TessilGraph::internal

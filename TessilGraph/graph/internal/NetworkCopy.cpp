@@ -11,12 +11,16 @@ namespace TessilGraph::internal {
 
 namespace {
 
-bool isLinked(const Node& node) {
-    const auto anyLinked = [](PortRange ports) {
-        return std::any_of(ports.begin(), ports.end(),
-                           [](const Port* port) { return port != nullptr && port->numConnections() != 0; });
-    };
-    return anyLinked(Access::inputs(node)) || anyLinked(Access::outputs(node));
+/// Whether no port of the node has a link, nor a list that was lent.
+bool isUnlinked(const Node& node) {
+    for (const PortRange ports : {Access::inputs(node), Access::outputs(node)}) {
+        for (Port* port : ports) {
+            if (port != nullptr && (!Access::connectionList(*port).empty() || Access::watched(*port))) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 Port* outputOf(const Node& copy, const Node& node, const Port& original) {
@@ -28,7 +32,10 @@ Port* outputOf(const Node& copy, const Node& node, const Port& original) {
 }  // namespace
 
 NetworkCopy::NetworkCopy(const NodeSet& source)
-    : source_(source), names_(source.sorted()), clones_(source.endPosition()) {
+    : source_(source),
+      names_(source.sorted()),
+      clones_(source.endPosition()),
+      wiring_(source.state()->wiring.load(std::memory_order_relaxed)) {
     try {
         cloneNodes();
     } catch (...) {
@@ -39,6 +46,17 @@ NetworkCopy::NetworkCopy(const NodeSet& source)
 
 NetworkCopy::~NetworkCopy() {
     deleteClones();
+}
+
+bool NetworkCopy::enterAll(NodeSet& target) {
+    // What a host's clone did to the source meanwhile raised this.
+    const bool isUnchanged = source_.state()->wiring.load(std::memory_order_relaxed) == wiring_;
+    if (!areUnlinked_ || !isUnchanged || !source_.isPlain() || target.endPosition() != 0 || !areNewNodes()) {
+        return false;
+    }
+    target.enterCopies(source_, clones_, names_);
+    handedOver_ = names_.size();
+    return true;
 }
 
 std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const NodeSet& target) const {
@@ -90,10 +108,25 @@ void NetworkCopy::cloneNodes() {
         const NodeSet::Position position = names_[i];
         Node* clone = source_.nodeAt(position).clone();
         clones_[position] = clone;
-        if (clone != nullptr && !isLinked(*clone)) {
+        if (clone != nullptr && isUnlinked(*clone)) {
             Access::label(*clone) = labelsByPosition[position];
+        } else {
+            areUnlinked_ = false;
         }
     }
+}
+
+/// A host's clone may stand in a network already, or come twice.
+bool NetworkCopy::areNewNodes() const {
+    const std::uint64_t walk = nextStamp();
+    return std::all_of(names_.begin(), names_.end(), [&](NodeSet::Position position) {
+        Node* clone = clones_[position];
+        const bool isNew = Access::holders(*clone) == 0 && Access::mark(*clone) != walk;
+        if (isNew) {
+            Access::mark(*clone) = walk;
+        }
+        return isNew;
+    });
 }
 
 /// Names that follow one another belong to nodes that lie anywhere.
@@ -136,10 +169,15 @@ std::vector<std::uint64_t> NetworkCopy::labels() const {
 }
 
 /// The node of `target` that has the name of this one; null when there is none.
-Node* NetworkCopy::copyOf(const Node& original, const NodeSet& target) const {
+inline Node* NetworkCopy::copyOf(const Node& original, const NodeSet& target) const {
     if (source_.isPlain() && Access::home(original) == source_.state().get()) {
         return clones_[Access::entry(original)];
     }
+    return findCopy(original, target);
+}
+
+/// Apart from the rest, so that the rest stays short.
+[[gnu::noinline]] Node* NetworkCopy::findCopy(const Node& original, const NodeSet& target) {
     return target.find(Access::name(original));
 }
 

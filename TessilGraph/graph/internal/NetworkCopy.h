@@ -14,8 +14,8 @@ class Port;
 
 namespace TessilGraph::internal {
 
-/// The steps of copying a network: clone its nodes, translate orders, wire the clones. It changes
-/// nothing of the source.
+/// The steps of copying a network: clone its nodes, enter the clones, translate orders, wire the clones. It
+/// changes nothing of the source.
 class NetworkCopy {
 public:
     /// Clones the nodes in name order.
@@ -25,6 +25,10 @@ public:
 
     /// Deletes the clones that nobody has taken over.
     ~NetworkCopy();
+
+    /// Enters all clones in a set and hands them over with that. False, with nothing done, unless the set is
+    /// empty and there is one new node for each name: then they are to be entered one by one.
+    bool enterAll(NodeSet& target);
 
     /// Calls `takeOver(clone, name)` with each clone and the name of its original, in name order.
     /// The clone belongs to the callee when the call returns.
@@ -48,15 +52,19 @@ private:
     static const std::string& nameOf(const Node& node);
 
     void cloneNodes();
+    bool areNewNodes() const;
     void prefetchOriginal(std::size_t before) const;
     void deleteClones();
     std::vector<std::uint64_t> labels() const;
     Node* copyOf(const Node& original, const NodeSet& target) const;
+    static Node* findCopy(const Node& original, const NodeSet& target);
 
     const NodeSet& source_;
     const std::vector<NodeSet::Position> names_;  ///< Of the source, in name order.
     std::vector<Node*> clones_;                   ///< By position in the source; null where there is none.
     std::size_t handedOver_ = 0;                  ///< How many of the names are done.
+    const std::uint64_t wiring_;                  ///< Of the source, when this began.
+    bool areUnlinked_ = true;                     ///< All clones are there and nothing is linked to them.
 };
 
 }  // namespace TessilGraph::internal
