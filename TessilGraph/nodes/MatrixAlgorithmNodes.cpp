@@ -28,7 +28,8 @@ struct Parts {
     V3d translate{0.0};
 };
 
-Parts decompose(const M44d& matrix) {
+// All steps in one piece, so that what nobody reads of the matrix product among them is not computed.
+__attribute__((flatten)) Parts decompose(const M44d& matrix) {
     Parts parts;
     Imath::extractSHRT(matrix, parts.scale, parts.shear, parts.rotate, parts.translate, neverRaise);
     return parts;

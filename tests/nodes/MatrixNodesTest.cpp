@@ -4,9 +4,11 @@
 
 #include "../support/CollectedLog.h"
 #include "MatrixTesting.h"
+#include "RandomValues.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -209,6 +211,24 @@ TEST(MultiplyMatrixNode, AppliesTheFirstInputFirst) {
 
     // The origin on the left of the product picks row 3.
     expectNear(V3d(product[3][0], product[3][1], product[3][2]), {0, 1, 0}, 1e-15);
+}
+
+TEST(MultiplyMatrixNode, ComputesTheSameBitsAsTheMatrixClass) {
+    Numbers numbers(12);
+    for (int round = 0; round < 1000; ++round) {
+        M44d left, right, expected;
+        randomise(left, numbers);
+        randomise(right, numbers);
+        M44d::multiply(left, right, expected);
+        const M44d product = binary<MultiplyMatrix>(left, right);
+        for (int element = 0; element < 16; ++element) {
+            const double actual = product[element / 4][element % 4];
+            const double wanted = expected[element / 4][element % 4];
+            // Which of two NaNs comes out of a sum is the compiler's choice.
+            EXPECT_TRUE(bitsOf(actual) == bitsOf(wanted) || (std::isnan(actual) && std::isnan(wanted)))
+                << "round " << round << " element " << element << ": " << actual << " and " << wanted;
+        }
+    }
 }
 
 TEST(MultiplyMatrixNode, MultipliesRowsByColumns) {

@@ -44,9 +44,24 @@ inline Long multiply(Long in1, Long in2) {
     return wrapped(static_cast<std::uint32_t>(in1) * static_cast<std::uint32_t>(in2));
 }
 
+/// Two neighbours in a row of a matrix, wherever it stands.
+using MatrixPair = double __attribute__((vector_size(16), aligned(8), may_alias));
+
+/// What `Imath::M44d::multiply` comes to: each element in the same steps, two elements at a time.
 inline Imath::M44d multiply(const Imath::M44d& in1, const Imath::M44d& in2) {
     Imath::M44d product(Imath::UNINITIALIZED);
-    Imath::M44d::multiply(in1, in2, product);
+    const auto* in = reinterpret_cast<const MatrixPair*>(in2.getValue());
+    const MatrixPair right[] = {in[0], in[1], in[2], in[3], in[4], in[5], in[6], in[7]};
+    auto* out = reinterpret_cast<MatrixPair*>(product.getValue());
+    for (int row = 0; row < 4; ++row) {
+        const double* left = in1[row];
+        const MatrixPair a = {left[0], left[0]};
+        const MatrixPair b = {left[1], left[1]};
+        const MatrixPair c = {left[2], left[2]};
+        const MatrixPair d = {left[3], left[3]};
+        *out++ = a * right[0] + b * right[2] + c * right[4] + d * right[6];
+        *out++ = a * right[1] + b * right[3] + c * right[5] + d * right[7];
+    }
     return product;
 }
 
