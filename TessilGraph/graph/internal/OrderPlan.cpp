@@ -21,18 +21,24 @@ namespace {
 struct Resolved {
     const Kernel* kernel = nullptr;
     std::array<const unsigned char*, Kernel::maxPorts> addresses{};
+    std::array<std::size_t, Kernel::maxPorts> sizes{};
 
     std::size_t size() const { return kernel->inputs + kernel->outputs; }
 };
 
-/// Null if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
-const unsigned char* addressFor(const Node& node, const Port& port, bool isInput) {
+struct Value {
+    const unsigned char* address = nullptr;
+    std::size_t size = 0;
+};
+
+/// No address if `compute` may find the value elsewhere, or elsewhere later on without anybody being told.
+Value valueFor(const Node& node, const Port& port, bool isInput) {
     Port* target = portOfKernel(node, port, isInput);
     if (target == nullptr || (isInput && Access::connectionList(port).isOpen())) {
-        return nullptr;
+        return {};
     }
     const ValueType& type = *Access::valueType(*target);
-    return static_cast<const unsigned char*>(isInput ? type.shown(*target) : type.own(*target));
+    return {static_cast<const unsigned char*>(isInput ? type.shown(*target) : type.own(*target)), type.size};
 }
 
 Resolved resolve(const Node& node, const Kernel& kernel) {
@@ -40,11 +46,12 @@ Resolved resolve(const Node& node, const Kernel& kernel) {
     const Port* ports[Kernel::maxPorts];
     kernel.ports(node, ports);
     for (std::size_t i = 0; i < kernel.inputs + kernel.outputs; ++i) {
-        const unsigned char* address = addressFor(node, *ports[i], i < kernel.inputs);
-        if (address == nullptr || reinterpret_cast<std::uintptr_t>(address) % placeSize != 0) {
+        const Value value = valueFor(node, *ports[i], i < kernel.inputs);
+        if (value.address == nullptr || reinterpret_cast<std::uintptr_t>(value.address) % placeSize != 0) {
             return resolved;
         }
-        resolved.addresses[i] = address;
+        resolved.addresses[i] = value.address;
+        resolved.sizes[i] = value.size;
     }
     resolved.kernel = &kernel;
     return resolved;
@@ -106,7 +113,7 @@ void OrderPlan::compile() {
     std::unordered_map<const Kernel*, Place> numbers;
     steps_.reserve(order_.size());
     for (std::size_t i = 0; i < order_.size(); ++i) {
-        Step step{Access::dirty(*order_[i]), noEntry};
+        Step step{Access::dirty(*order_[i]), noEntry, 0};
         const Resolved& node = nodes[i];
         if (node.kernel != nullptr && isWithinReach(node, lowest)) {
             step.entry = static_cast<std::uint32_t>(entries_.size());
@@ -119,11 +126,27 @@ void OrderPlan::compile() {
                 entries_.push_back(
                     static_cast<Place>(static_cast<std::size_t>(node.addresses[port] - lowest) / placeSize));
             }
+            addFurtherLines(node.sizes.data(), node.size(), step.entry + 1);
+            step.entrySize = static_cast<std::uint32_t>(entries_.size()) - step.entry;
         }
         hasKernelsOnly_ = hasKernelsOnly_ && step.entry != noEntry;
         steps_.push_back(step);
     }
     entries_.resize(entries_.size() + lookAhead);
+}
+
+/// Values of more than a line end in another one than they begin, and may have some in between.
+void OrderPlan::addFurtherLines(const std::size_t* sizes, std::size_t count, std::uint32_t places) {
+    constexpr Place placesPerLine = lineSize / placeSize;
+    for (std::size_t port = 0; port < count; ++port) {
+        if (sizes[port] > lineSize) {
+            const Place last = entries_[places + port] + static_cast<Place>(sizes[port] / placeSize) - 1;
+            for (Place place = entries_[places + port] + placesPerLine; place < last; place += placesPerLine) {
+                entries_.push_back(place);
+            }
+            entries_.push_back(last);
+        }
+    }
 }
 
 bool OrderPlan::areAllDirty() const {

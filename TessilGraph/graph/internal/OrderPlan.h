@@ -73,14 +73,17 @@ public:
 private:
     struct Step {
         std::atomic<std::uint8_t>* dirty;
-        std::uint32_t entry;  ///< Where the kernel's number and the places of its values stand, or `noEntry`.
+        std::uint32_t entry;      ///< Where the kernel's number and the places of its values stand, or `noEntry`.
+        std::uint32_t entrySize;  ///< With the places at which large values go on, for who fetches them.
     };
     static constexpr std::uint32_t noEntry = ~std::uint32_t{0};
-    static constexpr std::size_t lookAhead = 64;  ///< How many places further on values are fetched.
+    static constexpr std::size_t lineSize = 64;    ///< Bytes that come into a cache together.
+    static constexpr std::size_t lookAhead = 128;  ///< How many places further on values are fetched.
 
     OrderPlan(const std::vector<Node*>& order, const NetworkState& network);
 
     void compile();
+    void addFurtherLines(const std::size_t* sizes, std::size_t count, std::uint32_t places);
     template <bool fetches>
     std::size_t runFrom(std::size_t place, const ComputeData* data);
     std::size_t runFew(const ComputeData* data);
@@ -100,29 +103,25 @@ private:
 
         /// False when the node has no kernel.
         bool compute(const Step& step) const {
-            return compute(step, [](const Place*, const Place*) {});
+            if (step.entry == noEntry) {
+                return false;
+            }
+            const Place* entry = entries + step.entry;
+            functions[*entry](entry + 1, values);
+            step.dirty->store(0, std::memory_order_relaxed);
+            return true;
         }
 
         /// The same, and fetches as many values that steps further on will use. The number of a kernel may be
         /// taken for a place, which does no harm.
         bool computeAndFetch(const Step& step) const {
-            return compute(step, [this](const Place* begin, const Place* end) {
-                for (const Place* place = begin; place != end; ++place) {
-                    __builtin_prefetch(values + placeSize * place[lookAhead]);
-                }
-            });
-        }
-
-    private:
-        template <class Then>
-        bool compute(const Step& step, Then then) const {
-            if (step.entry == noEntry) {
+            if (!compute(step)) {
                 return false;
             }
-            const Place* entry = entries + step.entry;
-            const Place* end = functions[*entry](entry + 1, values);
-            step.dirty->store(0, std::memory_order_relaxed);
-            then(entry, end);
+            const Place* further = entries + step.entry + lookAhead;
+            for (const Place* end = further + step.entrySize; further != end; ++further) {
+                __builtin_prefetch(values + placeSize * *further);
+            }
             return true;
         }
     };
