@@ -95,7 +95,7 @@ const bool traitsAreDeclared = [] {
 }();
 
 Doubles* outputOf(Node& node) {
-    for (auto port = node.outputPortBegin(); port != node.outputPortEnd(); ++port) {
+    for (auto port = node.outputPortCBegin(); port != node.outputPortCEnd(); ++port) {
         if (auto* output = dynamic_cast<Doubles*>(*port)) {
             return output;
         }
@@ -162,17 +162,18 @@ struct Mixture {
     bool anyFlag = false;     ///< Nodes are dirty and clean in any pattern.
     bool linkInputs = false;  ///< Inputs feed inputs.
     bool slow = false;        ///< Pure nodes take their time, so that several threads are worth it.
+    bool planned = false;     ///< Large enough for a plan of walks, which there is, with few changes at a time.
 };
 
 /// A random network, the same one for the same seed.
 class RandomNetwork {
 public:
     RandomNetwork(unsigned int seed, const Mixture& mixture) : mixture_(mixture), random_(seed) {
-        const std::size_t size = 4 + random_() % (mixture.slow ? 100 : 40);
+        const std::size_t size = (mixture.planned ? 100 : 4) + random_() % (mixture.slow ? 100 : 40);
         for (std::size_t index = 0; index < size; ++index) {
             Node* node = makeNode();
             network_.addNode(node, "n" + std::to_string(index));
-            for (auto port = node->inputPortBegin(); port != node->inputPortEnd(); ++port) {
+            for (auto port = node->inputPortCBegin(); port != node->inputPortCEnd(); ++port) {
                 auto* input = dynamic_cast<Doubles*>(*port);
                 if (input == nullptr) {
                     continue;
@@ -185,7 +186,7 @@ public:
                 Node* from = nodes_[nodes_.size() - 1 - random_() % reach];
                 Port* source = outputOf(*from);
                 if (mixture.linkInputs && random_() % 8 == 0 && from->numInputPorts() != 0) {
-                    source = *from->inputPortBegin();
+                    source = *from->inputPortCBegin();
                 }
                 if (source->isOutput()) {
                     EXPECT_TRUE(source->connectTo(input));
@@ -195,13 +196,22 @@ public:
             }
             nodes_.push_back(node);
         }
+        if (mixture.planned) {
+            walkOften();
+        } else {
+            lendPorts();
+        }
     }
 
     /// The same changes for the same seed.
     void change() {
+        if (mixture_.planned) {
+            changeLittle();
+            return;
+        }
         for (Node* node : nodes_) {
             if (random_() % 6 == 0 && node->numInputPorts() != 0) {
-                static_cast<Doubles*>(*node->inputPortBegin())->set(static_cast<double>(random_() % 100));
+                static_cast<Doubles*>(*node->inputPortCBegin())->set(static_cast<double>(random_() % 100));
             }
         }
         for (Node* node : nodes_) {
@@ -210,6 +220,34 @@ public:
             } else if (mixture_.anyFlag && random_() % 3 == 0) {
                 node->setDirtyFlag();
             }
+        }
+    }
+
+    /// The same near the end, at nodes that few others read.
+    void changeLittle() {
+        constexpr std::size_t reach = 15;
+        for (unsigned long i = random_() % 3; i < 4; ++i) {
+            Node& node = *nodes_[nodes_.size() - 1 - random_() % reach];
+            if (i % 2 == 0 && node.numInputPorts() != 0) {
+                static_cast<Doubles*>(*node.inputPortCBegin())->set(static_cast<double>(random_() % 100));
+            }
+            node.setDirty(random_() % 3 == 0);
+        }
+    }
+
+    /// Anybody may edit the lists of ports from here on, which allows of no plan.
+    void lendPorts() {
+        for (Node* node : nodes_) {
+            node->inputPortBegin();
+            node->outputPortBegin();
+        }
+    }
+
+    /// Walks serially until that is planned.
+    void walkOften() {
+        for (int i = 0; i < 12; ++i) {
+            network_.setAllNodeDirty();
+            network_.computeNode(nodes_[nodes_.size() - 1 - static_cast<std::size_t>(i) % 2]->name());
         }
     }
 
@@ -222,7 +260,7 @@ public:
         if (node.numInputPorts() == 0) {
             return;
         }
-        Port* input = *node.inputPortBegin();
+        Port* input = *node.inputPortCBegin();
         Port* output = outputOf(*nodes_[from]);
         if (byHand) {
             std::vector<Port*>& sources = lent(*input);
@@ -317,6 +355,49 @@ TEST(LevelWalk, LeavesBuiltInNodesAsItsLevelsWould) {
 
 TEST(LevelWalk, LeavesBuiltInNodesAsItsLevelsWouldWhateverIsDirty) {
     compareWithLevels({0, true});
+}
+
+TEST(LevelWalk, LeavesFewBuiltInNodesAsItsLevelsWould) {
+    Mixture mixture;
+    mixture.planned = true;
+    compareWithLevels(mixture);
+    mixture.others = 3;
+    compareWithLevels(mixture);
+}
+
+TEST(LevelWalk, ComputesACleanNodeBeforeItsSourceThatStandsNearer) {
+    NetworkManager network;
+    std::vector<AddDouble*> nodes;
+    for (int i = 0; i < 100; ++i) {
+        nodes.push_back(new AddDouble);
+        network.addNode(nodes.back(), "n" + std::to_string(i));
+    }
+    AddDouble &first = *nodes[0], &source = *nodes[1], &clean = *nodes[2], &reader = *nodes[3], &target = *nodes[4];
+    EXPECT_TRUE(first.outputPort()->connectTo(source.input1Port()));
+    EXPECT_TRUE(source.outputPort()->connectTo(clean.input1Port()));
+    EXPECT_TRUE(clean.outputPort()->connectTo(reader.input1Port()));
+    EXPECT_TRUE(source.outputPort()->connectTo(target.input2Port()));
+    EXPECT_TRUE(reader.outputPort()->connectTo(target.input1Port()));
+    for (int i = 0; i < 300; ++i) {
+        network.setAllNodeDirty();
+        network.computeNode(i % 2 == 0 ? target.name() : reader.name());
+    }
+
+    source.input2Port()->set(10.0);
+    clean.setDirty(false);
+    network.computeNode(target.name(), nullptr, parallel);
+    EXPECT_EQ(clean.outputPort()->get(), 0.0);
+    EXPECT_EQ(target.outputPort()->get(), 10.0);
+
+    // Now it comes late enough.
+    source.input2Port()->set(20.0);
+    clean.setDirty(false);
+    reader.setDirty(false);
+    network.computeNode(target.name(), nullptr, parallel);
+    EXPECT_EQ(target.outputPort()->get(), 20.0);
+    clean.setDirtyFlag();
+    network.computeNode(clean.name(), nullptr, parallel);
+    EXPECT_EQ(clean.outputPort()->get(), 20.0);
 }
 
 TEST(LevelWalk, LeavesBuiltInNodesAsItsLevelsWouldWhereInputsFeedInputs) {

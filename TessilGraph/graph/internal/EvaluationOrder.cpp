@@ -297,14 +297,13 @@ void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bo
 void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data, bool isCyclic) {
     NetworkState& network = *home.state();
     const bool mayHavePlan = !isCyclic && Access::home(target) == &network;
-    const std::uint64_t newMarks = network.marks.load(std::memory_order_relaxed) - network.walkedMarks;
-    const bool few = newMarks < home.size() / 8;
+    const bool few = fewWereMarked(network);
     if (!(mayHavePlan && few && computeByPlan(target, network, data)) &&
         !(!isCyclic && computeAgain(target, network, data)) &&
         !(mayHavePlan && !few && computeByPlan(target, network, data))) {
         computeFresh(target, home, data, isCyclic);
     }
-    network.walkedMarks = network.marks.load(std::memory_order_relaxed);
+    noteMarksWalked(network);
 }
 
 std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {

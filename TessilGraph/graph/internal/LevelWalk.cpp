@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/StageRun.h>
+#include <TessilGraph/graph/internal/WalkPlan.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -113,13 +114,39 @@ void Levels::compute(const ComputeData* data) {
     }
 }
 
+namespace {
+
+/// A walk of few nodes, by the plan for these if there is one. False, with nothing computed, if not.
+bool computeFew(Node& target, NetworkState& network) {
+    if (!computeFewOfLevelsByPlan(target, network)) {
+        return false;
+    }
+    noteMarksWalked(network);
+    return true;
+}
+
+void computePure(PureWalk& walk, NetworkState& network, bool few, const ComputeData* data) {
+    const std::size_t count = walk.size();
+    walk.compute(data);
+    if (few) {
+        noteWalked(network, count);
+    }
+    noteMarksWalked(network);
+}
+
+}  // namespace
+
 bool computeInLevels(Node& target, NetworkState& network, const ComputeData* data) {
+    const bool few = Access::home(target) == &network && fewWereMarked(network);
+    if (few && computeFew(target, network)) {
+        return true;
+    }
     const Lease walks(network);
     switch (walks->pure.gather(target, network)) {
         case PureWalk::Found::Circle:
             return false;
         case PureWalk::Found::PureNodes:
-            walks->pure.compute(data);
+            computePure(walks->pure, network, few, data);
             return true;
         case PureWalk::Found::Others:
             break;

@@ -250,6 +250,14 @@ std::size_t OrderPlan::run(const std::uint32_t* places, std::size_t count, const
     return count;
 }
 
+void OrderPlan::computeByKernels(const std::uint32_t* places, std::size_t count) {
+    noteRun();
+    const Kernels kernels = this->kernels();
+    for (std::size_t i = 0; i < count; ++i) {
+        kernels.compute(steps_[places[i]]);
+    }
+}
+
 bool OrderPlan::computeByItself(std::size_t place, const ComputeData* data) {
     Node& node = *order_[place];
     node.compute(data);

@@ -54,6 +54,11 @@ public:
     /// The same with the nodes at some places of the order. Returns how many of the places were looked at.
     std::size_t run(const std::uint32_t* places, std::size_t count, const ComputeData* data);
 
+    bool hasKernel(std::size_t place) const { return steps_[place].entry != noEntry; }
+
+    /// Computes the nodes at some places, dirty or not, all of which have kernels, and marks them clean.
+    void computeByKernels(const std::uint32_t* places, std::size_t count);
+
     /// Computes the nodes at [begin, end), dirty or not, by their kernels, and marks them clean. Returns
     /// the place of the first one that has no kernel, where it stops, or `end`. Different nodes may be
     /// computed side by side. `noteRun` comes before.

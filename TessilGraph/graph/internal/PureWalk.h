@@ -38,6 +38,7 @@ public:
     /// is the same.
     Found gather(Node& target, const NetworkState& network);
     void compute(const ComputeData* data);
+    std::size_t size() const { return order_.size(); }
 
 private:
     struct Open {

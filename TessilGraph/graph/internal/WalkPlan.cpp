@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
 
@@ -126,13 +127,95 @@ bool WalkPlan::hideNothing(const std::vector<std::uint32_t>& places) const {
     });
 }
 
-/// Fills `order_` with the dirty nodes that lead to the target through dirty ones, depth first; with one that
-/// was waiting in two places twice, as `wholeOrder` has it. Returns how many there are.
-std::size_t WalkPlan::gather(std::uint32_t target) {
+void WalkPlan::makeRoomForNumbers() {
     if (next_ > std::numeric_limits<std::uint32_t>::max() - sources_.size() - 1) {
         std::fill(numbers_.begin(), numbers_.end(), 0);
         next_ = 1;
     }
+}
+
+bool WalkPlan::computeFewOfLevels(const Node& target) {
+    const std::size_t count = gatherFewOfLevels(places_[Access::entry(target)]);
+    if (count == 0) {
+        return false;
+    }
+    nodePlan_->computeByKernels(order_.get(), count);
+    return true;
+}
+
+/// Fills `order_` with the dirty nodes that lead to the target through dirty ones, and the clean ones that feed
+/// these, each once, sources first. Returns how many there are, or 0 if they are many or not all as wanted.
+std::size_t WalkPlan::gatherFewOfLevels(std::uint32_t target) {
+    if (!nodePlan_->hasKernel(target)) {
+        return 0;
+    }
+    makeRoomForNumbers();
+    const auto isDirty = nodePlan_->dirtiness();
+    const std::uint32_t first = next_;
+    const auto take = [&](std::uint32_t node) {
+        numbers_[node] = next_;
+        order_[next_++ - first] = node;
+    };
+    std::size_t depth = 0;
+    path_[depth++] = {target, starts_[target], 0};
+    while (depth != 0) {
+        Step& at = path_[depth - 1];
+        if (at.next == starts_[at.node + 1]) {
+            take(at.node);
+            --depth;
+            continue;
+        }
+        const std::uint32_t source = sources_[at.next++];
+        if (numbers_[source] >= first) {
+            continue;
+        }
+        if (!nodePlan_->hasKernel(source) || next_ - first + depth >= few) {
+            return 0;
+        }
+        if (isDirty(source)) {
+            path_[depth++] = {source, starts_[source], 0};
+        } else {
+            take(source);
+        }
+    }
+    return doCleanOnesComeLate(first, next_ - first) ? next_ - first : 0;
+}
+
+/// Whether each clean node of `order_`, numbered from `first`, stands in nearer levels only than the farthest one
+/// of each node there that it reads: levels then come to the same as the order.
+bool WalkPlan::doCleanOnesComeLate(std::uint32_t first, std::uint32_t count) const {
+    const auto isDirty = nodePlan_->dirtiness();
+    const auto forEachSource = [&](std::uint32_t place, auto visit) {
+        const std::uint32_t node = order_[place];
+        for (std::uint32_t i = starts_[node]; i != starts_[node + 1]; ++i) {
+            if (numbers_[sources_[i]] >= first) {
+                visit(numbers_[sources_[i]] - first);
+            }
+        }
+    };
+    std::array<std::uint32_t, few> levels{};  // The farthest ones.
+    for (std::uint32_t place = count; place-- > 0;) {
+        if (isDirty(order_[place])) {
+            forEachSource(place,
+                          [&](std::uint32_t source) { levels[source] = std::max(levels[source], levels[place] + 1); });
+        }
+    }
+    bool areLate = true;
+    for (std::uint32_t place = 0; place < count; ++place) {
+        if (!isDirty(order_[place])) {
+            forEachSource(place, [&](std::uint32_t source) {
+                // What nothing feeds comes before all others.
+                areLate = areLate && (levels[place] < levels[source] || !isFed(*nodes_[order_[source]]));
+            });
+        }
+    }
+    return areLate;
+}
+
+/// Fills `order_` with the dirty nodes that lead to the target through dirty ones, depth first; with one that
+/// was waiting in two places twice, as `wholeOrder` has it. Returns how many there are.
+std::size_t WalkPlan::gather(std::uint32_t target) {
+    makeRoomForNumbers();
     const auto isDirty = nodePlan_->dirtiness();
     const std::uint32_t* starts = starts_.data();
     const std::uint32_t* sources = sources_.data();
@@ -175,6 +258,18 @@ bool computeByPlan(const Node& target, NetworkState& network, const ComputeData*
     const WalkPlanLease plan(network);
     (*plan).compute(target, data);
     return true;
+}
+
+bool fewWereMarked(const NetworkState& network) {
+    return network.marks.load(std::memory_order_relaxed) - network.walkedMarks < network.nodes->size() / 8;
+}
+
+void noteMarksWalked(NetworkState& network) {
+    network.walkedMarks = network.marks.load(std::memory_order_relaxed);
+}
+
+bool computeFewOfLevelsByPlan(const Node& target, NetworkState& network) {
+    return network.walkPlan != nullptr && network.walkPlan->isCurrent() && network.walkPlan->computeFewOfLevels(target);
 }
 
 void noteWalked(NetworkState& network, std::size_t count) {

@@ -32,6 +32,11 @@ public:
     /// Computes what `computeUpstream` does.
     void compute(const Node& target, const ComputeData* data);
 
+    /// Computes what `computeInLevels` does, if these are few nodes with kernels, and levels come to the same as
+    /// any order: how often they run then, nobody can tell. False, with nothing computed, if not. So few
+    /// kernels take so little time that other threads would be no help.
+    bool computeFewOfLevels(const Node& target);
+
     /// Where nodes of the network stand in this plan, and in every one under the same wiring.
     std::vector<std::uint32_t> placesOf(const std::vector<Node*>& nodes) const;
 
@@ -47,11 +52,16 @@ private:
         std::uint32_t opened;  ///< The number that was next when the walk came here first.
     };
 
+    static constexpr std::uint32_t few = 256;
+
     explicit WalkPlan(NetworkState& network);
 
     bool addSources(std::uint32_t place);
     bool compile();
     std::size_t gather(std::uint32_t target);
+    std::size_t gatherFewOfLevels(std::uint32_t target);
+    bool doCleanOnesComeLate(std::uint32_t first, std::uint32_t count) const;
+    void makeRoomForNumbers();
 
     NetworkState& network_;
     std::vector<Node*> nodes_;             ///< Those that stand under their own names, by position.
@@ -71,6 +81,16 @@ private:
 /// What `computeUpstream` does, by the walk plan of the network; false when there is none that holds. The
 /// target stands in the network.
 bool computeByPlan(const Node& target, NetworkState& network, const ComputeData* data);
+
+/// Whether few nodes of the network became dirty since the last walk.
+bool fewWereMarked(const NetworkState& network);
+
+/// To be told that a walk has ended.
+void noteMarksWalked(NetworkState& network);
+
+/// What `computeInLevels` does, by the walk plan of the network, where that is possible and there is little to do.
+/// False, with nothing computed, where not.
+bool computeFewOfLevelsByPlan(const Node& target, NetworkState& network);
 
 /// To be told how many nodes a walk without a plan computed. When they come to more than the whole network
 /// while the wiring stays, the network gets a plan.
