@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/KernelPorts.h>
+#include <TessilGraph/graph/internal/Prefetch.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
@@ -129,6 +130,7 @@ void CompiledNetwork::takeNodes() {
     state_->prepared = this;
     ++state_->storage;
     for (Slot slot = 0; slot < size(); ++slot) {
+        prefetchAhead(nodes_, slot);
         Node& node = *nodes_[slot];
         if (node.isDirty()) {
             dirty_[slot].store(isDirty | isOrigin, std::memory_order_relaxed);
@@ -149,10 +151,12 @@ void CompiledNetwork::dissolve() noexcept {
     }
     state_->prepared = nullptr;
     ++state_->storage;
-    for (Port* port : adopted_) {
-        Access::valueType(*port)->release(*port);
+    for (std::size_t i = 0; i < adopted_.size(); ++i) {
+        prefetchAhead(adopted_, i);
+        Access::valueType(*adopted_[i])->release(*adopted_[i]);
     }
     for (Slot slot = 0; slot < size(); ++slot) {
+        prefetchAhead(nodes_, slot);
         Node& node = *nodes_[slot];
         Access::bringDirtyHome(node);
         Access::slot(node) = 0;
@@ -170,6 +174,7 @@ void CompiledNetwork::compile() {
     sources_.reserve(2 * nodes_.size());
     std::size_t places = 0;
     for (Slot slot = 0; slot < size(); ++slot) {
+        prefetchAhead(nodes_, slot);
         findSources(slot);
         Port* ports[Kernel::maxPorts];
         kernels[slot] = usableKernel(slot, ports);
@@ -293,9 +298,10 @@ std::size_t CompiledNetwork::claimPorts(Port* const* ports, std::size_t count) {
 void CompiledNetwork::adopt(std::size_t places) {
     values_ = std::make_unique<unsigned char[]>(places * placeSize);
     unsigned char* next = values_.get();
-    for (Port* port : adopted_) {
-        const ValueType& type = *Access::valueType(*port);
-        type.adopt(*port, next);
+    for (std::size_t i = 0; i < adopted_.size(); ++i) {
+        prefetchAhead(adopted_, i);
+        const ValueType& type = *Access::valueType(*adopted_[i]);
+        type.adopt(*adopted_[i], next);
         next += placesFor(type) * placeSize;
     }
 }
@@ -314,6 +320,7 @@ void CompiledNetwork::addEntries(const std::vector<std::uint32_t>& kernels, cons
         withKernel_.add(slot);
         *next++ = kernels[slot];
         for (std::size_t count = kernels_[kernels[slot]].ports(); count > 0; --count, ++port) {
+            prefetchAhead(shown, static_cast<std::size_t>(port - shown.data()));
             const auto* address = static_cast<const unsigned char*>(Access::valueType(**port)->own(**port));
             *next++ = static_cast<Place>(static_cast<std::size_t>(address - values_.get()) / placeSize);
         }

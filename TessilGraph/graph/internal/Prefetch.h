@@ -5,7 +5,8 @@
 
 namespace TessilGraph {
 class Node;
-}
+class Port;
+}  // namespace TessilGraph
 
 namespace TessilGraph::internal {
 
@@ -26,6 +27,19 @@ constexpr std::size_t nodesAhead = 3;
 inline void prefetchAhead(const std::vector<Node*>& nodes, std::size_t place) {
     if (place + nodesAhead < nodes.size()) {
         prefetchNode(nodes[place + nodesAhead]);
+    }
+}
+
+/// Less is done for a port than for a node.
+constexpr std::size_t portsAhead = 12;
+
+/// The same for a port and its value, or the first part of it.
+inline void prefetchAhead(const std::vector<Port*>& ports, std::size_t place) {
+    constexpr std::size_t line = 64;
+    if (place + portsAhead < ports.size()) {
+        const auto* address = reinterpret_cast<const char*>(ports[place + portsAhead]);
+        __builtin_prefetch(address);
+        __builtin_prefetch(address + line);
     }
 }
 
