@@ -7,27 +7,48 @@
 
 namespace TessilGraph {
 
-/// Finds by the hash of a name the position at which somebody else keeps it. Eight bytes a name, at
-/// a load of at most four fifths.
+/// For an index that knows positions and nothing else.
+struct NothingBeside {};
+
+/// Finds by the hash of a name the position at which somebody else keeps it. Eight bytes a name and what
+/// is kept beside the position, at a load of at most four fifths.
 ///
 /// Threads: const functions may run side by side.
-class NameIndex {
+template <class Beside>
+class NameIndexWith {
 public:
     /// Fewer than 2^32 - 1 of them fit.
     using Position = std::uint32_t;
 
     static constexpr Position none = std::numeric_limits<Position>::max();
 
+    /// What the index knows of a name. Valid until a name comes or goes.
+    struct Slot : Beside {
+        Slot() = default;
+        Slot(std::uint32_t hashOfName, Position at, const Beside& beside)
+            : Beside(beside), hash(hashOfName), position(at) {}
+
+        std::uint32_t hash = 0;
+        Position position = none;
+    };
+
     /// The position of that hash for which `isIt(position)`; `none` when there is none.
     template <class IsIt>
     Position find(std::uint32_t hash, IsIt isIt) const {
+        return findSlot(hash, [&isIt](const Slot& slot) { return isIt(slot.position); }).position;
+    }
+
+    /// The slot of that hash for which `isIt(slot)`; one at `none` when there is none.
+    template <class IsIt>
+    const Slot& findSlot(std::uint32_t hash, IsIt isIt) const {
         if (slots_.empty()) {
-            return none;
+            static const Slot empty;
+            return empty;
         }
         for (std::size_t place = hash & mask();; place = (place + 1) & mask()) {
             const Slot& slot = slots_[place];
-            if (slot.position == none || (slot.hash == hash && isIt(slot.position))) {
-                return slot.position;
+            if (slot.position == none || (slot.hash == hash && isIt(slot))) {
+                return slot;
             }
         }
     }
@@ -35,13 +56,15 @@ public:
     /// Says that the name of that hash will be looked for soon.
     void prefetch(std::uint32_t hash) const {
         if (!slots_.empty()) {
-            __builtin_prefetch(&slots_[hash & mask()]);
+            const Slot* slot = &slots_[hash & mask()];
+            __builtin_prefetch(slot);
+            __builtin_prefetch(slot + 3);
         }
     }
 
-    /// Most likely where `find` will end; may be `none`.
-    Position guess(std::uint32_t hash) const {
-        return find(hash, [](Position) { return true; });
+    /// Most likely where `findSlot` will end.
+    const Slot& guess(std::uint32_t hash) const {
+        return findSlot(hash, [](const Slot&) { return true; });
     }
 
     /// Makes room for one more name, so that the next `insert` allocates nothing.
@@ -55,9 +78,9 @@ public:
     }
 
     /// The position is not in yet.
-    void insert(std::uint32_t hash, Position position) {
+    void insert(std::uint32_t hash, Position position, const Beside& beside = {}) {
         reserveOne();
-        put({hash, position});
+        put(Slot(hash, position, beside));
         ++size_;
     }
 
@@ -73,8 +96,13 @@ public:
                 hole = place;
             }
         }
-        slots_[hole].position = none;
+        slots_[hole] = Slot();
         --size_;
+    }
+
+    /// Keeps something else beside a position that is in, under that hash.
+    void replace(std::uint32_t hash, Position position, const Beside& beside) {
+        static_cast<Beside&>(slots_[placeOf(hash, position)]) = beside;
     }
 
     /// Says that what stood at `from` stands at `to` now.
@@ -95,11 +123,6 @@ public:
     }
 
 private:
-    struct Slot {
-        std::uint32_t hash = 0;
-        Position position = none;
-    };
-
     std::size_t mask() const { return slots_.size() - 1; }
 
     std::size_t placeOf(std::uint32_t hash, Position position) const {
@@ -110,7 +133,7 @@ private:
         return place;
     }
 
-    void put(Slot slot) {
+    void put(const Slot& slot) {
         std::size_t place = slot.hash & mask();
         while (slots_[place].position != none) {
             place = (place + 1) & mask();
@@ -139,5 +162,7 @@ private:
     std::vector<Slot> slots_;  ///< Their number is a power of two.
     std::size_t size_ = 0;
 };
+
+using NameIndex = NameIndexWith<NothingBeside>;
 
 }  // namespace TessilGraph

@@ -57,38 +57,42 @@ NodeSet::~NodeSet() {
     state_->nodes = nullptr;
 }
 
+const NodeSet::Index::Slot& NodeSet::slotOf(const HashedName& name) const {
+    return index_.findSlot(name.hash(), [&](const Index::Slot& slot) { return isNamed(slot, name.text()); });
+}
+
 NodeSet::Position NodeSet::positionOf(const HashedName& name) const {
-    return index_.find(name.hash(), [&](Position position) { return isSameText(nameAt(position), name.text()); });
+    return slotOf(name).position;
 }
 
 Node* NodeSet::find(const HashedName& name) const {
-    return nodeOrNull(positionOf(name));
+    return slotOf(name).node;
 }
 
 std::pair<Node*, Node*> NodeSet::findBoth(const HashedName& one, const HashedName& other) const {
     // Each step fetches for both what the next one reads.
     index_.prefetch(one.hash());
     index_.prefetch(other.hash());
-    const Position guesses[] = {index_.guess(one.hash()), index_.guess(other.hash())};
-    for (const Position position : guesses) {
-        if (position != none) {
-            __builtin_prefetch(&entries_[position]);
-        }
-    }
-    for (const Position position : guesses) {
-        if (position != none) {
-            internal::prefetchNode(entries_[position]);
-        }
-    }
-    const auto check = [this](Position guess, const HashedName& name) {
-        const bool isIt = guess == none || isSameText(nameAt(guess), name.text());
-        return isIt ? nodeOrNull(guess) : find(name);
+    const Index::Slot& first = index_.guess(one.hash());
+    const Index::Slot& second = index_.guess(other.hash());
+    internal::prefetchWholeNodes(first.node, second.node);
+    const auto check = [this](const Index::Slot& guess, const HashedName& name) {
+        return guess.node == nullptr || isNamed(guess, name.text()) ? guess.node : find(name);
     };
-    return {check(guesses[0], one), check(guesses[1], other)};
+    return {check(first, one), check(second, other)};
 }
 
 const std::string& NodeSet::nameAt(Position position) const {
-    return bearsItsName(position) ? Access::name(nodeAt(position)) : keptNames_.find(position)->second;
+    return nameOf(nodeAt(position), position);
+}
+
+/// The name of the entry at that position, which is the node's.
+const std::string& NodeSet::nameOf(const Node& node, Position position) const {
+    return bearsNameOf(node, position) ? Access::name(node) : keptNames_.find(position)->second;
+}
+
+bool NodeSet::isNamed(const Index::Slot& slot, std::string_view name) const {
+    return isSameText(nameOf(*slot.node, slot.position), name);
 }
 
 void NodeSet::reserve(std::size_t nodes) {
@@ -107,6 +111,7 @@ Node* NodeSet::enter(Node& node, const HashedName& name) {
     Node* replaced = entries_[position] != &node ? entries_[position] : nullptr;
     leave(position);
     entries_[position] = &node;
+    index_.replace(name.hash(), position, {&node});
     made_[position] = false;
     ++Access::holders(node);
     settle(node, position);
@@ -168,7 +173,7 @@ void NodeSet::rename(Position position, const HashedName& newName) {
         settle(node, position);
     }
     index_.erase(HashedName(name).hash(), position);
-    index_.insert(newName.hash(), position);
+    index_.insert(newName.hash(), position, {&node});
     sorted_.clear();
     giveBack(name);
 }
@@ -268,16 +273,15 @@ void NodeSet::append(Node& node, const HashedName& name, bool made) {
     }
     made_[position] = made;
     entries_.push_back(&node);
-    index_.insert(name.hash(), position);
+    index_.insert(name.hash(), position, {&node});
     ++size_;
     sorted_.clear();
     ++Access::holders(node);
     settle(node, position);
 }
 
-/// Whether the name of the entry is the one that its node bears.
-bool NodeSet::bearsItsName(Position position) const {
-    const Node& node = nodeAt(position);
+/// Whether the name of the node's entry at that position is the one that it bears.
+bool NodeSet::bearsNameOf(const Node& node, Position position) const {
     return Access::home(node) == state_.get() && Access::entry(node) == position;
 }
 
@@ -309,11 +313,17 @@ void NodeSet::leave(Position position) {
 }
 
 void NodeSet::giveBack(std::string_view freedName) {
+    if (!suffixes_.isEmpty()) {
+        giveBackSuffix(freedName);
+    }
+}
+
+void NodeSet::giveBackSuffix(std::string_view freedName) {
     // Every way to read the name as another one with a suffix; nobody counts beyond 18 digits.
     constexpr std::size_t mostDigits = 18;
     std::uint64_t suffix = 0;
     std::uint64_t place = 1;
-    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size() && !suffixes_.isEmpty(); ++digits) {
+    for (std::size_t digits = 1; digits <= mostDigits && digits <= freedName.size(); ++digits) {
         const char digit = freedName[freedName.size() - digits];
         if (digit < '0' || digit > '9') {
             return;

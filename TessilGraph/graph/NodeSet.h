@@ -140,20 +140,30 @@ private:
         std::set<std::uint64_t> givenBack;
     };
 
-    Node* nodeOrNull(Position position) const { return position != none ? entries_[position] : nullptr; }
-    bool bearsItsName(Position position) const;
+    /// Stands in the index as well as in the list of entries, so that a name leads straight to its node.
+    struct Entered {
+        Node* node = nullptr;
+    };
+    using Index = NameIndexWith<Entered>;
+
+    const Index::Slot& slotOf(const HashedName& name) const;
+    bool isNamed(const Index::Slot& slot, std::string_view name) const;
+    const std::string& nameOf(const Node& node, Position position) const;
+    bool bearsNameOf(const Node& node, Position position) const;
+    bool bearsItsName(Position position) const { return bearsNameOf(nodeAt(position), position); }
     static void takeName(Node& node, const HashedName& name);
     void append(Node& node, const HashedName& name, bool made);
     void settle(Node& node, Position position);
     void leave(Position position);
     void giveBack(std::string_view freedName);
+    void giveBackSuffix(std::string_view freedName);
     void closeGaps();
     std::vector<Position> listed() const;
 
     std::shared_ptr<internal::NetworkState> state_;
     std::vector<Node*> entries_;  ///< Null where one was removed.
     std::vector<bool> made_;      ///< A bit for each entry.
-    NameIndex index_;
+    Index index_;
     std::size_t size_ = 0;
     std::unordered_map<Position, std::string> keptNames_;  ///< Of entries whose nodes don't bear them.
     std::vector<Position> sorted_;                         ///< The last listing; empty when names changed since.
