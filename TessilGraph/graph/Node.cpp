@@ -22,10 +22,12 @@ namespace {
 
 /// Null when there is none.
 Port* findPort(PortRange ports, const std::string& name) {
-    const auto found = std::find_if(ports.begin(), ports.end(), [&name](const Port* port) {
-        return port != nullptr && isSameText(internal::Access::name(*port), name);
-    });
-    return found != ports.end() ? *found : nullptr;
+    for (Port* port : ports) {
+        if (port != nullptr && isSameText(internal::Access::name(*port), name)) {
+            return port;
+        }
+    }
+    return nullptr;
 }
 
 std::vector<std::string> portNames(PortRange ports) {
@@ -84,12 +86,15 @@ Node::~Node() {
         ports->forEachKnown([](Port* port) { port->removed_ = true; });
     }
     const internal::NodeMemory::Closing closing(block_);
-    for (Port* port : inputs_.range()) {
+    internal::noteWiring(this);
+    const auto destroy = [this](Port* port) {
+        if (port != nullptr && port->node_ == this) {
+            port->removed_ = true;  // There is no list left to take it out of.
+        }
         delete port;
-    }
-    for (Port* port : outputs_.range()) {
-        delete port;
-    }
+    };
+    inputs_.forEach(destroy);
+    outputs_.forEach(destroy);
     // What the lists stand in belongs to the block, too.
     inputs_.clear();
     outputs_.clear();

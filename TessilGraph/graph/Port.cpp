@@ -38,7 +38,9 @@ std::string Port::typeStr() const {
 }
 
 Port::~Port() {
-    internal::LentLists::forget(*this);
+    if (watched_) {
+        internal::LentLists::forget(*this);
+    }
     noteWiring();
     leaveOwner();
 }
@@ -266,15 +268,20 @@ void Port::detachFromPeers() {
     if (connections_.empty()) {
         return;
     }
-    PortList peers;
-    connections_.moveTo(peers);
     noteWiring();
-    peers.forEach([this](Port* peer) {
+    const auto leave = [this](Port* peer) {
         if (peer != nullptr) {
             peer->connections_.unlink(this);
             peer->noteWiring();
         }
-    });
+    };
+    if (Port* only = connections_.takeSingle()) {
+        leave(only);
+        return;
+    }
+    PortList peers;
+    connections_.moveTo(peers);
+    peers.forEach(leave);
 }
 
 }  // namespace TessilGraph

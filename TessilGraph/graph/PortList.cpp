@@ -151,11 +151,7 @@ PortList::Array* PortList::Array::make(std::uint32_t capacity, const Node* node)
     return new (memory) Array{0, capacity};
 }
 
-PortList::~PortList() {
-    destroy(word());
-}
-
-void PortList::destroy(std::uintptr_t word) {
+void PortList::destroyLong(std::uintptr_t word) {
     if ((word & kindBits) == isArray) {
         internal::NodeMemory::release(array(word));
     } else if ((word & kindBits) == isLent) {
@@ -236,11 +232,7 @@ void PortList::addToOthers(Port* port, const Node* node) {
 bool PortList::remove(const Port* port) {
     const std::uintptr_t old = word();
     if ((old & kindBits) == isSingle) {
-        if (old == 0 || reinterpret_cast<Port*>(old) != port) {
-            return false;
-        }
-        setWord(0);
-        return true;
+        return removeSingle(port);
     }
     if ((old & kindBits) == isLent) {
         std::vector<Port*>& ports = lent(old)->ports;
@@ -269,7 +261,7 @@ bool PortList::remove(const Port* port) {
     return true;
 }
 
-bool PortList::unlink(const Port* port) {
+bool PortList::unlinkFromMany(const Port* port) {
     if ((word() & kindBits) == isArray && array(word())->size >= many) {
         becomeThinned();
     }

@@ -48,7 +48,7 @@ private:
 class TESSILGRAPH_API PortList {
 public:
     PortList() = default;
-    ~PortList();
+    ~PortList() { destroy(word()); }
     PortList(const PortList&) = delete;
     PortList& operator=(const PortList&) = delete;
 
@@ -79,7 +79,10 @@ public:
         const std::uintptr_t word = word_.load(std::memory_order_acquire);
         return (word & kindBits) == isThinned ? thinnedSize(word) : range().size();
     }
-    bool empty() const { return word_.load(std::memory_order_acquire) == 0 || size() == 0; }
+    bool empty() const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        return (word & kindBits) == isSingle ? word == 0 : size() == 0;
+    }
 
     /// Whether hosts have a way to edit the list.
     bool isOpen() const { return (word() & kindBits) == isLent && lent(word())->isOpen; }
@@ -95,6 +98,10 @@ public:
     }
 
     bool contains(const Port* port) const {
+        const std::uintptr_t word = word_.load(std::memory_order_acquire);
+        if ((word & kindBits) == isSingle) {
+            return word != 0 && word == reinterpret_cast<std::uintptr_t>(port);
+        }
         const PortRange ports = range();
         return std::find(ports.begin(), ports.end(), port) != ports.end();
     }
@@ -113,10 +120,22 @@ public:
 
     /// The same for a list of peers: taking many out of many costs no more than a look at each, in whatever
     /// order they go. May leave gaps in what `range` shows, but for the first place and the last.
-    bool unlink(const Port* port);
+    bool unlink(const Port* port) {
+        return (word() & kindBits) == isSingle ? removeSingle(port) : unlinkFromMany(port);
+    }
 
     void removeLast();
     void clear();
+
+    /// Empties a list that is nothing but one port, which it returns; null for other lists.
+    Port* takeSingle() {
+        const std::uintptr_t old = word();
+        if ((old & kindBits) != isSingle) {
+            return nullptr;
+        }
+        setWord(0);
+        return reinterpret_cast<Port*>(old);
+    }
 
     /// Empties the list into another one, which is empty.
     void moveTo(PortList& other);
@@ -191,9 +210,22 @@ private:
     static Thinned* thinned(std::uintptr_t word) { return reinterpret_cast<Thinned*>(word & ~kindBits); }
     static PortRange thinnedRange(std::uintptr_t word);
     static std::size_t thinnedSize(std::uintptr_t word);
-    static void destroy(std::uintptr_t word);
+    static void destroy(std::uintptr_t word) {
+        if ((word & kindBits) != isSingle) {
+            destroyLong(word);
+        }
+    }
+    static void destroyLong(std::uintptr_t word);
 
     void addToOthers(Port* port, const Node* node);
+    bool removeSingle(const Port* port) {
+        const bool isIt = word() != 0 && word() == reinterpret_cast<std::uintptr_t>(port);
+        if (isIt) {
+            setWord(0);
+        }
+        return isIt;
+    }
+    bool unlinkFromMany(const Port* port);
     void becomeThinned() noexcept;
     void becomeArray() noexcept;
 

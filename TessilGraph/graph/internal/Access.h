@@ -137,8 +137,7 @@ inline void noteWiring(Node* node) {
 
 /// Whether `peer` stands in the list of `port`.
 inline bool lists(const Port& port, const Port& peer) {
-    const PortRange peers = Access::connections(port);
-    return std::find(peers.begin(), peers.end(), &peer) != peers.end();
+    return Access::connectionList(port).contains(&peer);
 }
 
 /// Where a row of ports ends that starts with `port` and goes from each input to its first source: at
