@@ -115,6 +115,18 @@ TEST_F(PortLifetime, OutlastsTheNodeItWasTakenFromWithItsListLent) {
     EXPECT_TRUE(network.connectAttr("source", "out", "collector", "in1"));
 }
 
+TEST_F(PortLifetime, EndsWithAnotherNodeThanItsOwner) {
+    auto owner = std::make_unique<Collector>();
+    auto keeper = std::make_unique<Collector>();
+    const std::unique_ptr<Port> replaced = keeper->takeOutByHand("in1");
+    Port* port = owner->takeOutByHand("in1").release();
+    *keeper->inputPortBegin() = port;
+    EXPECT_EQ(port->node(), owner.get());
+    keeper.reset();
+    owner.reset();
+    EXPECT_TRUE(replaced->getConnections().empty());
+}
+
 TEST_F(PortLifetime, EndsInTheSightOfWhatIsPrepared) {
     collector->in("in1")->getConnections();
     collector->inputPortBegin();
