@@ -75,7 +75,9 @@ std::pair<Node*, Node*> NodeSet::findBoth(const HashedName& one, const HashedNam
     index_.prefetch(other.hash());
     const Index::Slot& first = index_.guess(one.hash());
     const Index::Slot& second = index_.guess(other.hash());
-    internal::prefetchWholeNodes(first.node, second.node);
+    if (first.node != nullptr && second.node != nullptr) {
+        internal::prefetchWholeNodes(first.node, second.node);
+    }
     const auto check = [this](const Index::Slot& guess, const HashedName& name) {
         return guess.node == nullptr || isNamed(guess, name.text()) ? guess.node : find(name);
     };
