@@ -105,6 +105,16 @@ public:
         static_cast<Beside&>(slots_[placeOf(hash, position)]) = beside;
     }
 
+    /// The same for all positions: `besideOf(position)`.
+    template <class BesideOf>
+    void replaceAll(BesideOf besideOf) {
+        for (Slot& slot : slots_) {
+            if (slot.position != none) {
+                static_cast<Beside&>(slot) = besideOf(slot.position);
+            }
+        }
+    }
+
     /// Says that what stood at `from` stands at `to` now.
     void move(std::uint32_t hash, Position from, Position to) { slots_[placeOf(hash, from)].position = to; }
 

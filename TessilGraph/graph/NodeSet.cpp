@@ -130,7 +130,8 @@ void NodeSet::enter(Node& node, const FreeName& name, bool made) {
 }
 
 void NodeSet::enterCopies(const NodeSet& originals, const std::vector<Node*>& copies, std::vector<Position> sorted) {
-    NameIndex index = originals.index_;
+    Index index = originals.index_;
+    index.replaceAll([&copies](Position position) { return Entered{copies[position]}; });
     std::vector<Node*> entries = copies;
     std::vector<bool> made(entries.size());
     if (!entries.empty()) {
