@@ -275,14 +275,20 @@ void NetworkManager::clearNodeCache() {
             waiting.push_back(*entry);
         }
     }
+    std::vector<Node*> doomed;
     for (const auto& [name, entry] : waiting) {
-        // A node that stands under two names is gone, and its entries with it, at the first one.
+        // A node that stands under two names is forgotten, and its entries with it, at the first one.
         const NodeCacheEntry* now = nodeCache_.find(name);
         const bool stillThere = now != nullptr && now->node == entry.node;
         eraseCacheEntry(name);
         if (stillThere && entry.node != nullptr) {
-            destroy(*entry.node);
+            forget(*entry.node);
+            doomed.push_back(entry.node);
         }
+    }
+    // All are unlinked by now: a list that was edited by hand may have named one that listed nothing.
+    for (Node* node : doomed) {
+        delete node;
     }
 }
 
@@ -380,6 +386,12 @@ void NetworkManager::moveEntry(const HashedName& from, const HashedName& to) {
 
 /// Deletes a node and whatever the books still say of it.
 void NetworkManager::destroy(Node& node) {
+    forget(node);
+    delete &node;
+}
+
+/// Takes the node out of the books, and out of all lists of ports that its own ports know.
+void NetworkManager::forget(Node& node) {
     if (Access::holders(node) != 0) {
         // The host entered it under more than one name.
         std::vector<std::string> names;
@@ -399,7 +411,6 @@ void NetworkManager::destroy(Node& node) {
     }
     networkCache_.nodeDies(node);
     Access::unlink(node);
-    delete &node;
 }
 
 void NetworkManager::setCacheEntry(const HashedName& name, NodeCacheEntry entry) {

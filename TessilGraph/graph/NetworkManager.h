@@ -150,6 +150,7 @@ private:
     bool isCached(NodeSet::Position position, const HashedName& name) const;
     void moveEntry(const HashedName& from, const HashedName& to);
     void destroy(Node& node);
+    void forget(Node& node);
     void setCacheEntry(const HashedName& name, NodeCacheEntry entry);
     void eraseCacheEntry(const HashedName& name);
 

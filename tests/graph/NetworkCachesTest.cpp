@@ -283,6 +283,14 @@ TEST_F(NetworkCaches, FollowARenamedNode) {
     EXPECT_EQ(network.createNode(pipe, "z"), a);
 }
 
+/// A link of which only one end knows, and that end dies second.
+TEST_F(NetworkCaches, AreClearedThoughWaitingNodesListEachOtherOneSidedly) {
+    network.reset();
+    b->getInputPort("in1")->getConnections().push_back(a->getOutputPort("out"));
+    network.clearNodeCache();
+    EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c"}));
+}
+
 TEST_F(NetworkCaches, ForgetADeletedNode) {
     network.deleteNode("a");
     EXPECT_EQ(takeDestroyed(), Names{"a"});
