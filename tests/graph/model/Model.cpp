@@ -86,10 +86,16 @@ Id World::newPort(const std::string& name, const std::string& type) {
 }
 
 const Value& World::read(Id port) const {
-    while (ports[port].input && !ports[port].connections.empty()) {
-        port = ports[port].connections.front();
+    Id end = port;
+    std::size_t steps = 0;
+    while (ports[end].input && !ports[end].connections.empty()) {
+        end = ports[end].connections.front();
+        if (++steps > ports.size()) {
+            end = port;  // A row of inputs that runs in a circle leads to no value but the port's own.
+            break;
+        }
     }
-    return ports[port].link == none ? ports[port].value : outside[ports[port].link];
+    return ports[end].link == none ? ports[end].value : outside[ports[end].link];
 }
 
 void World::set(Id port, const Value& value) {
@@ -205,7 +211,7 @@ Id World::cloneNode(Id node) {
     for (const Id port : nodes[node].inputs) {
         if (ports[port].connections.empty()) {
             const Id copied = findPort(copy, ports[port].name, true);
-            if (copied != none) {
+            if (copied != none && ports[copied].type == ports[port].type) {
                 copyValue(copied, port);
             }
         }
