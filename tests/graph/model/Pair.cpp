@@ -6,7 +6,8 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/graph/model/Model.h>
-#include <tests/support/CollectedLog.h>
+
+#include <TessilUtils/Logger.h>
 
 #include <gtest/gtest-printers.h>
 
@@ -162,6 +163,10 @@ public:
 class Pair::Impl {
 public:
     Impl() {
+        previousSink_ = TessilUtils::Logger::setSink([this](TessilUtils::LogLevel, const std::string& message) {
+            const std::lock_guard<std::mutex> guard(record.mutex);
+            messages_.push_back(message);
+        });
         registerTwins();
         world_.managers.resize(2);
         for (Id index = 0; index < 2; ++index) {
@@ -193,7 +198,7 @@ public:
                 delete ports_[id];
             }
         }
-        tests::takeLog();
+        TessilUtils::Logger::setSink(std::move(previousSink_));
     }
 
     Impl(const Impl&) = delete;
@@ -213,7 +218,7 @@ public:
         history_.push_back(step.text);
         record.computed.clear();
         record.destroyed.clear();
-        tests::takeLog();
+        messages_.clear();
         std::swap(world_, next_);
         std::string actual;
         bool threw = false;
@@ -824,7 +829,7 @@ private:
 
     void compare(const std::string& expected, const std::string& actual, bool threw) {
         same({"result"}, expected, actual);
-        same({"messages"}, world_.log, tests::takeLog());
+        same({"messages"}, world_.log, messages_);
         same({"destroyed nodes"}, world_.destroyed, record.destroyed);
         same({"exception"}, world_.threw, threw);
         compareRun();
@@ -960,6 +965,8 @@ private:
     std::string kind_;
     std::vector<std::string> history_;
     std::map<std::string, int> kinds_;
+    TessilUtils::Logger::Sink previousSink_;
+    std::vector<std::string> messages_;  ///< Of the last step.
     std::ostringstream differences_;
     std::vector<Port*> list_;
 };

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <TessilUtils/Logger.h>
+
+namespace fuzz {
+
+/// Arbitrary input is refused all the time, and nobody reads why.
+inline const bool isQuiet = [] {
+    TessilUtils::Logger::setSink([](TessilUtils::LogLevel, const std::string&) {});
+    return true;
+}();
+
+}  // namespace fuzz
