@@ -132,6 +132,15 @@ TEST_F(NetworkConnections, ThatOnlyOneSideListsAreReportedWhenTheNodeIsDeleted) 
     EXPECT_EQ(network.getNode("a"), nullptr);
 }
 
+TEST_F(NetworkConnections, ThatOneSideListsTwiceAreReportedOnceWhenTheNodeIsDeleted) {
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    ASSERT_TRUE(network.connectAttr("a", "out", "c", "in1"));
+    a->getOutputPort("out")->getConnections().push_back(b->getInputPort("in1"));
+    network.deleteNode("a");
+    EXPECT_EQ(takeLog(), Messages{"Connection doesn't exist "});
+    EXPECT_EQ(b->getInputPort("in1")->numConnections(), 0U);
+}
+
 TEST_F(NetworkConnections, SurviveRenaming) {
     ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
     ASSERT_TRUE(network.renameNode("a", "source"));
