@@ -23,6 +23,7 @@ constexpr float measuredAtOnce = 2000.0f;
 constexpr float unknownGuess = 500.0f;  ///< Of a node that was never measured; it keeps batches small.
 constexpr float slowNode = 500.0f;      ///< From here on measuring is cheap.
 constexpr unsigned int batchesPerMeasure = 32;
+constexpr unsigned int plannedBatchesPerMeasure = 256;
 
 class Stopwatch {
 public:
@@ -41,6 +42,12 @@ private:
 bool isToBeMeasured(float cost) {
     static thread_local unsigned int batches = 0;
     return cost == 0.0f || cost >= slowNode || ++batches % batchesPerMeasure == 0;
+}
+
+/// The same for nodes with kernels, whose costs hardly change. The nodes themselves are not looked at.
+bool arePlannedToBeMeasured() {
+    static thread_local unsigned int batches = 0;
+    return ++batches % plannedBatchesPerMeasure == 0;
 }
 
 /// Slow nodes are measured one by one.
@@ -156,9 +163,10 @@ void StageRun::computeAsPlanned(const Stage& stage, const OrderPlan* plan) {
 }
 
 void StageRun::computeInTurn(Node* const* begin, Node* const* end) {
+    const bool isPlanned = plan_ != nullptr && plan_->hasKernelsOnly();
     while (begin != end) {
         Node* const* batchEnd = end - begin > nodesAtOnce ? begin + nodesAtOnce : end;
-        if (!isToBeMeasured(Access::cost(**begin))) {
+        if (isPlanned ? !arePlannedToBeMeasured() : !isToBeMeasured(Access::cost(**begin))) {
             if (!computeBatch(begin, batchEnd)) {
                 return;
             }
