@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/internal/LevelWalk.h>
 
+#include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
@@ -128,7 +129,8 @@ bool computeFew(Node& target, NetworkState& network) {
 void computePure(PureWalk& walk, NetworkState& network, bool few, const ComputeData* data) {
     const std::size_t count = walk.size();
     walk.compute(data);
-    if (few) {
+    // A few marks may have made all of it dirty, and the plan that a walk gets is for few nodes.
+    if (few && count < network.nodes->size() / 8) {
         noteWalked(network, count);
     }
     noteMarksWalked(network);

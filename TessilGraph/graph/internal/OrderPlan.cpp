@@ -100,7 +100,7 @@ void OrderPlan::compile() {
     std::vector<Resolved> nodes(order_.size());
     for (std::size_t i = 0; i < order_.size(); ++i) {
         const Node& node = *order_[i];
-        const auto [known, isNew] = kernels.emplace(typeid(node), nullptr);
+        const auto [known, isNew] = kernels.try_emplace(typeid(node), nullptr);
         if (isNew) {
             known->second = findKernel(node);
         }
@@ -117,7 +117,7 @@ void OrderPlan::compile() {
         const Resolved& node = nodes[i];
         if (node.kernel != nullptr && isWithinReach(node, lowest)) {
             step.entry = static_cast<std::uint32_t>(entries_.size());
-            const auto [number, isNew] = numbers.emplace(node.kernel, static_cast<Place>(kernels_.size()));
+            const auto [number, isNew] = numbers.try_emplace(node.kernel, static_cast<Place>(kernels_.size()));
             if (isNew) {
                 kernels_.push_back(node.kernel->function);
             }

@@ -20,9 +20,11 @@ constexpr double planCostPerNode = 30.0;
 constexpr double worthPlanning = 40000.0;
 constexpr unsigned int usesPerSum = 32;
 constexpr unsigned int patience = 4;
+constexpr double muchTooLong = 3.0;  // Times as long as in turn.
 constexpr unsigned int usesWithoutPlan = 256;
 constexpr unsigned int firstTimeInTurn = 8;
-constexpr double littleWork = 1e7;  // Nanoseconds.
+constexpr double littleWork = 1e7;
+constexpr double tinyNode = 500.0;  // What nodes take that are quicker is not known well.
 
 }  // namespace
 
@@ -242,8 +244,16 @@ void PureWalk::compute(const ComputeData* data) {
 
 /// A plan that may be used again costs nothing.
 bool PureWalk::isWorthPlanning() const {
+    const double cost = cost_ * scale_;
     const double planning = uses_ != 0 ? 0.0 : planCostPerNode * static_cast<double>(order_.size());
-    return cost_ >= worthPlanning && cost_ / threadCount() + planning < 0.9 * cost_;
+    return cost >= worthPlanning && cost / threadCount() + planning < 0.9 * cost;
+}
+
+/// Tiny nodes seem dearer one by one than they are together, where their values stay in one cache; how much, a walk
+/// in turn shows. Without one there is no plan for them.
+bool PureWalk::findScale() {
+    scale_ = timeInTurn_ != 0.0 && timeInTurn_ < cost_ ? timeInTurn_ / cost_ : 1.0;
+    return timeInTurn_ != 0.0 || cost_ >= littleWork || cost_ >= tinyNode * static_cast<double>(order_.size());
 }
 
 void PureWalk::plan() {
@@ -260,7 +270,7 @@ void PureWalk::plan() {
         timeInTurn_ = 0.0;
     }
     takeAsItStands();
-    if (uses_ < planFrom_ || !isWorthPlanning()) {
+    if (uses_ < planFrom_ || !findScale() || !isWorthPlanning()) {
         return;
     }
     planCost_ = cost_;
@@ -268,7 +278,7 @@ void PureWalk::plan() {
     rank();
     const double byLevel = expectedTime(levels_);
     const double bySegment = expectedTime(tiers_);
-    if (std::min(byLevel, bySegment) > 0.9 * cost_) {
+    if (std::min(byLevel, bySegment) > 0.9 * cost_ * scale_) {
         return;
     }
     planned_ = &sorted_;
@@ -306,7 +316,10 @@ void PureWalk::judge(double elapsed) {
     const double inTurn = timeInTurn_ != 0.0 ? std::min(planCost_, timeInTurn_) : planCost_;
     if (elapsed < inTurn) {
         failedUses_ -= failedUses_ != 0 ? 1 : 0;
-    } else if (++failedUses_ == patience) {
+        return;
+    }
+    failedUses_ += elapsed > muchTooLong * inTurn ? patience : 1;
+    if (failedUses_ >= patience) {
         takeAsItStands();
         planFrom_ = uses_ + usesWithoutPlan;
     }
@@ -393,11 +406,16 @@ void PureWalk::add(std::vector<Rank>& ranks, std::uint32_t index, double cost) {
     rank.largest = std::max(rank.largest, cost);
 }
 
-double PureWalk::expectedTime(const std::vector<Rank>& ranks) {
-    return std::accumulate(ranks.begin(), ranks.end(), 0.0, [](double time, const Rank& rank) {
-        const double inLoop = std::max(rank.cost / threadCount(), rank.largest) + loopCost;
-        return time + (rank.count == 1 ? rank.cost : std::min(rank.cost, inLoop));
+double PureWalk::expectedTime(const std::vector<Rank>& ranks) const {
+    return std::accumulate(ranks.begin(), ranks.end(), 0.0, [this](double time, const Rank& rank) {
+        const double cost = rank.cost * scale_;
+        const double inLoop = std::max(cost / threadCount(), rank.largest * scale_) + loopCost;
+        return time + (rank.count == 1 ? cost : std::min(cost, inLoop));
     });
+}
+
+bool PureWalk::isWorthALoop(const Rank& rank) const {
+    return rank.cost * scale_ >= static_cast<double>(worthALoop);
 }
 
 void PureWalk::sortByLevel() {
@@ -418,7 +436,7 @@ void PureWalk::sortByLevel() {
         const float enough = partCost(total);
         starts_.push_back(place);
         for (float cost = 0.0f; place < level.count; ++place) {
-            if (cost >= enough && total >= worthALoop) {
+            if (cost >= enough && isWorthALoop(level)) {
                 starts_.push_back(place);
                 cost = 0.0f;
             }
@@ -439,7 +457,7 @@ void PureWalk::sortBySegment() {
         if (opensTier) {
             stages_.push_back(starts_.size());
         }
-        if (opensTier || tiers_[segment.tier].cost >= static_cast<double>(worthALoop)) {
+        if (opensTier || isWorthALoop(tiers_[segment.tier])) {
             starts_.push_back(static_cast<std::uint32_t>(sorted_.size()));
         }
         sorted_.insert(sorted_.end(), order_.begin() + segment.begin, order_.begin() + segment.end);

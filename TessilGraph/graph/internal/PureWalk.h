@@ -81,6 +81,8 @@ private:
     bool areAllDirty() const;
     void sumUp();
     bool isWorthPlanning() const;
+    bool findScale();
+    bool isWorthALoop(const Rank& rank) const;
     void plan();
     void takeAsItStands();
     void judge(double elapsed);
@@ -91,7 +93,7 @@ private:
     void sortByLevel();
     void sortBySegment();
     static void add(std::vector<Rank>& ranks, std::uint32_t index, double cost);
-    static double expectedTime(const std::vector<Rank>& ranks);
+    double expectedTime(const std::vector<Rank>& ranks) const;
 
     // When the order holds.
     const Node* target_ = nullptr;  ///< Null when it need not hold any longer than this walk.
@@ -114,6 +116,7 @@ private:
     std::vector<Node*> feeders_;         ///< Clean ones that something feeds.
     Node* last_ = nullptr;               ///< The target, if it is not pure.
     double cost_ = 0.0;                  ///< Of the order, as far as it is known.
+    double scale_ = 1.0;                 ///< What part of that it takes in turn.
 
     std::vector<double> costBefore_;
     std::vector<Segment> segments_;
