@@ -60,7 +60,9 @@ rc::Seq<Sequence> shorter(const Sequence& sequence) {
 }
 
 rc::Gen<Sequence> anySequence() {
-    return rc::gen::shrink(rc::gen::map(rc::gen::noShrink(rc::gen::arbitrary<std::uint64_t>()), sequenceOf), shorter);
+    const auto fromSeed = rc::gen::map(rc::gen::noShrink(rc::gen::arbitrary<std::uint64_t>()),
+                                       [](std::uint64_t seed) { return sequenceOf(seed); });
+    return rc::gen::shrink(fromSeed, [](const Sequence& sequence) { return shorter(sequence); });
 }
 
 }  // namespace
