@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 namespace TessilGraph {
@@ -44,23 +45,35 @@ inline Long multiply(Long in1, Long in2) {
     return wrapped(static_cast<std::uint32_t>(in1) * static_cast<std::uint32_t>(in2));
 }
 
-/// Two neighbours in a row of a matrix, wherever it stands.
-using MatrixPair = double __attribute__((vector_size(16), aligned(8), may_alias));
+/// Two neighbours in a row of a matrix.
+using MatrixPair = double __attribute__((vector_size(16)));
+
+// Matrices stand wherever a double may, which is less than the pair alone would ask for.
+inline MatrixPair loadPair(const double* from) {
+    MatrixPair pair;
+    std::memcpy(&pair, from, sizeof pair);
+    return pair;
+}
+inline void storePair(double* to, MatrixPair pair) {
+    std::memcpy(to, &pair, sizeof pair);
+}
 
 /// What `Imath::M44d::multiply` comes to: each element in the same steps, two elements at a time.
 inline Imath::M44d multiply(const Imath::M44d& in1, const Imath::M44d& in2) {
     Imath::M44d product(Imath::UNINITIALIZED);
-    const auto* in = reinterpret_cast<const MatrixPair*>(in2.getValue());
-    const MatrixPair right[] = {in[0], in[1], in[2], in[3], in[4], in[5], in[6], in[7]};
-    auto* out = reinterpret_cast<MatrixPair*>(product.getValue());
-    for (int row = 0; row < 4; ++row) {
+    MatrixPair right[8];
+    for (int pair = 0; pair < 8; ++pair) {
+        right[pair] = loadPair(in2.getValue() + 2 * pair);
+    }
+    double* out = product.getValue();
+    for (int row = 0; row < 4; ++row, out += 4) {
         const double* left = in1[row];
         const MatrixPair a = {left[0], left[0]};
         const MatrixPair b = {left[1], left[1]};
         const MatrixPair c = {left[2], left[2]};
         const MatrixPair d = {left[3], left[3]};
-        *out++ = a * right[0] + b * right[2] + c * right[4] + d * right[6];
-        *out++ = a * right[1] + b * right[3] + c * right[5] + d * right[7];
+        storePair(out, a * right[0] + b * right[2] + c * right[4] + d * right[6]);
+        storePair(out + 2, a * right[1] + b * right[3] + c * right[5] + d * right[7]);
     }
     return product;
 }
