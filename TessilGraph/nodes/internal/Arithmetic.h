@@ -5,6 +5,7 @@
 #include <Imath/ImathMatrix.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -62,7 +63,7 @@ inline void storePair(double* to, MatrixPair pair) {
 inline Imath::M44d multiply(const Imath::M44d& in1, const Imath::M44d& in2) {
     Imath::M44d product(Imath::UNINITIALIZED);
     MatrixPair right[8];
-    for (int pair = 0; pair < 8; ++pair) {
+    for (std::size_t pair = 0; pair < 8; ++pair) {
         right[pair] = loadPair(in2.getValue() + 2 * pair);
     }
     double* out = product.getValue();
