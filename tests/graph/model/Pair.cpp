@@ -798,7 +798,7 @@ private:
 
     /// Where something is compared. It becomes text only when something differs there.
     struct Place {
-        const char* kind;  ///< "node", "port", "manager" or what is compared; null for no number.
+        const char* kind;  ///< "node", "port" or "manager", or else what is compared.
         Id id = none;
         const char* part = "";
     };
