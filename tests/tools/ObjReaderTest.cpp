@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -95,11 +96,17 @@ TEST(ObjReader, TakesAllLineEnds) {
 }
 
 TEST(ObjReader, RefusesCoordinatesThatAreNoFiniteNumbers) {
-    for (const char* bad : {"v 0 nan 0", "v inf 0 0", "v 1e39 0 0", "v 1e400 0 0", "v 0 0", "v", "v a b c", "v 0 0 0x1",
-                            "v 1,2 3 4", "vn 0 0 nan"}) {
+    for (const char* bad : {"v 0 nan 0", "v inf 0 0", "v 3.4028236e38 0 0", "v 1e400 0 0", "v 0 0", "v", "v a b c",
+                            "v 0 0 0x1", "v 1,2 3 4", "vn 0 0 nan"}) {
         EXPECT_EQ(refusal(triangle + bad + "\nf 1 2 3\n").substr(0, 11), "mesh.obj:4:") << bad;
     }
     EXPECT_EQ(refusal("v 0 nan 0\n"), R"(mesh.obj:1: the coordinate "nan" is no finite number in single precision)");
+}
+
+TEST(ObjReader, TakesTheLargestNumberAsItIsUsuallyPrinted) {
+    const float largest = std::numeric_limits<float>::max();
+    const Mesh mesh = meshOf("v 3.4028235e38 -3.4028235E+38 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_EQ(mesh.points()[0], V3f(largest, -largest, 0.0F));
 }
 
 TEST(ObjReader, RefusesIndicesThatNameNothing) {

@@ -8,7 +8,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <string_view>
 #include <system_error>
 
@@ -76,6 +75,7 @@ private:
 
     void checkNumbers(std::string_view line, const char* what) const {
         constexpr int coordinates = 3;
+        constexpr double infinite = 0x1.ffffffp127;  // From here on a number rounds to no finite one.
         for (int i = 0; i < coordinates; ++i) {
             std::string_view word = takeWord(line);
             if (word.empty()) {
@@ -86,7 +86,7 @@ private:
                 digits.remove_prefix(1);
             }
             const auto number = parseNumber(digits);
-            if (!number || !(std::abs(*number) <= std::numeric_limits<float>::max())) {
+            if (!number || !(std::abs(*number) < infinite)) {
                 refuse("the coordinate " + inQuotes(word) + " is no finite number in single precision");
             }
         }
