@@ -1,6 +1,7 @@
 #include <tests/graph/model/Model.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <deque>
@@ -85,7 +86,7 @@ Id World::newPort(const std::string& name, const std::string& type) {
     return ports.size() - 1;
 }
 
-const Value& World::read(Id port) const {
+Id World::feeding(Id port) const {
     Id end = port;
     std::size_t steps = 0;
     while (ports[end].input && !ports[end].connections.empty()) {
@@ -95,7 +96,22 @@ const Value& World::read(Id port) const {
             break;
         }
     }
-    return ports[end].link == none ? ports[end].value : outside[ports[end].link];
+    return end;
+}
+
+const Value& World::read(Id port) const {
+    const Port& end = ports[feeding(port)];
+    return end.link == none ? end.value : outside[end.link];
+}
+
+void World::writeThrough(Id port, const Value& value) {
+    Port& end = ports[feeding(port)];
+    Value& stored = end.link == none ? end.value : outside[end.link];
+    if (end.type == "DoublePort") {
+        stored.number = value.number;
+    } else {
+        stored.text = value.text;
+    }
 }
 
 void World::set(Id port, const Value& value) {
@@ -325,12 +341,8 @@ Id World::createNode(Id manager, const std::string& type, const std::string& nam
         waiting->second.inUse = true;
         result = waiting->second.node;
     } else {
-        for (std::size_t index = 0; index < nodeTypes().size(); ++index) {
-            const std::string& known = nodeTypes()[index].name;
-            if (known == type || (type[0] == 'm' && known == "M" + type.substr(1))) {
-                result = newNode(index);
-            }
-        }
+        const Id known = typeNamed(type);
+        result = known == none ? none : newNode(known);
         mine.nodeCache[unique] = {true, result};
     }
     if (result != none) {
@@ -338,6 +350,33 @@ Id World::createNode(Id manager, const std::string& type, const std::string& nam
         mine.nodes[unique] = result;
     }
     return result;
+}
+
+void World::registerNode(const std::string& name, Id type) {
+    if (type == none) {
+        error({"Error null pointer"});
+    } else if (!registered.insert({name, type}).second) {
+        error({"Node ", name, " already registered"});
+    }
+}
+
+void World::deregisterNode(const std::string& name) {
+    if (registered.erase(name) == 0) {
+        error({"Node ", name, " is not registered"});
+    }
+}
+
+Id World::typeNamed(const std::string& name) const {
+    if (name.empty()) {
+        return none;
+    }
+    auto found = registered.find(name);
+    if (found == registered.end()) {
+        std::string raised = name;
+        raised[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(raised[0])));
+        found = registered.find(raised);
+    }
+    return found == registered.end() ? none : found->second;
 }
 
 void World::deleteNode(Id manager, const std::string& name) {
@@ -490,10 +529,10 @@ std::vector<std::vector<Id>> World::levels(Id node) const {
     return ordered;
 }
 
-void World::compute(Id node) {
+bool World::runRule(Id node) {
     if (nodes[node].throws) {
         threw = true;
-        return;
+        return false;
     }
     ++nodes[node].computes;
     std::vector<Value> inputs;
@@ -504,7 +543,18 @@ void World::compute(Id node) {
     for (std::size_t index = 0; index < nodes[node].outputs.size(); ++index) {
         set(nodes[node].outputs[index], outcome(inputs, nodes[node].computes, index));
     }
-    setDirty(node, false);
+    return true;
+}
+
+void World::compute(Id node) {
+    if (runRule(node)) {
+        setDirty(node, false);
+    }
+}
+
+void World::computeByHand(Id node) {
+    ran.push_back({node});
+    runRule(node);
 }
 
 void World::computeNode(Id manager, const std::string& name, bool parallel, bool useCache) {
@@ -596,20 +646,19 @@ void World::assign(Id manager, Id other) {
     }
     Manager& mine = managers[manager];
     const Manager from = managers[other];
-    const auto copyOf = [&](Id node) {
-        const std::string& name = nodes[node].name;
-        const auto original = from.nodes.find(name);
-        if (original == from.nodes.end() || original->second != node) {
-            // A node of no network, or of another one, may have the name of one of ours.
-            ambiguous = ambiguous || mine.nodes.count(name) > 0;
-            return none;
-        }
-        const auto copy = mine.nodes.find(name);
-        return copy == mine.nodes.end() ? none : copy->second;
-    };
-    for (const auto& [name, node] : from.nodes) {
-        mine.nodes[nodes[node].name] = cloneNode(node);
+    std::map<Id, Id> copies;
+    for (const auto& [key, node] : from.nodes) {
+        const std::string name = nodes[node].name;
+        // Which of two nodes of one name the copy keeps, and what becomes of the other, is left open.
+        ambiguous = ambiguous || mine.nodes.count(name) > 0;
+        mine.nodes[name] = copies[node] = cloneNode(node);
     }
+    const auto copyOf = [&](Id node) {
+        const auto copy = copies.find(node);
+        // A node of no network, or of another one, may have the name of one of ours.
+        ambiguous = ambiguous || (copy == copies.end() && mine.nodes.count(nodes[node].name) > 0);
+        return copy == copies.end() ? none : copy->second;
+    };
     for (const auto& [name, order] : from.networkCache) {
         std::vector<Id> copied;
         for (const Id node : order) {
@@ -651,6 +700,12 @@ bool World::isOwned(Id node) const {
         }
     }
     return false;
+}
+
+bool World::isListed(Id port) const {
+    return std::any_of(nodes.begin(), nodes.end(), [port](const Node& node) {
+        return node.alive && (contains(node.inputs, port) || contains(node.outputs, port));
+    });
 }
 
 bool World::isSound() const {

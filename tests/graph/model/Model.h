@@ -80,6 +80,7 @@ struct World {
     std::vector<Node> nodes;
     std::vector<Manager> managers;
     std::vector<Value> outside;
+    std::map<std::string, Id> registered;  ///< What the factory makes under which name: an index into `nodeTypes`.
 
     // What the last step did.
     std::vector<std::string> log;
@@ -94,6 +95,7 @@ struct World {
     Id newPort(const std::string& name, const std::string& type);
     const Value& read(Id port) const;
     void set(Id port, const Value& value);
+    void writeThrough(Id port, const Value& value);
     void copyValue(Id to, Id from);
     void resetPort(Id port);
     bool connect(Id port, Id other);
@@ -108,6 +110,14 @@ struct World {
     Id findPort(Id node, const std::string& name, bool input) const;
     void setDirty(Id node, bool dirty);
     void resetNode(Id node);
+    void computeByHand(Id node);
+
+    // The factory
+    void registerNode(const std::string& name, Id type);
+    void deregisterNode(const std::string& name);
+
+    /// What is made under this name; `none` when nothing is.
+    Id typeNamed(const std::string& name) const;
 
     // Managers, by index
     std::string uniqueName(Id manager, const std::string& name) const;
@@ -128,13 +138,16 @@ struct World {
     /// inputs, nor both together, lead back to where they started.
     bool isSound() const;
     bool isOwned(Id node) const;
+    bool isListed(Id port) const;
     Id upstream(Id port) const;
 
 private:
     bool reaches(Id from, Id target) const;
     std::vector<Id> serialOrder(Id node, bool dirtyOnly) const;
     std::vector<std::vector<Id>> levels(Id node) const;
+    Id feeding(Id port) const;
     void compute(Id node);
+    bool runRule(Id node);
     void error(const std::vector<std::string>& pieces);
 };
 

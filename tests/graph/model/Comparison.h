@@ -1,0 +1,59 @@
+#pragma once
+
+#include <tests/graph/model/Sides.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace twins {
+
+/// Compares everything that can be seen of model and library.
+class Comparison {
+public:
+    explicit Comparison(const Sides& both) : both_(both) {}
+
+    /// After a step, with what each of them answered and whether the library threw.
+    void compare(const std::string& expected, const std::string& actual, bool threw);
+
+    bool isAlike() const { return isAlike_; }
+    std::string differences() const { return differences_.str(); }
+
+private:
+    /// Where something is compared. It becomes text only when something differs there.
+    struct Place {
+        const char* kind;  ///< "node", "port" or "manager", or else what is compared.
+        model::Id id = model::none;
+        const char* part = "";
+    };
+
+    std::string text(const Place& place) const;
+
+    template <class T, class F>
+    void same(const Place& place, const T& told, const F& found);
+
+    void samePorts(const Place& place, const std::vector<model::Id>& told,
+                   const std::vector<TessilGraph::Port*>& found);
+    void compareRun();
+    void compareNode(model::Id id);
+    void compareNames(model::Id node, const std::vector<model::Id>& told, const std::vector<std::string>& names,
+                      TessilGraph::Port* (TessilGraph::Node::*find)(const std::string&));
+    void comparePort(model::Id id);
+    void compareManager(model::Id index);
+
+    /// The list of which these are the ends.
+    const std::vector<TessilGraph::Port*>& portsOf(std::vector<TessilGraph::Port*>::const_iterator begin,
+                                                   std::vector<TessilGraph::Port*>::const_iterator end);
+
+    std::ostream& differs() {
+        isAlike_ = false;
+        return differences_;
+    }
+
+    const Sides& both_;
+    bool isAlike_ = true;
+    std::ostringstream differences_;
+    std::vector<TessilGraph::Port*> list_;
+};
+
+}  // namespace twins

@@ -1,0 +1,101 @@
+#include <tests/graph/model/Twin.h>
+
+#include <array>
+
+namespace twins {
+
+using model::Value;
+using TessilGraph::ComputeData;
+using TessilGraph::Node;
+using TessilGraph::NodeFactory;
+using TessilGraph::Port;
+
+Record record;
+
+Value valueOf(Port* port) {
+    Value value;
+    if (auto* number = dynamic_cast<Numbers*>(port)) {
+        value.number = number->get();
+    } else {
+        value.text = dynamic_cast<Texts&>(*port).get();
+    }
+    return value;
+}
+
+void setValue(Port* port, const Value& value) {
+    if (auto* number = dynamic_cast<Numbers*>(port)) {
+        number->set(value.number);
+    } else {
+        dynamic_cast<Texts&>(*port).set(value.text);
+    }
+}
+
+Port* makePort(const std::string& name, const std::string& type) {
+    if (type == "DoublePort") {
+        return new Numbers(name);
+    }
+    return new Texts(name);
+}
+
+Twin::Twin(std::size_t type) : type_(type) {
+    for (const model::PortType& port : model::nodeTypes()[type].inputs) {
+        addInputPort(makePort(port.name, port.type));
+    }
+    for (const model::PortType& port : model::nodeTypes()[type].outputs) {
+        addOutputPort(makePort(port.name, port.type));
+    }
+}
+Node* Twin::clone() {
+    auto* copy = new Twin(type_);
+    copy->setName(name());
+    for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+        Port* copied = copy->getInputPort((*port)->name());
+        if ((*port)->numConnections() == 0 && copied != nullptr && copied->typeStr() == (*port)->typeStr()) {
+            copied->copyValue(*port);
+        }
+    }
+    return copy;
+}
+
+bool Twin::compute(const ComputeData*) {
+    {
+        const std::lock_guard<std::mutex> guard(record.mutex);
+        record.computed.push_back(id);
+    }
+    if (throws) {
+        throw Failure(name());
+    }
+    ++computes;
+    std::vector<Value> inputs;
+    for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+        inputs.push_back(valueOf(*port));
+    }
+    std::size_t index = 0;
+    for (auto port = outputPortBegin(); port != outputPortEnd(); ++port) {
+        setValue(*port, model::outcome(inputs, computes, index++));
+    }
+    return computes % 2 == 0;
+}
+
+namespace {
+
+template <std::size_t Type>
+Node* make() {
+    return new Twin(Type);
+}
+
+}  // namespace
+
+NodeFactory::Creator Twin::creator(std::size_t type) {
+    static const std::array<NodeFactory::Creator, 5> creators = {make<0>, make<1>, make<2>, make<3>, make<4>};
+    return creators.at(type);
+}
+
+void registerTwins() {
+    NodeFactory& factory = NodeFactory::instance();
+    for (std::size_t type = 0; type < model::nodeTypes().size(); ++type) {
+        factory.registerNode(model::nodeTypes()[type].name, Twin::creator(type));
+    }
+}
+
+}  // namespace twins
