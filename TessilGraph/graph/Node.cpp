@@ -5,6 +5,7 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/LoosePorts.h>
 #include <TessilGraph/graph/internal/MarkPlan.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
@@ -81,15 +82,14 @@ std::string Node::typeStr() const {
 
 Node::~Node() {
     leavePrepared();
-    // Ports that a host took out of a list by hand outlive the node, and are not to look at it any more.
-    for (const PortList* ports : {&inputs_, &outputs_}) {
-        ports->forEachKnown([](Port* port) { port->removed_ = true; });
+    if (elsewhere_ != Elsewhere::Nothing || inputs_.isOpen() || outputs_.isOpen()) {
+        letGo();
     }
     const internal::NodeMemory::Closing closing(block_);
     internal::noteWiring(this);
     const auto destroy = [this](Port* port) {
         if (port != nullptr && port->node_ == this) {
-            port->removed_ = true;  // There is no list left to take it out of.
+            port->bond_ = Port::Bond::Loose;  // There is no list left to take it out of.
         }
         delete port;
     };
@@ -98,6 +98,19 @@ Node::~Node() {
     // What the lists stand in belongs to the block, too.
     inputs_.clear();
     outputs_.clear();
+}
+
+/// Ports that outlive the node have no owner from here on: those that were given back, and those that a host
+/// took out of a list by hand.
+void Node::letGo() {
+    internal::LoosePorts::ownerDies(*this);
+    for (PortList* ports : {&inputs_, &outputs_}) {
+        ports->forEach([ports](Port* port) { ports->forget(port); });
+        ports->forEachKnown([](Port* port) {
+            port->node_ = nullptr;
+            port->bond_ = Port::Bond::Loose;
+        });
+    }
 }
 
 bool Node::compute(const ComputeData*) {
@@ -153,11 +166,15 @@ std::vector<std::string> Node::getOutputPortNames() const {
 }
 
 void Node::removeInputPort(const std::string& name) {
-    inputsElsewhere_ = removePort(inputs_, name) || inputsElsewhere_;
+    if (removePort(inputs_, name)) {
+        elsewhere_ = Elsewhere::Inputs;
+    }
 }
 
 void Node::removeOutputPort(const std::string& name) {
-    removePort(outputs_, name);
+    if (removePort(outputs_, name) && elsewhere_ == Elsewhere::Nothing) {
+        elsewhere_ = Elsewhere::Outputs;
+    }
 }
 
 void Node::setProfileTime(std::uint64_t time) {
@@ -270,7 +287,7 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     }
     ports.add(port, this);
     port->noteNewStorage();
-    if (port->node_ != this) {
+    if (port->node_ != this || port->isLoose()) {
         port->leaveOwner();
     }
     port->setAsInput(asInput);
@@ -279,7 +296,7 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     const bool mayBeListed = internal::Access::hasLost(*port);
     const bool isWatched = port->watched_;
     port->node_ = this;
-    port->removed_ = false;
+    port->bond_ = Port::Bond::Held;
     port->displaced_ = mayBeListed;
     internal::noteWiring(this);
     if (comesLinked || mayBeListed || isWatched) {
@@ -289,10 +306,17 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
 
 /// The list as hosts edit it.
 std::vector<Port*>& Node::open(PortList& ports) {
-    if (!ports.isOpen()) {
+    const bool wasOpen = ports.isOpen();
+    std::vector<Port*>& opened = ports.openKnowing();
+    if (!wasOpen) {
         internal::noteWiring(this);
+        for (Port* port : opened) {
+            if (port != nullptr && port->isLoose()) {
+                ports.forget(port);  // It will not say when it dies.
+            }
+        }
     }
-    return ports.openKnowing();
+    return opened;
 }
 
 /// False when there is no port of that name.
@@ -302,7 +326,11 @@ bool Node::removePort(PortList& ports, const std::string& name) {
         return false;
     }
     port->noteNewStorage();
-    port->leaveOwner();
+    if (port->node_ == this && !port->isLoose()) {
+        internal::LoosePorts::enter(*port, *this);
+        port->leaveList();
+        port->bond_ = Port::Bond::Noted;
+    }
     ports.remove(port);
     internal::noteWiring(this);
     return true;

@@ -29,7 +29,8 @@ struct NetworkState;
 ///
 /// Threads: one at a time for a network. When a network is evaluated in parallel, `compute` of
 /// different nodes is called from several threads, and never of one node at the same time. It may mark
-/// nodes then, and changes nothing else of the network but its outputs.
+/// nodes then, and changes nothing else of the network but its outputs. While nobody changes or evaluates
+/// the network, any number of threads may call the const functions.
 class TESSILGRAPH_API Node {
 public:
     Node();
@@ -81,9 +82,10 @@ public:
     std::vector<std::string> getInputPortNames() const;
     std::vector<std::string> getOutputPortNames() const;
 
-    /// Gives the first input of that name back to the caller, who owns it from then on. Its links
-    /// and its owner's name stay as they were: name another owner, or none, before a port that outlives
-    /// this node is set or linked. An unknown name does nothing.
+    /// Gives the first input of that name back to the caller, who owns it from then on: get it by
+    /// `getInputPort` before, disconnect it, and delete it or hand it to another node. Its links stay as
+    /// they were. It goes on naming this node as its owner, and marks it when it is set, until
+    /// another one takes it in or this node dies; then it has no owner. An unknown name does nothing.
     void removeInputPort(const std::string& name);
 
     /// The same for outputs.
@@ -137,11 +139,15 @@ private:
     friend class Port;
     friend struct internal::Access;
 
+    /// Which ports that this node doesn't hold name it as their owner, or may do so.
+    enum class Elsewhere : std::uint8_t { Nothing, Outputs, Inputs };  // Where there are inputs, there may be both.
+
     void addPort(PortList& ports, Port* port, bool asInput);
     bool addNewPort(Port& port, bool asInput);
     static bool isTaken(const PortList& ports, const PortName& name);
     static bool refuse(const PortName& name);
     bool removePort(PortList& ports, const std::string& name);
+    void letGo();
     std::vector<Port*>& open(PortList& ports);
     void markDownstream();
     void noteOrigin();
@@ -167,8 +173,8 @@ private:
 
     mutable std::atomic<std::uint8_t> traits_{0};  ///< See internal/TraitsByte.h; 0 until somebody asks.
     bool stored_ = false;                          ///< An evaluation order that a manager stores may hold this node.
-    bool inputsElsewhere_ = false;  ///< Inputs that this node doesn't hold name it as their owner, or may do so.
-    float cost_ = 0.0f;             ///< What `compute` takes, in nanoseconds; 0 until a level walk has measured it.
+    Elsewhere elsewhere_ = Elsewhere::Nothing;
+    float cost_ = 0.0f;  ///< What `compute` takes, in nanoseconds; 0 until a level walk has measured it.
 };
 
 }  // namespace TessilGraph

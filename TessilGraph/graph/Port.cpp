@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 #include <TessilGraph/graph/internal/LentLists.h>
+#include <TessilGraph/graph/internal/LoosePorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
@@ -65,14 +66,16 @@ void Port::setNode(Node* node) {
         return;
     }
     noteNewStorage();
+    if (node != nullptr) {
+        internal::LoosePorts::enter(*this, *node);
+        node->elsewhere_ = Node::Elsewhere::Inputs;
+    }
     // The old owner may still hold the port, and the new one need not.
     displaced_ = displaced_ || node_ != nullptr;
     leaveOwner();
     node_ = node;
+    bond_ = Bond::Noted;
     internal::noteWiring(node);
-    if (node != nullptr) {
-        node->inputsElsewhere_ = true;
-    }
     if (displaced_ || !connections_.empty()) {
         internal::LentLists::watch(*this, node);
     }
@@ -99,18 +102,27 @@ std::vector<Port*>& Port::getConnections() {
     return connections_.open();
 }
 
-/// From here on nothing relies on the owner that the port names: it may be gone before the port is.
+/// For a port that dies or is about to name another owner.
 void Port::leaveOwner() {
-    if (!removed_ && node_ != nullptr) {
+    if (bond_ == Bond::Noted) {
+        internal::LoosePorts::leave(*this);
+    } else {
+        leaveList();
+    }
+    bond_ = Bond::Loose;
+}
+
+/// The lists of its owner need not know the port any more.
+void Port::leaveList() {
+    if (bond_ == Bond::Held && node_ != nullptr) {
         node_->inputs_.forget(this);
         node_->outputs_.forget(this);
     }
-    removed_ = true;
 }
 
-/// A port that was removed may outlive the node that it goes on naming.
+/// A port that was removed belongs to its network no longer.
 void Port::noteWiring() {
-    if (!removed_) {
+    if (!isLoose()) {
         internal::noteWiring(node_);
     }
 }
@@ -164,7 +176,6 @@ bool Port::linkAtOnce(Port& in) {
     if (&typeid(*this) != library || &typeid(in) != library) {
         return false;
     }
-    // Owners are looked at last: those of ports that will be refused may be gone.
     if (node_ == nullptr || in.node_ == nullptr || node_ == in.node_ || node_->label_ >= in.node_->label_) {
         return false;
     }
@@ -196,7 +207,7 @@ bool Port::mayLink(const Port& other) const {
 
 /// Enters two ports in each other's lists. A list of several links finds room near the node that holds the port.
 void Port::addPeer(Port& peer) {
-    const auto holder = [](const Port& port) { return port.removed_ ? nullptr : port.node_; };
+    const auto holder = [](const Port& port) { return port.isLoose() ? nullptr : port.node_; };
     peer.connections_.add(this, holder(peer));
     try {
         connections_.add(&peer, holder(*this));

@@ -29,7 +29,9 @@ struct Access;
 /// then to whoever made it. Destroying a port does not unlink it: whoever destroys wired ports
 /// disconnects them first, or resets every node that still refers to them.
 ///
-/// Threads: the ports of one network are wired and set from one thread at a time.
+/// Threads: the ports of one network are wired and set from one thread at a time. While nobody does,
+/// and nothing is evaluated, any number may read them. A port that its node gave back may be destroyed
+/// on any thread.
 class TESSILGRAPH_API Port {
 public:
     /// A port without owner and links, an input until a node takes it as an output.
@@ -141,7 +143,16 @@ private:
     friend class Node;
     friend struct internal::Access;
 
+    /// What the owner that a port names knows of it.
+    enum class Bond : std::uint8_t {
+        Held,   ///< It has the port in a list, unless somebody took it out by hand. Also while there is no owner.
+        Loose,  ///< Walks along the owner's ports may miss the port.
+        Noted   ///< The same, and the port stands in the register of internal/LoosePorts.h while it has an owner.
+    };
+
+    bool isLoose() const { return bond_ != Bond::Held; }
     void leaveOwner();
+    void leaveList();
     void noteWiring();
     bool hasTypeOf(const Port& other) const;
     bool isLinkedWith(const Port& other) const;
@@ -165,7 +176,7 @@ private:
     bool watched_ = false;    ///< Stands in the register of lists that are looked through before the next link.
     bool lostMany_ = false;   ///< Outputs that this input does not list may list it, any number of them.
     bool displaced_ = false;  ///< `setNode` took the port away from an owner that may still hold it.
-    bool removed_ = false;    ///< Walks along its owner's ports may miss the port, and the owner may be gone.
+    Bond bond_ = Bond::Held;
 
 protected:
     bool bound_ = false;    ///< Readers see storage outside.

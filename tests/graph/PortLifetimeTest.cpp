@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace TessilGraph {
 namespace {
@@ -84,9 +85,9 @@ TEST_F(PortLifetime, OutlastsTheNodeItWasTakenFromByHand) {
     *node->outputPortBegin() = nullptr;
     node.reset();
     for (Port* port : {input.get(), output.get()}) {
+        EXPECT_EQ(port->node(), nullptr);
         port->reset();
         EXPECT_TRUE(port->getConnections().empty());
-        port->setNode(nullptr);
     }
     EXPECT_TRUE(output->connectTo(collector->in("in1")));
     EXPECT_TRUE(input->connectTo(source->out()));
@@ -196,6 +197,114 @@ TEST_F(PortLifetime, IsForgottenByAListThatNamesItNoLonger) {
     EXPECT_EQ(named->node(), collector);
     late->reset();
     removed->reset();
+}
+
+TEST_F(PortLifetime, GoesOnWithoutTheNodeItWasRemovedFrom) {
+    auto node = std::make_unique<Collector>();
+    ASSERT_TRUE(source->out()->connectTo(node->in("in2")));
+    ASSERT_TRUE(node->out->connectTo(collector->in("in1")));
+    const std::unique_ptr<Port> input = node->remove("in2");
+    const std::unique_ptr<Number> output(node->out);
+    node->removeOutputPort("out");
+    EXPECT_EQ(input->node(), node.get());
+    EXPECT_EQ(output->node(), node.get());
+    node->setDirty(false);
+    static_cast<Number*>(input.get())->set(2.0);
+    EXPECT_TRUE(node->isDirty());
+    node.reset();
+    EXPECT_EQ(input->node(), nullptr);
+    EXPECT_EQ(output->node(), nullptr);
+
+    // Whoever comes along the links that stayed passes the ports over.
+    static_cast<Number*>(input.get())->set(3.0);
+    source->setDirty(true);
+    output->set(4.0);
+    collector->setDirty(true);
+    EXPECT_EQ(prepared(), 4.0);
+    for (const bool parallel : {false, true}) {
+        collector->setDirty(true);
+        network.computeNode("collector", nullptr, parallel);
+        EXPECT_EQ(collector->out->get(), 4.0);
+    }
+    NetworkManager copy(network);
+    copy.computeNode("collector");
+
+    // They link as ports without an owner do.
+    EXPECT_TRUE(input->disconnectFrom(source->out()));
+    EXPECT_TRUE(output->disconnectFrom(collector->in("in1")));
+    EXPECT_TRUE(source->out()->connectTo(input.get()));
+    EXPECT_TRUE(collector->in("in1")->connectTo(output.get()));
+    EXPECT_TRUE(input->disconnectFrom(source->out()));
+    EXPECT_TRUE(output->disconnectFrom(collector->in("in1")));
+}
+
+TEST_F(PortLifetime, GoesOnWithoutTheNodeThatTheNetworkDeletes) {
+    const std::unique_ptr<Port> first = collector->remove("in1");
+    const std::unique_ptr<Port> second(source->out());
+    source->removeOutputPort("out");
+    network.deleteNode("collector");
+    EXPECT_EQ(first->node(), nullptr);
+    EXPECT_EQ(second->node(), source);
+    network.cleanNetwork();
+    EXPECT_EQ(second->node(), nullptr);
+}
+
+TEST_F(PortLifetime, GoesOnWithoutAnOwnerThatWasOnlyNamed) {
+    auto first = std::make_unique<Collector>();
+    auto second = std::make_unique<Collector>();
+    Number port("port"), renamed("renamed");
+    port.setNode(first.get());
+    renamed.setNode(first.get());
+    renamed.setNode(second.get());
+    {
+        Number shorter("shorter");
+        shorter.setNode(first.get());
+    }
+    first.reset();
+    EXPECT_EQ(port.node(), nullptr);
+    EXPECT_EQ(renamed.node(), second.get());
+    second.reset();
+    EXPECT_EQ(renamed.node(), nullptr);
+    port.set(1.0);
+    renamed.set(1.0);
+}
+
+TEST_F(PortLifetime, GoesOnWithTheLastNodeThatTookARemovedPortIn) {
+    auto first = std::make_unique<Collector>();
+    auto last = std::make_unique<Collector>();
+    Port* back = first->remove("in1").release();
+    first->addInputPort(back);
+    Port* moved = first->remove("in2").release();
+    last->remove("in2").reset();
+    last->addInputPort(moved);
+    const std::unique_ptr<Port> removedTwice = last->remove("in2");
+    EXPECT_EQ(removedTwice.get(), moved);
+    first.reset();
+    EXPECT_EQ(moved->node(), last.get());
+    last.reset();
+    EXPECT_EQ(moved->node(), nullptr);
+}
+
+TEST_F(PortLifetime, EndsUnseenWhereItsNodeLearntOfItTwice) {
+    for (Node* owner : {static_cast<Node*>(source), static_cast<Node*>(collector)}) {
+        collector->in("in1")->setNode(owner);
+    }
+    collector->takeOutByHand("in1").reset();
+    network.deleteNode("collector");
+    EXPECT_EQ(network.getNode("collector"), nullptr);
+}
+
+TEST_F(PortLifetime, MayEndOnAnotherThreadThanItsNode) {
+    for (int round = 0; round < 50; ++round) {
+        auto node = std::make_unique<Collector>();
+        std::unique_ptr<Port> port = node->remove("in1");
+        std::unique_ptr<Port> output(node->out);
+        node->removeOutputPort("out");
+        std::thread other([&port] { port.reset(); });
+        output.reset();
+        node.reset();
+        other.join();
+    }
 }
 
 }  // namespace

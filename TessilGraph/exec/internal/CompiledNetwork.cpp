@@ -30,7 +30,7 @@ Port* sourceOf(const Port& input) {
 /// The node that feeds an input by a link of the usual kind.
 Node* standingSource(const Port& input) {
     const Port* source = sourceOf(input);
-    return source != nullptr && source->isOutput() && input.isInput() && !Access::removed(*source) ? source->node()
+    return source != nullptr && source->isOutput() && input.isInput() && !Access::isLoose(*source) ? source->node()
                                                                                                    : nullptr;
 }
 

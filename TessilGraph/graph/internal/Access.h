@@ -22,7 +22,7 @@ struct Access {
     static bool& watched(Port& port) { return port.watched_; }
     static bool& lostMany(Port& port) { return port.lostMany_; }
     static bool& displaced(Port& port) { return port.displaced_; }
-    static bool& removed(Port& port) { return port.removed_; }
+    static Node*& owner(Port& port) { return port.node_; }
     static bool hasLost(const Port& port) { return port.lost_ != 0 || port.lostMany_; }
     static std::uint32_t& epoch(Port& port) { return port.epoch_; }
     static bool haveSameType(const Port& a, const Port& b) { return a.hasTypeOf(b); }
@@ -30,7 +30,7 @@ struct Access {
     static const ValueType* valueType(const Port& port) { return valueTypeOf(port); }
     static std::uint8_t valueTypeNumber(const Port& port) { return port.valueType_; }
     static const PortList& connectionList(const Port& port) { return port.connections_; }
-    static bool removed(const Port& port) { return port.removed_; }
+    static bool isLoose(const Port& port) { return port.isLoose(); }
     static bool isBound(const Port& port) { return port.bound_; }
     static bool& adopted(Port& port) { return port.adopted_; }
 
@@ -79,7 +79,7 @@ struct Access {
     }
     static PortRange outputs(const Node& node) { return node.outputs_.range(); }
     static bool& stored(Node& node) { return node.stored_; }
-    static bool& inputsElsewhere(Node& node) { return node.inputsElsewhere_; }
+    static bool hasInputsElsewhere(const Node& node) { return node.elsewhere_ == Node::Elsewhere::Inputs; }
     static std::uint32_t& holders(Node& node) { return node.holders_; }
     static NetworkState*& home(Node& node) { return node.home_; }
     static const NetworkState* home(const Node& node) { return node.home_; }

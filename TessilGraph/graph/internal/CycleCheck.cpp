@@ -152,7 +152,7 @@ private:
     void stepBackward() {
         Node& node = *backward_[up_.node];
         const PortRange inputs = Access::inputs(node);
-        if (up_.port == 0 && up_.link == 0 && Access::inputsElsewhere(node)) {
+        if (up_.port == 0 && up_.link == 0 && Access::hasInputsElsewhere(node)) {
             backwardComplete_ = false;
         }
         Port* input = up_.port < inputs.size() ? inputs[up_.port] : nullptr;
@@ -179,7 +179,7 @@ private:
 
     /// Whether a walk along outputs takes the link that `input` lists.
     static bool leadsDown(Port& source, Port& input) {
-        if (source.isInput() || Access::removed(source)) {
+        if (source.isInput() || Access::isLoose(source)) {
             return false;
         }
         if (Access::lostMany(input)) {

@@ -8,7 +8,7 @@ namespace {
 
 /// Whether the network of a node tells what becomes of an output.
 bool isToldOf(const Port& output, const Node& node) {
-    const Node* owner = Access::removed(output) ? nullptr : output.node();
+    const Node* owner = Access::isLoose(output) ? nullptr : output.node();
     return output.isOutput() && owner != nullptr && Access::home(*owner) == Access::home(node);
 }
 
@@ -16,7 +16,7 @@ bool isToldOf(const Port& output, const Node& node) {
 
 Port* portOfKernel(const Node& node, const Port& port, bool isInput) {
     const PortList& held = isInput ? Access::inputList(node) : Access::outputList(node);
-    if (!held.contains(&port) || port.node() != &node || port.isInput() != isInput || Access::removed(port)) {
+    if (!held.contains(&port) || port.node() != &node || port.isInput() != isInput || Access::isLoose(port)) {
         return nullptr;
     }
     Port* source = isInput ? Access::firstConnection(port) : nullptr;

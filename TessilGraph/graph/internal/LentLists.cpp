@@ -192,7 +192,7 @@ bool anyOtherThreadHasEntries(const Register& all) {
 }  // namespace
 
 void watch(Port& port) {
-    if (!Access::removed(port)) {
+    if (!Access::isLoose(port)) {
         watch(port, port.node());
     } else if (!Access::watched(port)) {
         watch(port, nullptr);

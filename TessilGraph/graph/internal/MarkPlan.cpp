@@ -29,7 +29,7 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
             if (output == nullptr) {
                 continue;
             }
-            if (Access::connectionList(*output).isOpen() || Access::removed(*output) || output->node() != node) {
+            if (Access::connectionList(*output).isOpen() || Access::isLoose(*output) || output->node() != node) {
                 return nullptr;
             }
             for (const Port* peer : Access::connections(*output)) {
@@ -37,7 +37,7 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
                 if (consumer == nullptr) {
                     continue;
                 }
-                if (Access::home(*consumer) != &network || Access::removed(*peer)) {
+                if (Access::home(*consumer) != &network || Access::isLoose(*peer)) {
                     return nullptr;
                 }
                 plan->consumers_.push_back(Access::entry(*consumer));

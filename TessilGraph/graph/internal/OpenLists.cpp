@@ -12,12 +12,12 @@ bool OpenLists::note(const Node& node) {
         if (input == nullptr) {
             continue;
         }
-        if (input->node() != &node || Access::removed(*input)) {
+        if (input->node() != &node || Access::isLoose(*input)) {
             return false;
         }
         noteList(Access::connectionList(*input));
         const Port* source = Access::firstConnection(*input);
-        if (source != nullptr && (source->node() == nullptr || Access::removed(*source))) {
+        if (source != nullptr && (source->node() == nullptr || Access::isLoose(*source))) {
             return false;
         }
     }

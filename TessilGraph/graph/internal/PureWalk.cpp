@@ -132,7 +132,7 @@ PureWalk::Step PureWalk::nextSource(Open& open, std::uint64_t openMark, Node*& s
         }
         const Port* output = Access::firstConnection(*input);
         isTold_ = isTold_ && !Access::inputList(*open.node).isOpen() && !Access::connectionList(*input).isOpen() &&
-                  !Access::removed(*input) && input->node() == open.node;
+                  !Access::isLoose(*input) && input->node() == open.node;
         if (output == nullptr) {
             if (input->numConnections() != 0) {
                 return Step::Others;
@@ -147,7 +147,7 @@ PureWalk::Step PureWalk::nextSource(Open& open, std::uint64_t openMark, Node*& s
             isTold_ = false;
             continue;
         }
-        isTold_ = isTold_ && !Access::removed(*output);
+        isTold_ = isTold_ && !Access::isLoose(*output);
         if (Access::mark(*node) == closedMark_) {
             continue;
         }
