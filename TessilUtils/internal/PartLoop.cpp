@@ -3,14 +3,19 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
+#include <tbb/task_group.h>
 
 namespace TessilUtils {
 
 void runParts(unsigned int begin, unsigned int end, void (*run)(void*, unsigned int, unsigned int), void* context) {
     using Part = tbb::blocked_range<unsigned int>;
+    // By itself oneTBB computes, even on this thread, with the floating-point settings that the thread had when it
+    // first met oneTBB.
+    tbb::task_group_context settings(tbb::task_group_context::bound, tbb::task_group_context::fp_settings);
     // Isolated, so that a thread waiting here does not begin a part of an outer loop.
     tbb::this_task_arena::isolate([&] {
-        tbb::parallel_for(Part(begin, end), [&](const Part& part) { run(context, part.begin(), part.end()); });
+        tbb::parallel_for(
+            Part(begin, end), [&](const Part& part) { run(context, part.begin(), part.end()); }, settings);
     });
 }
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cfenv>
+#include <chrono>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -90,6 +92,27 @@ TEST(ParallelFor, WorksAfterAnException) {
     std::atomic<unsigned int> sum{0};
     parallel_for(ParallelForRange(0, 10), [&](const ParallelForRange& part) { sum += part.end() - part.begin(); });
     EXPECT_EQ(sum, 10u);
+}
+
+TEST(ParallelFor, ComputesWithTheRoundingOfTheCaller) {
+    // The threads at work, and this one in their midst, have begun with the usual one.
+    parallel_for(ParallelForRange(0, 100), [](const ParallelForRange&) {});
+    const int usual = std::fegetround();
+    ASSERT_EQ(std::fesetround(FE_UPWARD), 0);
+    std::atomic<int> others{0};
+    const auto check = [&others](const ParallelForRange&) {
+        others += std::fegetround() == FE_UPWARD ? 0 : 1;
+        std::this_thread::sleep_for(std::chrono::microseconds(10));
+    };
+    parallel_for(ParallelForRange(0, 300), check);
+    parallel_for(ParallelForRange(0, 4), [&check](const ParallelForRange& outer) {
+        check(outer);
+        parallel_for(ParallelForRange(0, 30), check);
+    });
+    const int after = std::fegetround();
+    std::fesetround(usual);
+    EXPECT_EQ(others, 0);
+    EXPECT_EQ(after, FE_UPWARD);
 }
 
 TEST(ParallelFor, CanBeNested) {
