@@ -28,22 +28,29 @@ struct NodeCacheEntry {
 /// order of names.
 ///
 /// Ownership: the manager owns the nodes of its network and the nodes that wait in its cache, and
-/// deletes them in `deleteNode`, `clearNodeCache`, `cleanNetwork` and its destructor. Nobody but
-/// the host owns a node that the manager has let go of: one that came in through `addNode` and was
-/// dropped by `reset`; one that waits in the cache while `createNode` makes a node of another type
-/// under its name, or while a node that was added under its name is deleted.
+/// deletes them in `deleteNode`, `clearNodeCache`, `cleanNetwork`, assignment and its destructor, each
+/// once, under however many names it was added. Nobody but the host owns a node that the manager has
+/// let go of:
+/// - one that came in through `addNode` and was dropped by `reset`;
+/// - one that waits in the cache while `createNode` makes a node of another type under its name, or is
+///   asked for an unknown type;
+/// - one that waits in the cache while `deleteNode` is called with its name.
 ///
-/// Threads: one manager is used by one thread at a time; different managers, with networks that
-/// don't touch, by different threads. Copying only reads the source, so that several threads may
-/// copy one manager at once.
+/// The host keeps a pointer to such nodes, calls `Node::reset` for all of them, since those that were
+/// added may still list each other, and deletes them. `examples/letting_go.cpp` shows each case.
+///
+/// Threads: one manager is used by one thread at a time, be it now one, now another; different
+/// managers, with networks that don't touch, by different threads, also inside loops, tasks and arenas
+/// of the host. Copying only reads the source, so that several threads may copy one manager at once, if
+/// the `clone` of host nodes only reads, too.
 class TESSILGRAPH_API NetworkManager {
 public:
     /// An empty network.
     NetworkManager() = default;
 
     /// A deep copy: clones of all nodes under the same names, wired alike, with the stored orders
-    /// translated to the clones. Nothing waits in the copy's cache. A node whose `clone` is null is
-    /// left out.
+    /// translated to the clones. It owns the clones, and no node of `other`. Nothing waits in the copy's
+    /// cache. A node whose `clone` is null is left out.
     NetworkManager(const NetworkManager& other);
 
     /// Empties this network, then copies. Assigning a manager to itself leaves it empty.
@@ -62,16 +69,19 @@ public:
 
     /// A node of the type under the name, made unique: the waiting node of that name and type if
     /// there is one, in the state in which `reset` left it, otherwise a new one from the factory.
-    /// The manager owns it. Null for an unknown type, which is not logged.
+    /// The manager owns it. Null for an unknown type, which is not logged. Another node that waits under
+    /// the name is let go of: it is the host's, in the state in which `reset` left it.
     Node* createNode(const std::string& type, const std::string& name);
 
-    /// Unlinks and deletes a node. Stored orders lose it.
+    /// Unlinks and deletes a node. Stored orders lose it. Another node that waits under the name is let go
+    /// of, also when there is no node to be deleted.
     void deleteNode(const std::string& name);
 
     /// Gives a node a new name, made unique while the node still has its old one: a node that is
     /// renamed to its own name gets that name with a 1. False, with nothing changed, for an unknown
     /// node and for a new name that is not made of ASCII letters, digits, '-' and '_'. Stored orders
-    /// stay under the old name.
+    /// stay under the old name. When a node that `createNode` made takes the name of one that waits, that
+    /// one is deleted.
     bool renameNode(const std::string& oldName, const std::string& newName);
 
     /// Null when no node has that name.
@@ -131,9 +141,9 @@ public:
     void clearNodeCache();
 
     /// Empties the network and resets the nodes that `createNode` made; they wait in the cache.
-    /// Nodes that came in through `addNode` are let go of. Stored orders are dropped. When a host's
-    /// node throws out of its `reset`, the others are reset all the same, and the first exception
-    /// reaches the caller at the end.
+    /// Nodes that came in through `addNode` are let go of as they are, and are the host's. Stored orders are dropped.
+    /// When a host's node throws out of its `reset`, the others are reset all the same, and the first exception reaches
+    /// the caller at the end.
     void reset();
 
     /// Deletes all nodes, waiting ones too, and drops the stored orders.
