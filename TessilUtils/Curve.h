@@ -15,9 +15,11 @@ class CurveSpans;
 /// A clamped uniform B-spline through float control vertices: it begins at the first and ends at the
 /// last one, and its spans between are of equal length in the parameter, which runs from 0 to 1.
 ///
-/// Several threads may ask one curve at once while nobody changes it; `closestPoint` and `cvs` count as
-/// asking. Control vertices may be changed through `cvs` at any other time, the next question sees it.
-/// Copies share what `closestPoint` has prepared.
+/// Control vertices may be changed through `cvs`, the next question sees it. Copies share what
+/// `closestPoint` has prepared.
+///
+/// Threads: several may ask and copy one curve at once while nobody changes it; `closestPoint` and `cvs`
+/// count as asking. Copies are curves of their own.
 class TESSILUTILS_API Curve {
 public:
     /// No control vertices.

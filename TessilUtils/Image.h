@@ -8,8 +8,10 @@ namespace TessilUtils {
 
 /// Float pixels, row by row from the first row, the channels of a pixel side by side.
 ///
-/// Copies share their pixels until one of them is written to. Different images may be used from
-/// different threads at once, also when they share pixels; one image is written by one thread at a time.
+/// Copies share their pixels until one of them is written to.
+///
+/// Threads: different images may be used from different threads at once, also when they share pixels; of
+/// one image, the const functions may while nobody writes it, and one thread at a time writes.
 class TESSILUTILS_API Image {
 public:
     /// No pixels.

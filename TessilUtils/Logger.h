@@ -16,9 +16,11 @@ enum class LogLevel { Error };
 /// One message in the making. It collects what is streamed into it and is sent when it is destroyed,
 /// usually at the end of the statement that asked `Logger` for it.
 ///
-/// Serves one thread. A message travels when the proxy is moved, and is then sent by the last holder only.
-/// Logging throws nothing of its own. Where memory runs out, a piece is cut short, or the message is lost and a line
-/// on standard error says so.
+/// A message travels when the proxy is moved, and is then sent by the last holder only. Logging throws
+/// nothing of its own. Where memory runs out, a piece is cut short, or the message is lost and a line on
+/// standard error says so.
+///
+/// Threads: one proxy serves one thread at a time; it may be sent from another than it was made on.
 class TESSILUTILS_API LogProxy {
 public:
     /// Takes the message over; `other` sends nothing any more and ignores further pieces.
@@ -61,8 +63,7 @@ private:
 
 /// Takes the messages of the whole process.
 ///
-/// All functions may be called from several threads at once. A message arrives whole; the sink is
-/// called by one thread at a time.
+/// Threads: any number at once. A message arrives whole; the sink is called by one thread at a time.
 class TESSILUTILS_API Logger {
 public:
     /// Takes a complete message, without a line end.

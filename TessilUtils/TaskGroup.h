@@ -15,8 +15,8 @@ namespace TessilUtils {
 /// Memory that whoever calls `run` has written is seen by the task, and what tasks have written by
 /// whoever comes back from `wait`.
 ///
-/// `run` may be called from any thread until `wait` has returned, from then on anew; `wait` from one
-/// thread at a time, never from a task of the same group. Works inside tasks of other groups, inside
+/// Threads: `run` may be called from any thread until `wait` has returned, from then on anew; `wait` from
+/// one thread at a time, never from a task of the same group. Works inside tasks of other groups, inside
 /// loops, and inside a host's own arena, whose limit on threads then holds. A thread that waits here
 /// keeps to the tasks of this group, what these wait for included; all the same, a task had better let
 /// go of its locks before it waits.
@@ -45,6 +45,8 @@ public:
     void wait();
 
     /// How many threads may take part where the caller stands, itself included. At least 1.
+    ///
+    /// Threads: any number at once.
     static unsigned int concurrency();
 
 private:

@@ -29,7 +29,7 @@ struct RunOptions {
     /// storage outside (`PortTemplate::setLink`) or keep state are always computed.
     bool cutOff = false;
 
-    /// Looked at between two nodes, or every few dozen when they are tiny. May be null.
+    /// Looked at between two nodes, or every few dozen when they are tiny. May be null. Any thread may cancel.
     const CancelToken* cancel = nullptr;
 
     /// Told between nodes how many are done and how many there were to do at the beginning, on the thread
@@ -72,7 +72,8 @@ struct RunResult {
 /// that `Port::connectTo` would not make, or lead to nodes of other networks: slower, and neither in
 /// parallel nor cut off.
 ///
-/// Threads: as the network manager. The evaluation may outlive the manager.
+/// Threads: as the network manager, all evaluations of one network together. The evaluation may outlive the
+/// manager.
 class TESSILGRAPH_API PreparedEvaluation {
 public:
     /// For the node of that name. The network is not owned; nothing is prepared yet.

@@ -10,8 +10,9 @@ namespace TessilGraph {
 ///
 /// The library passes the pointer on to `Node::compute` of every node that it evaluates and never
 /// looks inside; no built-in node reads it, so null is fine. Hosts derive from it to bring their
-/// own nodes what they need. It is read from several threads at once when nodes are computed in
-/// parallel.
+/// own nodes what they need.
+///
+/// Threads: when nodes are computed in parallel, several read it at once.
 class TESSILGRAPH_API ComputeData {
 public:
     ComputeData() = default;

@@ -59,6 +59,8 @@ inline bool isSameText(std::string_view one, std::string_view other) {
 ///
 /// The hash takes in every byte and the length, eight bytes a step, and spreads them over all its
 /// bits. It is no shield against names that somebody made up to collide.
+///
+/// Threads: any number at once, while nobody changes the text.
 class HashedName {
 public:
     /// Expanded in place, where the hash of a literal is a constant.

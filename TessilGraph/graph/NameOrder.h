@@ -16,6 +16,8 @@ namespace TessilGraph {
 ///
 /// Names are compared by the eight bytes behind what all of them begin with, and by the rest only
 /// where these are equal.
+///
+/// Threads: touches nothing but the items and their names.
 template <class Item, class NameOf>
 class NameOrder {
 public:

@@ -12,9 +12,10 @@ namespace TessilGraph {
 /// Makes nodes by type string.
 ///
 /// One factory serves the whole process. It keeps names and creators, no nodes: a node belongs to
-/// whoever asked for it. `instance` may be called from several threads at once, and so may look-ups
-/// and `createNode` while nobody registers; registering is for one thread at a time. Names count case: only a first
-/// letter in lower case is forgiven.
+/// whoever asked for it. Names count case: only a first letter in lower case is forgiven.
+///
+/// Threads: registering and deregistering is for one thread at a time, while no other one uses the
+/// factory. Everything else may be called from any number at once.
 class TESSILGRAPH_API NodeFactory {
 public:
     /// Makes a node with `new`.
@@ -32,8 +33,8 @@ public:
     /// Removes a node type. Its nodes live on. An unknown name is logged.
     void deregisterNode(const std::string& name);
 
-    /// A new node, owned by the caller; null for an unknown type, which is not logged. A name that
-    /// is not found is tried again with its first letter in upper case.
+    /// A new node, owned by the caller, who deletes it or hands it to `NetworkManager::addNode`; null for an unknown
+    /// type, which is not logged. A name that is not found is tried again with its first letter in upper case.
     Node* createNode(const std::string& name);
 
     /// Whether `createNode` would find a creator.

@@ -12,7 +12,7 @@ class Node;
 
 namespace internal {
 
-/// How much room the ports of a node class need beside a node. Learned from its first nodes.
+/// How much room the ports of a node class need beside a node. Learned from its first nodes, on any threads.
 using PortRoom = std::atomic<std::uint32_t>;
 
 /// Memory for nodes and ports, in pieces that are given back one by one.

@@ -45,12 +45,14 @@ inline constexpr NodeTraits pureNode{false, false, false, true};
 /// from it are on their own. A second call replaces the first.
 ///
 /// For node classes that stand outside of NodeShape.h; the others say it in their `typeInfo` row. Call
-/// it before the first of these nodes is evaluated; nodes that have been keep to what held then. May
-/// be called from several threads at once.
+/// it before the first of these nodes is evaluated; nodes that have been keep to what held then.
+///
+/// Threads: any number at once.
 TESSILGRAPH_API void declareNodeTraits(const std::type_info& type, NodeTraits traits);
 
-/// What was declared of the node's own class. May be called from several threads at once, not from
-/// the node's constructor or destructor.
+/// What was declared of the node's own class. Not to be called from the node's constructor or destructor.
+///
+/// Threads: any number at once.
 TESSILGRAPH_API NodeTraits traitsOf(const Node& node);
 
 }  // namespace TessilGraph

@@ -17,6 +17,8 @@ class Port;
 
 /// A stretch of a list of ports, only to be read. Valid until the list changes. Entries may be null: hosts
 /// write null into lists, and lists of peers out of which many went have gaps.
+///
+/// Threads: const functions may run side by side, while nobody changes the list.
 class PortRange {
 public:
     PortRange() = default;

@@ -68,6 +68,8 @@ T defaultPortValue() {
 /// The 21 value types of `portTypeStr` exist, compiled into the library; another one does not
 /// compile. Curves and meshes come by value or by pointer ("...RefPort"); the pointers are not owned
 /// and must outlive their use.
+///
+/// Threads: as `Port`; `staticTypeStr` may be called from any thread.
 template <class T>
 class TESSILGRAPH_API PortTemplate : public Port {
     static_assert(portTypeStr<T> != nullptr,

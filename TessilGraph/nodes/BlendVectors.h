@@ -29,6 +29,8 @@ template <>
 inline constexpr TypeInfo typeInfo<BlendVectors>{"BlendVectors", 83, pureNode};
 
 /// Registers the vector blending node.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerBlendVectorsNode();
 
 }  // namespace TessilGraph

@@ -14,6 +14,9 @@ namespace TessilGraph {
 ///
 /// "inCurve" is neither owned nor copied; it must not change while the network is computed. The
 /// search runs in single precision.
+///
+/// Threads: as `NodeShape`; nodes on several threads may ask one curve, a curve class of a host's own
+/// if its `closestPoint` allows that.
 class TESSILGRAPH_API ClosestPointOnCurve : public NodeShape<ClosestPointOnCurve> {
 public:
     ClosestPointOnCurve();
@@ -47,6 +50,8 @@ template <>
 inline constexpr TypeInfo typeInfo<ClosestPointOnCurve>{"ClosetPointOnCurve", 82, outputKeepingNode};
 
 /// Registers the closest-point node.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerClosetPointOnCurveNode();
 
 }  // namespace TessilGraph

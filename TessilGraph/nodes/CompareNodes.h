@@ -45,6 +45,8 @@ template <> inline constexpr TypeInfo typeInfo<CompareNode<Imath::Quatd>>{"Compa
 // clang-format on
 
 /// Registers the compare nodes.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerCompareNodes();
 
 }  // namespace TessilGraph

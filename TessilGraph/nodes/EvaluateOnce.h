@@ -15,6 +15,8 @@
 namespace TessilGraph::internal {
 
 /// N::evaluate, the same machine code whoever calls.
+///
+/// Threads: any number at once.
 template <class N, class... In>
 TESSILGRAPH_ONE_BODY auto evaluateOnce(const In&... in) {
     return N::evaluate(in...);

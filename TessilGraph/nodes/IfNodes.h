@@ -53,6 +53,8 @@ template <> inline constexpr TypeInfo typeInfo<IfNode<TessilUtils::Curve>>{"IfCu
 // clang-format on
 
 /// Registers the if nodes.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerIfNodes();
 
 }  // namespace TessilGraph

@@ -223,6 +223,8 @@ template <> inline constexpr TypeInfo typeInfo<FloorNode<double, double, double>
 // clang-format on
 
 /// Registers the scalar math nodes.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerMathNodes();
 
 }  // namespace TessilGraph

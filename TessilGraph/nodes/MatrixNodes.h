@@ -142,6 +142,8 @@ template <> inline constexpr TypeInfo typeInfo<SetShearNode<Imath::M44d, Imath::
 // clang-format on
 
 /// Registers the matrix nodes: arithmetic, transforms and algorithms.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerMatrixNodes();
 
 }  // namespace TessilGraph

@@ -16,6 +16,8 @@ namespace TessilGraph {
 /// origin + outParameter * direction, behind the origin when that is negative. "outU", "outV" and
 /// 1 - outU - outV weigh the first, second and third corner of the triangle "outFaceId"; "outNormal"
 /// is the corners' normals in these weights, not normalised. The query runs in single precision.
+///
+/// Threads: as `NodeShape`; nodes on several threads may ask one mesh.
 class TESSILGRAPH_API MeshRayCast : public NodeShape<MeshRayCast> {
 public:
     MeshRayCast();
@@ -61,6 +63,8 @@ template <>
 inline constexpr TypeInfo typeInfo<MeshRayCast>{"MeshRayCast", 82, pureNode | outputKeepingNode};
 
 /// Registers the ray casting node.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerMeshRayCastNode();
 
 }  // namespace TessilGraph

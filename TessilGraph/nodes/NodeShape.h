@@ -16,6 +16,8 @@ namespace TessilGraph {
 
 // What all built-in node classes are made of, and what a host makes its own from: derive from one of
 // the shapes below, give the class a typeInfo row, and register it with registerNodes.
+//
+// Threads: what stands with NodeShape holds for all built-in node classes; where one differs it says so.
 
 /// The type string that a node class is registered under, its number, and what evaluation may rely on.
 struct TypeInfo {
@@ -49,9 +51,13 @@ template <class T>
 /// inputs, and returns it. Inputs that `copy` lacks or has with another type are passed over, and so
 /// are null entries in the list of inputs. A null `copy` is returned at once. The caller keeps owning
 /// `copy`; it is deleted if this throws.
+///
+/// Threads: reads `node` only, so that several may copy one node at once.
 TESSILGRAPH_API Node* copyUnconnected(Node& node, Node* copy);
 
 /// Declares the traits in the row of `N`, if it has any.
+///
+/// Threads: any number at once.
 template <class N>
 void declareTraitsOfRow() {
     if constexpr (!typeInfo<N>.traits.none()) {
@@ -61,6 +67,9 @@ void declareTraitsOfRow() {
 }
 
 /// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
+///
+/// Threads: as `Node`. `creator` and the other static functions, and making and destroying nodes that
+/// stand in no network, are for any number of threads at once.
 template <class N>
 class TESSILGRAPH_API NodeShape : public Node {
 public:
@@ -99,6 +108,8 @@ public:
 
 /// A node with the input "in" and the output "out" = N::evaluate(in). The source in which a host
 /// instantiates a class of its own on this shape includes <TessilGraph/nodes/ShapeCompute.h>.
+///
+/// Threads: as `NodeShape`; evaluation may call `evaluate` from any number at once.
 template <class N, class In, class Out>
 class TESSILGRAPH_API UnaryNode : public NodeShape<N> {
 public:
@@ -115,6 +126,8 @@ private:
 /// A node with the inputs "in1" and "in2" and the output "out" = N::evaluate(in1, in2). The source in
 /// which a host instantiates a class of its own on this shape includes
 /// <TessilGraph/nodes/ShapeCompute.h>.
+///
+/// Threads: as `UnaryNode`.
 template <class N, class In1, class In2, class Out>
 class TESSILGRAPH_API BinaryNode : public NodeShape<N> {
 public:
@@ -131,6 +144,8 @@ private:
 };
 
 /// Registers the node classes `N` with the factory in the order given.
+///
+/// Threads: as `NodeFactory::registerNode`.
 template <class... N>
 void registerNodes() {
     (declareTraitsOfRow<N>(), ...);

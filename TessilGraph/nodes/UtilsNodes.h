@@ -38,7 +38,8 @@ private:
 /// bends its curve and never makes it jump; "offset" is read again only after a reset. "seconds" is
 /// "frame" divided by "fps" (frames per second), which is not tested for zero.
 ///
-/// Keeps state between computes: one instance serves one thread.
+/// Threads: keeps state between computes, so that one instance serves one network and never two threads
+/// at once; evaluation sees to that.
 class TESSILGRAPH_API TimeNode : public NodeShape<TimeNode> {
 public:
     TimeNode();
@@ -83,6 +84,8 @@ template <> inline constexpr TypeInfo typeInfo<TimeNode>{"TimeNode", 81, statefu
 // clang-format on
 
 /// Registers the buffers and the time node.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerUtilsNodes();
 
 }  // namespace TessilGraph

@@ -102,6 +102,8 @@ template <> inline constexpr TypeInfo typeInfo<DoubleToVector>{"DoubleToVector",
 // clang-format on
 
 /// Registers the vector nodes and the conversions between a vector and its components.
+///
+/// Threads: as `NodeFactory::registerNode`.
 TESSILGRAPH_API void registerVectorNodes();
 
 }  // namespace TessilGraph
