@@ -14,10 +14,11 @@ function(tessil_library name macro)
   target_compile_options(
     ${name}
     PRIVATE ${TESSIL_WARNINGS}
-            # Results must not depend on the processor or on the optimisation level: no fused
-            # multiply-add, and no vectoriser of straight-line code, which g++ 12 lets drop the
-            # rounding of neighbouring double to float to double conversions.
-            -ffp-contract=off -fno-tree-slp-vectorize
+            # Results must not depend on the processor or on the optimisation level: no arithmetic
+            # that is only nearly right, whatever the flags from outside say; no fused multiply-add;
+            # and no vectoriser of straight-line code, which g++ 12 lets drop the rounding of
+            # neighbouring double to float to double conversions.
+            -fno-fast-math -ffp-contract=off -fno-tree-slp-vectorize
             -fno-semantic-interposition)
   # A symbol that nobody defines fails here, not in the host. clang leaves those of its sanitizers
   # to the program, so builds with one go without.
