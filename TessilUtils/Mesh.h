@@ -13,7 +13,10 @@ namespace TessilUtils {
 ///
 /// A mesh is a value whose geometry never changes: copies share it, so a copy costs a pointer, and
 /// assigning a new mesh is how one is replaced. What `intersect` builds for its own speed is shared
-/// among the copies as well. All const functions may be called from several threads at once.
+/// among the copies as well.
+///
+/// Threads: const functions may run side by side, and different meshes are used from different threads,
+/// also when they share geometry. One mesh is assigned by one thread while no other one uses it.
 class TESSILUTILS_API Mesh {
 public:
     /// No points, no triangles.
@@ -49,7 +52,9 @@ public:
     /// The direction need not be a unit vector; t counts in lengths of it. A ray that is not finite
     /// or has no direction misses, and a triangle without area or with a corner that is not finite
     /// is never hit. Surfaces have no gaps: a ray aimed at an edge or a corner that triangles share
-    /// meets one of them.
+    /// meets one of them; unless it grazes them the same one, whatever else is in the mesh. Of surfaces
+    /// behind each other at less than some millionths of the size of the mesh, it may be another one than
+    /// the first.
     ///
     /// The first ray builds a search tree, which takes far longer than the rays after it. Neither
     /// the caller's floating point settings nor its exception flags change, and the result does not

@@ -374,13 +374,14 @@ inline void RayTree::castRay(const Ray& ray, const SceneRay& sceneRay, double st
         return;
     }
     // Mostly the nearest of the grown triangles is really hit, and nearly where Embree says. If it
-    // is not, the ray passes through a margin or starts on a surface, and every candidate counts.
+    // is not, the ray passes through a margin or starts on a surface, and every candidate counts. So
+    // it does where the ray meets neighbours at once, of which Embree takes one or another.
     const unsigned int faceId = query.hit.primID;
     const Imath::V3f* const normals = faceVertexNormals_.data() + std::size_t{3} * faceId;
     __builtin_prefetch(normals);
     __builtin_prefetch(normals + 2);
     if (!improveHit(ray, makeTriangle(corners_[faceId]), faceId, best) ||
-        !(std::fabs(sceneRay.parameter(best, start) - static_cast<double>(query.ray.tfar)) < slack)) {
+        !(std::fabs(sceneRay.parameter(best, start) - static_cast<double>(query.ray.tfar)) < slack) || best.atBorder) {
         castRayAtAll(ray, sceneRay, start, end, best);
     }
 }

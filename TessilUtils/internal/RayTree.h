@@ -18,7 +18,9 @@ namespace TessilUtils::internal {
 // of Embree's rounding errors, so that no triangle which a ray really meets is passed over; for
 // every grown triangle that a ray meets, the true one is then tested in double precision while the
 // ray is under way. Hits are thus exact and the same on every processor, a ray cannot slip through
-// between neighbours, a miss costs nothing extra, and Embree never sees a number that it minds.
+// between neighbours, a miss costs nothing extra, and Embree never sees a number that it minds. It is
+// Embree's choice only between surfaces that lie closer behind each other than floats tell, and whether
+// a triangle is met at its very border by a ray that grazes it.
 class RayTree {
 public:
     // No list is copied: all must outlive the tree. Uses all cores for a moment. Normals are not used

@@ -86,6 +86,7 @@ struct Hit {
     Pair weights{};  // of the second and of the third corner
     unsigned int faceId = 0;
     bool found = false;
+    bool atBorder = false;  // so close to it that the ray may meet a neighbour as well
 };
 
 // By how much the weights of a ray that meets the triangle, before they are divided, can come out
@@ -104,6 +105,7 @@ struct Hit {
 // whatever the order in which they come.
 inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int faceId, Hit& best) {
     constexpr double parallel2 = 0x1p-92;
+    constexpr double close = 0x1p-20;  // as a weight
 
     const double side = -dot(ray.direction, triangle.normal);
     if (!(side * side > parallel2 * ray.direction2 * length2(triangle.normal))) {
@@ -118,7 +120,8 @@ inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int fa
     double weight1 = volumes[1];
     double weight2 = -volumes[0];
     double weight0 = determinant - weight1 - weight2;
-    if (std::min({weight0, weight1, weight2}) < 0) {
+    const double least = std::min({weight0, weight1, weight2});
+    if (least < 0) {
         const double error = weightError(ray.direction2, triangle.lengths2(), length2(fromCorner));
         if (weight0 < -error || weight1 < -error || weight2 < -error) {
             return false;
@@ -141,6 +144,7 @@ inline bool improveHit(const Ray& ray, const Triangle& triangle, unsigned int fa
     best.weights = Pair{weight1, weight2} / bothAs(weight0 + weight1 + weight2);
     best.faceId = faceId;
     best.found = true;
+    best.atBorder = least < close * determinant;
     return true;
 }
 

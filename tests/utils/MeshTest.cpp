@@ -582,6 +582,47 @@ TEST(Mesh, IsHitFromAboveAlongEveryEdgeOfAGrid) {
     }
 }
 
+TEST(Mesh, IsHitOnTheSameOfSeveralNeighboursWhateverElseItHolds) {
+    std::mt19937 engine(3);
+    const auto eighths = [&engine](unsigned int below, float from) {
+        return from + static_cast<float>(engine() % (8 * below)) / 8;
+    };
+    constexpr unsigned int cells = 16;
+    for (int round = 0; round < 20; ++round) {
+        std::vector<V3f> points;
+        std::vector<unsigned int> triangles;
+        for (unsigned int corner = 0; corner <= cells * (cells + 1) + cells; ++corner) {
+            const unsigned int row = corner / (cells + 1), column = corner % (cells + 1);
+            points.emplace_back(static_cast<float>(column), eighths(1, 0) / 4, static_cast<float>(row));
+            if (row < cells && column < cells) {
+                const unsigned int below = corner + cells + 1;
+                triangles.insert(triangles.end(), {corner, below, corner + 1, corner + 1, below, below + 1});
+            }
+        }
+        const Mesh alone(points, triangles);
+        // Other numbers for the search, far from all rays.
+        const auto first = static_cast<unsigned int>(points.size());
+        const V3f elsewhere(eighths(40, 20), -50, eighths(40, 20));
+        points.insert(points.end(), {elsewhere, elsewhere + V3f(1, 0, 0), elsewhere + V3f(0, 0, 1)});
+        triangles.insert(triangles.end(), {first, first + 1, first + 2});
+        const Mesh withMore(points, triangles);
+
+        for (int ray = 0; ray < 500; ++ray) {
+            // A corner, or the middle of an edge. The differences are exact, so that the ray meets all who share it.
+            const unsigned int* face = &triangles[3 * (engine() % (2 * cells * cells))];
+            const V3f target = (points[face[0]] + points[face[engine() % 2]]) / 2;
+            const V3f origin(eighths(cells, 0), eighths(8, 30), eighths(cells, 0));
+            const Record expected = cast(alone, origin, target - origin);
+            const Record record = cast(withMore, origin, target - origin);
+            ASSERT_TRUE(expected.hit);
+            ASSERT_EQ(record.faceId, expected.faceId);
+            ASSERT_EQ(record.t, expected.t);
+            ASSERT_EQ(record.u, expected.u);
+            ASSERT_EQ(record.v, expected.v);
+        }
+    }
+}
+
 TEST(Mesh, IsNotHitBesideItsBorder) {
     Random random(5);
     const Mesh mesh({V3f(-1, 0, -1), V3f(1, 0, -1), V3f(1, 0, 1), V3f(-1, 0, 1)}, {0, 1, 2, 0, 2, 3});
