@@ -29,7 +29,8 @@ inline void randomise(TessilGraph::Long& value, Numbers& numbers) {
                                   : static_cast<TessilGraph::Long>(numbers.below(0xffffffffu));
 }
 inline void randomise(std::string& value, Numbers& numbers) {
-    value = std::string(numbers.below(30), static_cast<char>('a' + numbers.below(26)));
+    const std::uint32_t length = numbers.below(30);
+    value = std::string(length, static_cast<char>('a' + numbers.below(26)));
 }
 inline void randomise(Imath::V3d& value, Numbers& numbers) {
     for (int component = 0; component < 3; ++component) {

@@ -1,0 +1,135 @@
+#include "../nodes/BuiltInNetworks.h"
+#include "../support/CollectedLog.h"
+#include "RandomNetworks.h"
+
+#include <TessilGraph/TessilGraph.h>
+
+#include <TessilUtils/ParallelFor.h>
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::Frames;
+using TessilGraph::NetworkManager;
+using TessilGraph::PortTemplate;
+using TessilUtils::parallel_for;
+using TessilUtils::ParallelForRange;
+
+namespace {
+
+constexpr std::size_t threadCount = 6;
+constexpr std::uint32_t rounds = 2;
+
+using Answers = std::vector<std::string>;
+
+/// What each thread answers, all of them being at work at once.
+Answers onManyThreads(const std::function<std::string(std::size_t thread)>& work) {
+    Answers answers(threadCount, "none");
+    std::vector<std::thread> threads;
+    for (std::size_t thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] { answers[thread] = work(thread); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    return answers;
+}
+
+/// Builds a network in every way, evaluates it and lets it go.
+std::string differenceOf(std::size_t seed) {
+    return EveryWay(static_cast<std::uint32_t>(seed + 1), nodesPerNetwork, "SlowSum").difference(rounds);
+}
+
+/// A row of sums over some frames.
+std::vector<double> framesOfARow() {
+    NetworkManager network;
+    std::string last;
+    for (int count = 0; count < 10; ++count) {
+        const std::string name = network.createNode("SlowSum", "sum")->name();
+        dynamic_cast<PortTemplate<double>&>(*network.getNode(name)->getInputPort("in2")).set(1.0);
+        if (!last.empty()) {
+            EXPECT_TRUE(network.connectAttr(last, "out", name, "in1"));
+        }
+        last = name;
+    }
+    constexpr std::size_t count = 40;
+    Frames frames(network, count);
+    EXPECT_TRUE(frames.drive("sum", "in1", std::vector<double>(count, 5.0)));
+    EXPECT_TRUE(frames.collect<double>(last, "out"));
+    TessilGraph::RunOptions options;
+    options.parallel = true;
+    frames.run(nullptr, options);
+    return frames.column<double>(last, "out");
+}
+
+}  // namespace
+
+TEST(ManyNetworks, AreBuiltEvaluatedAndDestroyedOnManyThreadsAtOnce) {
+    EXPECT_EQ(onManyThreads([](std::size_t thread) { return differenceOf(thread); }), Answers(threadCount));
+}
+
+TEST(ManyNetworks, AreBuiltEvaluatedAndDestroyedInsideALoop) {
+    Answers answers(2 * threadCount, "none");
+    parallel_for(ParallelForRange(0, 2 * threadCount), [&answers](const ParallelForRange& range) {
+        for (unsigned int seed = range.begin(); seed < range.end(); ++seed) {
+            answers[seed] = differenceOf(seed);
+        }
+    });
+    EXPECT_EQ(answers, Answers(2 * threadCount));
+}
+
+TEST(ManyNetworks, MayBeCopiesOfOneThatManyThreadsCopyAtOnce) {
+    NetworkManager original;
+    const std::vector<std::string> names = buildNodes(original, 5, nodesPerNetwork).names;
+    original.cacheNodeNetwork(names.back());
+    TessilGraph::PreparedEvaluation keepsValuesElsewhere(original, names.back());
+    keepsValuesElsewhere.run();
+    const auto evaluated = [&names](NetworkManager& copy) {
+        for (const std::string& name : names) {
+            copy.computeNode(name, nullptr, true, true);
+        }
+        std::string all;
+        for (const std::string& state : stateOf(copy)) {
+            all += state;
+        }
+        return all;
+    };
+    NetworkManager first(original);
+    const std::string expected = evaluated(first);
+    const NetworkManager& shared = original;
+    EXPECT_EQ(onManyThreads([&](std::size_t) {
+                  NetworkManager copy(shared);
+                  NetworkManager second = shared.clone();
+                  second = shared;
+                  return evaluated(second) == expected ? evaluated(copy) : "differs";
+              }),
+              Answers(threadCount, expected));
+}
+
+TEST(ManyNetworks, GoThroughTheirFramesOnManyThreadsAtOnce) {
+    EXPECT_EQ(
+        onManyThreads([](std::size_t) { return framesOfARow() == std::vector<double>(40, 15.0) ? "right" : "wrong"; }),
+        Answers(threadCount, "right"));
+}
+
+TEST(ManyNetworks, MayAllRefuseAtOnce) {
+    constexpr std::size_t refusals = 50;
+    onManyThreads([](std::size_t) {
+        NetworkManager network;
+        network.createNode("AddDouble", "first");
+        network.createNode("AddDouble", "second");
+        EXPECT_TRUE(network.connectAttr("first", "out", "second", "in1"));
+        for (std::size_t count = 0; count < refusals; ++count) {
+            EXPECT_FALSE(network.connectAttr("second", "out", "first", "in1"));
+        }
+        return std::string();
+    });
+    EXPECT_EQ(takeLog(), Messages(threadCount * refusals, "Cycle detected! the connection is not allowed! "));
+}
