@@ -26,6 +26,13 @@ function(tessil_library name macro)
   # The library calls its own copies of inline functions of the headers that it shares with hosts;
   # otherwise a host that was compiled with other flags would change its results.
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
+  # A worker thread may still be leaving a loop when the loop's caller has returned, so the code has to
+  # stay where it is when a host unloads the module that brought it.
+  target_link_options(${name} PRIVATE -Wl,-z,nodelete)
+  # Visibility marks classes; which of their functions hosts may call is written down.
+  set(exports "${PROJECT_SOURCE_DIR}/abi/${name}.map")
+  target_link_options(${name} PRIVATE "-Wl,--version-script=${exports}")
+  set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${exports}")
   target_include_directories(
     ${name} PUBLIC "$<BUILD_INTERFACE:${TESSIL_INCLUDE_ROOT}>" "$<BUILD_INTERFACE:${generated}>"
                    "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
