@@ -29,10 +29,45 @@ private:
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
+/// Passes a number on.
+template <class N>
+class Pass : public TessilGraph::NodeShape<N> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        out_->set(in_->get());
+        return true;
+    }
+
+protected:
+    TessilGraph::PortTemplate<double>* in_ = TessilGraph::addInput<double>(*this, "in");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
+/// Cannot bear numbers from 100 on.
+class Fragile : public Pass<Fragile> {
+public:
+    bool compute(const TessilGraph::ComputeData* data) override {
+        if (in_->get() >= 100.0) {
+            throw std::runtime_error("100");
+        }
+        return Pass::compute(data);
+    }
+};
+
+/// Has no copies.
+class Unique : public Pass<Unique> {
+public:
+    TessilGraph::Node* clone() override { return nullptr; }
+};
+
 }  // namespace tests
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::LastTen>{"LastTen", 9204, outputKeepingNode};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Fragile>{"Fragile", 9205, pureNode};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Unique>{"Unique", 9206, pureNode};
 
 using namespace tests;
 using TessilGraph::CancelToken;
@@ -45,7 +80,7 @@ using TessilGraph::RunStatus;
 
 namespace {
 
-const bool lastTenIsRegistered = (TessilGraph::registerNodes<LastTen>(), true);
+const bool typesAreRegistered = (TessilGraph::registerNodes<LastTen, Fragile, Unique>(), true);
 
 constexpr std::size_t frameCount = 200;
 
@@ -171,6 +206,69 @@ TEST_P(FramesOf, NetworksThatKeepOutputsGoThroughTheirFramesInOrder) {
         expected = static_cast<int>(slow[frame]) % 10 == 0 ? slow[frame] : expected;
         EXPECT_EQ(last[frame], expected) << frame;
     }
+}
+
+TEST_P(FramesOf, NodesThatHaveNoCopiesAreComputedAllTheSame) {
+    network_.createNode("Unique", "unique");
+    network_.connectAttr("slow3", "out", "unique", "in");
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("unique", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+    EXPECT_EQ(frames.column<double>("unique", "out"), frames.column<double>("slow3", "out"));
+}
+
+TEST_P(FramesOf, NetworksThatReadStorageOutsideShowWhatStandsThere) {
+    double outside = 1000.0;
+    output<double>(network_, "slow1", "out").setLink(&outside);
+    Frames frames(network_, frameCount);
+    ASSERT_TRUE(frames.drive("first", "in1", in1_));
+    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    EXPECT_EQ(frames.column<double>("slow3", "out"), std::vector<double>(frameCount, 1002.0));
+}
+
+TEST_P(FramesOf, NetworksThatAreWiredByHandFollowTheirLinks) {
+    network_.createNode("AddDouble", "extra");
+    input<double>(network_, "extra", "in1").set(7.0);
+    auto& in = input<double>(network_, "slow2", "in2");
+    auto& out = output<double>(network_, "extra", "out");
+    auto& sources = in.getConnections();
+    auto& readers = out.getConnections();
+    sources.push_back(&out);
+    readers.push_back(&in);
+    Frames frames(network_, frameCount);
+    ASSERT_TRUE(frames.drive("first", "in1", in1_));
+    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    for (std::size_t frame = 0; frame < frameCount; ++frame) {
+        EXPECT_EQ(slow[frame], in1_[frame] + 10.0) << frame;
+    }
+}
+
+TEST_P(FramesOf, LetAnExceptionThrough) {
+    network_.createNode("Fragile", "fragile");
+    network_.connectAttr("first", "out", "fragile", "in");
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("fragile", "out"));
+    EXPECT_THROW(frames.run(nullptr, options_), std::runtime_error);
+    network_.disconnectAttr("first", "out", "fragile", "in");
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+}
+
+TEST_P(FramesOf, EndWhenATargetGoesMeanwhile) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    options_.progress = [this](std::uint64_t done, std::uint64_t) {
+        if (done == 2) {
+            network_.deleteNode("compare");
+        }
+    };
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::TargetGone);
 }
 
 TEST_P(FramesOf, CanBeCancelled) {

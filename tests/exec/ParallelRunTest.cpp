@@ -248,6 +248,23 @@ TEST_P(ParallelRun, EndsWhenTheProgressThrows) {
     EXPECT_EQ(computes(), static_cast<int>(probes_.size()));
 }
 
+TEST_P(ParallelRun, GoesOnWithAllThatWaitedForOneNode) {
+    add<Pipe>("first");
+    for (int row = 0; row < rows; ++row) {
+        link("first", nameOf(row, 0), "in1");
+        for (int column = 0; column < columns; ++column) {
+            // What comes later takes longer.
+            probes_[static_cast<std::size_t>(column * rows + row)]->onCompute = [row] { spin(20 + 2 * row); };
+        }
+    }
+    PreparedEvaluation evaluation(network_, sink_);
+    for (int round = 1; round <= 5; ++round) {
+        EXPECT_EQ(evaluation.run(nullptr, options_).computed, probes_.size());
+        EXPECT_EQ(sinkValue(), right + rows);
+        network_.setAllNodeDirty();
+    }
+}
+
 TEST_P(ParallelRun, CutsOffWhatSawNoChange) {
     options_.cutOff = true;
     PreparedEvaluation evaluation(network_, sink_);

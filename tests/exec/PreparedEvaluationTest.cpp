@@ -602,6 +602,75 @@ TEST_F(Prepared, NodesMayWireInTheirCompute) {
     takeLog();
 }
 
+TEST_F(Prepared, TellsWhatIsStillToBeDoneAfterNodesWired) {
+    makeDiamond();
+    probe<Pipe>("more");
+    probe<Pipe>("extra");
+    link("more", "extra", "in1");
+    dynamic_cast<Pipe&>(*network->getNode("a")).onCompute = [&] { network->connectAttr("extra", "out", "a", "in1"); };
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> told;
+    RunOptions options;
+    options.progress = [&told](std::uint64_t done, std::uint64_t total) { told.emplace_back(done, total); };
+    PreparedEvaluation evaluation(*network, "d");
+    expectResult(evaluation.run(nullptr, options), RunStatus::Done, 6);
+    const std::vector<std::pair<std::uint64_t, std::uint64_t>> expected = {{1, 5}, {2, 5}, {3, 5}, {4, 5}, {5, 5}};
+    EXPECT_EQ(told, expected);
+}
+
+TEST_F(Prepared, CanBeCancelledAfterNodesWired) {
+    makeDiamond();
+    CancelToken token;
+    RunOptions options;
+    options.cancel = &token;
+    dynamic_cast<Pipe&>(*network->getNode("a")).onCompute = [&] { network->disconnectAttr("b", "out", "d", "in1"); };
+    dynamic_cast<Pipe&>(*network->getNode("c")).onCompute = [&] { token.cancel(); };
+    PreparedEvaluation evaluation(*network, "d");
+    EXPECT_EQ(evaluation.run(nullptr, options).status, RunStatus::Cancelled);
+    EXPECT_FALSE(network->getNode("c")->isDirty());
+    EXPECT_TRUE(network->getNode("d")->isDirty());
+    token.reset();
+    expectResult(evaluation.run(nullptr, options), RunStatus::Done, 1);
+    EXPECT_EQ(output("d"), 3.0);
+}
+
+TEST_F(Prepared, CutsOffNothingBehindPortsWhoseValueItCannotCompare) {
+    makeDiamond();
+    network->getNode("a")->addOutputPort(new TessilGraph::Port("bare"));
+    RunOptions options;
+    options.cutOff = true;
+    PreparedEvaluation evaluation(*network, "b");
+    evaluation.run(nullptr, options);
+    takeComputed();
+    network->getNode("a")->setDirty(true);
+    evaluation.run(nullptr, options);
+    EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+}
+
+TEST_F(Prepared, CutsOffBehindArraysThatHoldTheSameElements) {
+    makeDiamond();
+    auto* list = new PortTemplate<std::vector<double>>("list");
+    auto& a = dynamic_cast<Pipe&>(*network->getNode("a"));
+    a.addOutputPort(list);
+    RunOptions options;
+    options.cutOff = true;
+    PreparedEvaluation evaluation(*network, "b");
+    const auto computedWith = [&](const std::vector<double>& values) {
+        a.onCompute = [&] { list->set(values); };
+        a.setDirty(true);
+        takeComputed();
+        evaluation.run(nullptr, options);
+        return takeComputed();
+    };
+    const Names both = {"a", "b"};
+    EXPECT_EQ(computedWith({1.0, 2.0}), both);
+    EXPECT_EQ(computedWith({1.0, 2.0}), Names{"a"});
+    EXPECT_EQ(computedWith({1.0, 3.0}), both);
+    EXPECT_EQ(computedWith({0.0, 3.0}), both);
+    EXPECT_EQ(computedWith({0.0, 3.0, 4.0}), both);
+    EXPECT_EQ(computedWith({}), both);
+    EXPECT_EQ(computedWith({}), Names{"a"});
+}
+
 TEST_F(Prepared, SurvivesATargetThatIsNeverThere) {
     PreparedEvaluation evaluation(*network, "nobody");
     expectResult(evaluation.run(), RunStatus::TargetGone, 0);
