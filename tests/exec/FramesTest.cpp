@@ -248,6 +248,27 @@ TEST_P(FramesOf, NetworksThatAreWiredByHandFollowTheirLinks) {
     }
 }
 
+TEST_P(FramesOf, NetworksThatRunInACircleByHandGoThroughTheirFramesInOrder) {
+    auto& in = input<double>(network_, "slow0", "in2");
+    auto& out = output<double>(network_, "slow3", "out");
+    auto& sources = in.getConnections();
+    auto& readers = out.getConnections();
+    sources.push_back(&out);
+    readers.push_back(&in);
+    Frames frames(network_, frameCount);
+    ASSERT_TRUE(frames.drive("first", "in1", in1_));
+    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    takeLog();
+    double before = 0.0;
+    for (std::size_t frame = 0; frame < frameCount; ++frame) {
+        // The first in the circle reads what the last showed in the frame before.
+        before += in1_[frame] + 3.0;
+        ASSERT_EQ(slow[frame], before) << frame;
+    }
+}
+
 TEST_P(FramesOf, LetAnExceptionThrough) {
     network_.createNode("Fragile", "fragile");
     network_.connectAttr("first", "out", "fragile", "in");

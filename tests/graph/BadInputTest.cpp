@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/PortTemplate.h>
+#include <TessilGraph/graph/initTessilGraph.h>
 
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
@@ -120,6 +121,54 @@ TEST(BadInput, NullEntriesInAListArePassedOver) {
     network.clearNodeNetworkCaches();
     network.deleteNode("a");
     EXPECT_EQ(b->in()->numConnections(), 0U);
+}
+
+TEST(BadInput, NullEntriesInAListArePassedOverWhenItIsLookedThrough) {
+    NetworkManager network;
+    std::vector<Pipe*> nodes;
+    for (const char* name : {"a", "b", "c"}) {
+        nodes.push_back(new Pipe);
+        network.addNode(nodes.back(), name);
+    }
+    ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+    nodes[0]->out()->getConnections().push_back(nullptr);
+    nodes[1]->in()->getConnections().push_back(nullptr);
+    nodes[2]->addOutputPort(new PortTemplate<double>("extra"));
+    const auto extra = nodes[2]->outputPortBegin() + 1;
+    const std::unique_ptr<Port> taken(*extra);
+    *extra = nullptr;
+    // A link has lent lists looked through, and a circle searched for.
+    EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
+    EXPECT_FALSE(network.connectAttr("c", "out", "a", "in1"));
+    EXPECT_EQ(takeLog().size(), 1U);
+    takeComputed();
+    network.computeNode("c");
+    EXPECT_EQ(takeComputed(), (Names{"a", "b", "c"}));
+}
+
+TEST(BadInput, NullEntriesInListsOfBuiltInNodesArePassedOver) {
+    initTessilGraph();
+    NetworkManager network;
+    Node* source = network.createNode("AddDouble", "source");
+    Node* target = network.createNode("AddDouble", "target");
+    network.createNode("AddDouble", "later");
+    dynamic_cast<PortTemplate<double>&>(*source->getInputPort("in1")).set(1.0);
+    ASSERT_TRUE(network.connectAttr("source", "out", "target", "in1"));
+    ASSERT_TRUE(network.connectAttr("target", "out", "later", "in1"));
+    const auto second = target->inputPortBegin() + 1;
+    Port* const taken = *second;
+    *second = nullptr;
+    source->getInputPort("in2")->getConnections().push_back(nullptr);
+    for (const bool way : {false, true}) {
+        for (int time = 0; time < 20; ++time) {
+            network.setAllNodeDirty();
+            network.computeNode("later", nullptr, way);
+            EXPECT_FALSE(source->isDirty());
+            EXPECT_FALSE(target->isDirty());
+        }
+    }
+    EXPECT_EQ(dynamic_cast<PortTemplate<double>&>(*network.getNode("later")->getOutputPort("out")).get(), 1.0);
+    *second = taken;
 }
 
 TEST(BadInput, NullNodesAreNotAdded) {

@@ -231,6 +231,15 @@ TEST(NodeMemory, HoldsPortsThatAskForMoreAlignment) {
     EXPECT_TRUE(isAligned(safe.get()));
 }
 
+TEST(NodeMemory, HoldsPortsThatAreMadeWithoutExceptions) {
+    const std::unique_ptr<PortTemplate<double>> port(new (std::nothrow) PortTemplate<double>("port"));
+    ASSERT_NE(port, nullptr);
+    EXPECT_EQ(port->name(), "port");
+    const std::unique_ptr<PlainNode> node(new PlainNode);
+    EXPECT_TRUE(node->out->connectTo(port.get()));
+    EXPECT_TRUE(node->out->disconnectFrom(port.get()));
+}
+
 TEST(NodeMemory, AlignsPortsThatAreMadeForANodeAsTheirClassWants) {
     for (int count = 0; count < 3; ++count) {
         const std::unique_ptr<PlainNode> node(new PlainNode);

@@ -53,6 +53,48 @@ TEST(Port, ConnectsFromTheOutputAsWellAsFromTheInput) {
     }
 }
 
+TEST(Port, ConnectsAnewWhenBothEndsWereReset) {
+    Pipe a;
+    Pipe b;
+    Pipe c;
+    for (int time = 0; time < 3; ++time) {
+        ASSERT_TRUE(a.out()->connectTo(b.in()));
+        EXPECT_FALSE(a.out()->connectTo(b.in()));
+        EXPECT_EQ(takeLog(), Messages{connectedMessage});
+        b.in()->reset();
+        a.out()->reset();
+        EXPECT_EQ(a.out()->numConnections(), 0U);
+    }
+    // Another source in between.
+    ASSERT_TRUE(c.out()->connectTo(b.in()));
+    b.in()->reset();
+    ASSERT_TRUE(a.out()->connectTo(b.in()));
+    EXPECT_EQ(b.in()->input(), a.out());
+    EXPECT_EQ(a.out()->getConnections(), Ports{b.in()});
+    b.in()->reset();
+    EXPECT_FALSE(c.out()->connectTo(b.in()));
+    EXPECT_EQ(takeLog(), Messages{connectedMessage});
+    c.out()->reset();
+    EXPECT_TRUE(c.out()->connectTo(b.in()));
+}
+
+TEST(Port, MayBecomeAnOutputWhileAnOutputStillListsIt) {
+    Pipe a;
+    Pipe b;
+    LoosePort port("port");
+    port.setAsInput(true);
+    ASSERT_TRUE(a.out()->connectTo(&port));
+    port.reset();
+    port.setAsInput(false);
+    EXPECT_TRUE(port.connectTo(b.in()));
+    b.setDirty(false);
+    a.setDirty(true);
+    EXPECT_FALSE(b.isDirty());
+    EXPECT_EQ(b.in()->input(), &port);
+    a.out()->reset();
+    EXPECT_TRUE(port.disconnectFrom(b.in()));
+}
+
 TEST(Port, MarksNothingDirtyAndCopiesNoValueWhenConnected) {
     Pipe a;
     Pipe b;

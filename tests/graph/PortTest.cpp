@@ -8,7 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -92,6 +94,27 @@ TEST(Port, KeepsNamesOfAnyLengthAndAnyBytes) {
     EXPECT_EQ(Port("").name(), "");
     const std::string longName(1U << 20U, 'x');
     EXPECT_EQ(Port(longName).name(), longName);
+}
+
+TEST(Port, KeepsItsNameHoweverManyNamesThereAre) {
+    constexpr int count = 5000;
+    std::vector<std::unique_ptr<Port>> ports;
+    for (int number = 0; number < count; ++number) {
+        ports.push_back(std::make_unique<Port>("port" + std::to_string(number)));
+    }
+    for (int number = 0; number < count; ++number) {
+        EXPECT_EQ(ports[static_cast<std::size_t>(number)]->name(), "port" + std::to_string(number));
+    }
+}
+
+TEST(Port, StaysAsItIsWhenItsOwnerIsNamedAgain) {
+    Pipe a;
+    Pipe b;
+    ASSERT_TRUE(a.out()->connectTo(b.in()));
+    b.in()->setNode(&b);
+    EXPECT_EQ(b.in()->node(), &b);
+    EXPECT_EQ(b.in()->input(), a.out());
+    EXPECT_EQ(b.getInputPort("in1"), b.in());
 }
 
 }  // namespace

@@ -64,6 +64,92 @@ TEST_F(WalkPlan, FollowsAListOfLinksThatIsEditedLongAfterItWasLent) {
     EXPECT_EQ(evaluate(), namesFrom(40));
 }
 
+TEST_F(WalkPlan, MarksWhatListsOfLinksLeadToThatAreEditedLongAfterTheyWereLent) {
+    std::vector<Port*>& links = nodes[50]->out()->getConnections();
+    warm();
+    links.clear();
+    nodes[40]->setDirty(true);
+    EXPECT_TRUE(nodes[50]->isDirty());
+    EXPECT_FALSE(nodes[51]->isDirty());
+    links.assign(1, nodes[51]->in());
+    nodes[50]->setDirty(false);
+    nodes[50]->setDirty(true);
+    EXPECT_TRUE(nodes[51]->isDirty());
+}
+
+TEST_F(WalkPlan, MarksWhatAListOfOutputsLeadsToThatIsEditedLongAfterItWasLent) {
+    const auto place = nodes[50]->outputPortBegin();
+    Port* const out = *place;
+    warm();
+    *place = nullptr;
+    nodes[40]->setDirty(true);
+    EXPECT_TRUE(nodes[50]->isDirty());
+    EXPECT_FALSE(nodes[51]->isDirty());
+    *place = out;
+    nodes[50]->setDirty(false);
+    nodes[50]->setDirty(true);
+    EXPECT_TRUE(nodes[51]->isDirty());
+}
+
+TEST_F(WalkPlan, MarksAndComputesNodesOfOtherNetworks) {
+    NetworkManager other;
+    auto* between = new Pipe;
+    auto* beside = new Pipe;
+    other.addNode(between, "between");
+    other.addNode(beside, "beside");
+    ASSERT_TRUE(network.disconnectAttr(nameOf(49), "out", nameOf(50), "in1"));
+    ASSERT_TRUE(nodes[49]->out()->connectTo(between->in()));
+    ASSERT_TRUE(between->out()->connectTo(nodes[50]->in()));
+    ASSERT_TRUE(nodes[60]->out()->connectTo(beside->in()));
+    evaluate();
+    for (int time = 0; time < 20; ++time) {
+        beside->setDirty(false);
+        nodes[40]->setDirty(true);
+        EXPECT_TRUE(between->isDirty());
+        EXPECT_TRUE(beside->isDirty());
+        evaluate();
+        EXPECT_FALSE(between->isDirty());
+        EXPECT_TRUE(beside->isDirty());
+        EXPECT_EQ(nodes.back()->out()->get(), length + 1.0);
+    }
+    other.cleanNetwork();
+}
+
+TEST_F(WalkPlan, PassesOverPortsWithoutANode) {
+    PortTemplate<double> sink("sink");
+    ASSERT_TRUE(nodes[50]->out()->connectTo(&sink));
+    warm();
+    EXPECT_EQ(changed(50), namesFrom(50));
+    EXPECT_EQ(sink.get(), 51.0);
+    ASSERT_TRUE(sink.disconnectFrom(nodes[50]->out()));
+}
+
+TEST_F(WalkPlan, MarksAnyNumberOfConsumers) {
+    constexpr std::size_t count = 300;
+    std::vector<Pipe*> near;
+    std::vector<Pipe*> far;
+    for (std::size_t consumer = 0; consumer < count; ++consumer) {
+        for (std::vector<Pipe*>* row : {&near, &far}) {
+            row->push_back(new Pipe);
+            network.addNode(row->back(), "consumer");
+        }
+        ASSERT_TRUE(near.back()->out()->connectTo(far.back()->in()));
+        ASSERT_TRUE(nodes[50]->out()->connectTo(near.back()->in()));
+    }
+    const auto expectAllMarked = [&] {
+        for (std::size_t consumer = 0; consumer < count; ++consumer) {
+            ASSERT_TRUE(near[consumer]->isDirty()) << consumer;
+            ASSERT_TRUE(far[consumer]->isDirty()) << consumer;
+            network.computeNode(far[consumer]->name());
+        }
+    };
+    expectAllMarked();
+    for (int time = 0; time < 5; ++time) {
+        nodes[40]->setDirty(true);
+        expectAllMarked();
+    }
+}
+
 TEST_F(WalkPlan, SeesThatTheWiringChanges) {
     warm();
     EXPECT_TRUE(network.disconnectAttr(nameOf(49), "out", nameOf(50), "in1"));

@@ -659,6 +659,22 @@ TEST(Mesh, IsHitOnSlivers) {
     }
 }
 
+TEST(Mesh, IsHitOnNeedlesHoweverTheirCornersAreListed) {
+    const float width = 1e-6f;
+    const std::vector<V3f> points = {V3f(0, 0, -1), V3f(0, 0, 1), V3f(width, 0, 0.25f)};
+    std::vector<unsigned int> corners = {0, 1, 2};
+    do {
+        const Mesh mesh(points, corners);
+        for (const float along : {-0.9f, -0.5f, 0.0f, 0.2f, 0.9f}) {
+            const V3f aim(0, 0, along);
+            ASSERT_TRUE(cast(mesh, aim + V3f(0, 1, 0), V3f(0, -1, 0)).hit) << corners[0] << corners[1] << along;
+            ASSERT_TRUE(cast(mesh, aim - V3f(0, 1, 0), V3f(0, 1, 0)).hit) << corners[0] << corners[1] << along;
+        }
+        ASSERT_FALSE(cast(mesh, V3f(-width, 1, 0), V3f(0, -1, 0)).hit);
+        ASSERT_FALSE(cast(mesh, V3f(2 * width, 1, 0), V3f(0, -1, 0)).hit);
+    } while (std::next_permutation(corners.begin(), corners.end()));
+}
+
 TEST(Mesh, GivesEveryThreadTheSameAnswersFromTheFirstRayOn) {
     for (int round = 0; round < 8; ++round) {
         const Mesh mesh = sphere(60, 60);
