@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -95,14 +96,14 @@ private:
     void prepare() {
         cleanSince_.reset();
         chunks_.reset();
-        const std::shared_ptr<CompiledNetwork> last = std::move(form_);
-        form_ = CompiledNetwork::of(state_, last.get());
-        findMembers();
+        const std::shared_ptr<CompiledNetwork> form = CompiledNetwork::of(state_, form_.get());
+        findMembers(*form);
+        form_ = form;  // Not before all of it is there.
     }
 
     /// Everything upstream of the targets.
-    void findMembers() {
-        members_ = SlotSet(form_->groups());
+    void findMembers(const CompiledNetwork& form) {
+        members_ = SlotSet(form.groups());
         targetGone_ = false;
         oddly_ = false;
         Slot last = 0;
@@ -112,7 +113,7 @@ private:
                 targetGone_ = true;
                 continue;
             }
-            const Slot slot = form_->slotOf(*node);
+            const Slot slot = form.slotOf(*node);
             if (slot == internal::noSlot) {
                 oddly_ = true;
                 continue;
@@ -124,8 +125,8 @@ private:
             if (!members_.contains(slot)) {
                 continue;
             }
-            oddly_ = oddly_ || form_->isOdd(slot);
-            for (const Slot source : form_->sources(slot)) {
+            oddly_ = oddly_ || form.isOdd(slot);
+            for (const Slot source : form.sources(slot)) {
                 members_.add(source);
             }
         }
@@ -175,10 +176,11 @@ private:
         ++longRuns_;
         how.timed = how.timed || isCostDoubtful_ || (longRuns_ & (longRuns_ - 1)) == 0;
         isCostDoubtful_ = false;
-        if (chunks_ == nullptr) {
-            chunks_ = std::make_unique<internal::Chunks>(*form_, members_);
-        }
         internal::Run run(*form_, members_, how, control);
+        if (!haveChunks()) {
+            run.all();
+            return;
+        }
         if (chunks_->mayPay() && !rests() && chunks_->plan(threads)) {
             const auto begin = std::chrono::steady_clock::now();
             chunks_->run(run, control);
@@ -190,6 +192,18 @@ private:
         }
         if (how.timed && chunks_->areStale()) {
             chunks_.reset();
+        }
+    }
+
+    /// False where there is no memory for them.
+    bool haveChunks() {
+        try {
+            if (chunks_ == nullptr) {
+                chunks_ = std::make_unique<internal::Chunks>(*form_, members_);
+            }
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
         }
     }
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace TessilGraph {
@@ -119,12 +120,15 @@ public:
     void move(std::uint32_t hash, Position from, Position to) { slots_[placeOf(hash, from)].position = to; }
 
     /// The same for all of them: `moved[from]` is where it stands now. Gives back room that is no longer
-    /// needed.
-    void moveAll(const std::vector<Position>& moved) {
+    /// needed, unless there is no memory for less.
+    void moveAll(const std::vector<Position>& moved) noexcept {
         for (Slot& slot : slots_) {
             slot.position = slot.position != none ? moved[slot.position] : none;
         }
-        resize(placesFor(size_));
+        try {
+            resize(placesFor(size_));
+        } catch (const std::bad_alloc&) {
+        }
     }
 
     void clear() {

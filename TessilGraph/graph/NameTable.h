@@ -5,7 +5,9 @@
 #include <TessilGraph/graph/NameOrder.h>
 
 #include <cstddef>
+#include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +44,12 @@ public:
         return true;
     }
 
+    /// What stands under the name; a value by default where nothing does yet.
+    Value& at(const HashedName& name) {
+        add(name, Value());
+        return *find(name);
+    }
+
     /// False when the name is unknown.
     bool erase(const HashedName& name) {
         const NameIndex::Position position = positionOf(name);
@@ -56,6 +64,15 @@ public:
         }
         entries_.pop_back();
         return true;
+    }
+
+    std::size_t size() const { return entries_.size(); }
+
+    /// Takes out what was added last, until so many are left. Nothing was erased since the first of these was added.
+    void keepFirst(std::size_t count) noexcept {
+        while (entries_.size() > count) {
+            erase(std::string_view(entries_.back().name));
+        }
     }
 
     void clear() {
@@ -76,6 +93,25 @@ public:
     std::vector<const Entry*> sorted() const {
         const std::vector<Entry*> entries = const_cast<NameTable*>(this)->sorted();
         return {entries.begin(), entries.end()};
+    }
+
+    /// Calls `visit(entry)` with all entries in that order; in another one where there is no memory to sort them.
+    template <class Visit>
+    void forEachSorted(Visit visit) {
+        std::vector<Entry*> entries;
+        try {
+            entries = sorted();
+        } catch (const std::bad_alloc&) {
+        }
+        if (entries.size() == entries_.size()) {
+            for (Entry* entry : entries) {
+                visit(*entry);
+            }
+        } else {
+            for (Entry& entry : entries_) {
+                visit(entry);
+            }
+        }
     }
 
     /// All entries, in no particular order.

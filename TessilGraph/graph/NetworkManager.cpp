@@ -108,6 +108,17 @@ NetworkManager::NetworkManager(const NetworkManager& other) : NetworkManager() {
 
 NetworkManager& NetworkManager::operator=(const NetworkManager& other) {
     cleanNetwork();
+    try {
+        copyFrom(other);
+    } catch (...) {
+        cleanNetwork();
+        throw;
+    }
+    return *this;
+}
+
+/// Into an empty network.
+void NetworkManager::copyFrom(const NetworkManager& other) {
     internal::NetworkCopy copy(other.nodes_);
     if (!copy.enterAll(nodes_)) {
         nodes_.reserve(other.nodes_.size());
@@ -121,7 +132,6 @@ NetworkManager& NetworkManager::operator=(const NetworkManager& other) {
         networkCache_.store(name, copy.translate(order, nodes_));
     });
     copy.connect(nodes_);
-    return *this;
 }
 
 NetworkManager::~NetworkManager() {
@@ -186,16 +196,10 @@ bool NetworkManager::renameNode(const std::string& oldName, const std::string& n
     }
     const NodeSet::FreeName unique(nodes_, newName);
     Node* inTheWay = isCached(position, old) ? waitingNode(unique) : nullptr;
-    if (inTheWay == nullptr) {
-        moveEntry(old, unique);
-        return true;
+    moveEntry(old, unique);
+    if (inTheWay != nullptr) {
+        destroy(*inTheWay);
     }
-    // The names may live in the node that goes.
-    const std::string from = oldName;
-    const std::string to(unique.name().text());
-    eraseCacheEntry(to);
-    destroy(*inTheWay);
-    moveEntry(from, to);
     return true;
 }
 
@@ -296,6 +300,7 @@ void NetworkManager::clearNodeCache() {
         }
     }
     std::vector<Node*> doomed;
+    doomed.reserve(waiting.size());
     for (const auto& [name, entry] : waiting) {
         // A node that stands under two names is forgotten, and its entries with it, at the first one.
         const NodeCacheEntry* now = nodeCache_.find(name);
@@ -314,15 +319,9 @@ void NetworkManager::clearNodeCache() {
 
 void NetworkManager::reset() {
     // The books first: what a host's node throws out of its reset finds them in order.
-    for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
-        Node* node = nodes_.nodeIfAt(position);
-        if (node != nullptr && nodes_.isMade(position)) {
-            setCacheEntry(nodes_.nameAt(position), {false, node});
-        }
-    }
+    const std::vector<NameTable<NodeCacheEntry>::Entry*> entries = cacheAll();
     nodes_.clear();
     networkCache_.dropAll();
-    const auto entries = nodeCache_.sorted();
     for (auto* entry : entries) {
         entry->value.inUse = false;
     }
@@ -345,28 +344,51 @@ void NetworkManager::reset() {
     }
 }
 
+/// Enters all nodes that the manager made in the cache, and returns its entries in name order. Where there is no
+/// memory, nothing changes.
+std::vector<NameTable<NodeCacheEntry>::Entry*> NetworkManager::cacheAll() {
+    NodeSet::Position position = 0;
+    try {
+        for (; position < nodes_.endPosition(); ++position) {
+            Node* node = nodes_.nodeIfAt(position);
+            if (node != nullptr && nodes_.isMade(position)) {
+                setCacheEntry(nodes_.nameAt(position), {false, node});
+            }
+        }
+        return nodeCache_.sorted();
+    } catch (...) {
+        while (position-- > 0) {
+            if (nodes_.nodeIfAt(position) != nullptr && nodes_.isMade(position)) {
+                eraseCacheEntry(nodes_.nameAt(position));
+            }
+        }
+        throw;
+    }
+}
+
 void NetworkManager::cleanNetwork() {
     std::vector<Node*> doomed = nodes_.takeAll();
-    if (!nodeCache_.isEmpty()) {
+    NameTable<NodeCacheEntry> waiting;
+    std::swap(waiting, nodeCache_);
+    networkCache_.dropAll();
+    if (!waiting.isEmpty()) {
         // A node may wait and stand in the network as well.
         const std::uint64_t walk = internal::nextStamp();
         for (Node* node : doomed) {
             Access::mark(*node) = walk;
         }
-        for (const auto* entry : nodeCache_.sorted()) {
-            Node* node = entry->value.node;
-            if (!entry->value.inUse && node != nullptr && Access::mark(*node) != walk) {
-                Access::mark(*node) = walk;
-                doomed.push_back(node);
+        waiting.forEachSorted([walk](NameTable<NodeCacheEntry>::Entry& entry) {
+            Node*& node = entry.value.node;
+            if (node != nullptr && (entry.value.inUse || std::exchange(Access::mark(*node), walk) == walk)) {
+                node = nullptr;
             }
-        }
+        });
     }
-    nodeCache_.clear();
-    networkCache_.dropAll();
     for (std::size_t i = 0; i < doomed.size(); ++i) {
         internal::prefetchAhead(doomed, i);
         delete doomed[i];
     }
+    waiting.forEachSorted([](const NameTable<NodeCacheEntry>::Entry& entry) { delete entry.value.node; });
 }
 
 std::string NetworkManager::getUniqueName(const std::string& name) {
@@ -394,34 +416,38 @@ void NetworkManager::moveEntry(const HashedName& from, const HashedName& to) {
     if (position == NodeSet::none) {
         return;
     }
-    if (isCached(position, from)) {
-        eraseCacheEntry(to);
-        if (!nodes_.isMade(position)) {
-            setCacheEntry(to, *nodeCache_.find(from));
-            eraseCacheEntry(from);
-        }
+    const bool isMade = nodes_.isMade(position);
+    const bool hasEntry = !isMade && isCached(position, from);
+    if (hasEntry) {
+        nodeCache_.at(to);  // Here it fails, or not at all.
     }
     nodes_.rename(position, to);
+    if (hasEntry) {
+        setCacheEntry(to, *nodeCache_.find(from));
+        eraseCacheEntry(from);
+    } else if (isMade) {
+        eraseCacheEntry(to);
+    }
 }
 
 /// Deletes a node and whatever the books still say of it.
-void NetworkManager::destroy(Node& node) {
+void NetworkManager::destroy(Node& node) noexcept {
     forget(node);
     delete &node;
 }
 
 /// Takes the node out of the books, and out of all lists of ports that its own ports know.
-void NetworkManager::forget(Node& node) {
+void NetworkManager::forget(Node& node) noexcept {
     if (Access::holders(node) != 0) {
         // The host entered it under more than one name.
-        std::vector<std::string> names;
         for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
             if (nodes_.nodeIfAt(position) == &node) {
-                names.push_back(nodes_.nameAt(position));
+                const std::uint64_t storage = nodes_.state()->storage;
+                nodes_.remove(position, nodes_.nameAt(position));
+                if (nodes_.state()->storage != storage) {
+                    position = NodeSet::none;  // The others have moved: again from the first one.
+                }
             }
-        }
-        for (const std::string& name : names) {
-            nodes_.remove(name);
         }
         for (auto& entry : nodeCache_) {
             if (entry.value.node == &node) {
@@ -434,14 +460,17 @@ void NetworkManager::forget(Node& node) {
 }
 
 void NetworkManager::setCacheEntry(const HashedName& name, NodeCacheEntry entry) {
-    eraseCacheEntry(name);
-    nodeCache_.add(name, entry);
+    NodeCacheEntry& kept = nodeCache_.at(name);
+    if (kept.node != nullptr) {
+        --Access::holders(*kept.node);
+    }
+    kept = entry;
     if (entry.node != nullptr) {
         ++Access::holders(*entry.node);
     }
 }
 
-void NetworkManager::eraseCacheEntry(const HashedName& name) {
+void NetworkManager::eraseCacheEntry(const HashedName& name) noexcept {
     const NodeCacheEntry* entry = nodeCache_.find(name);
     if (entry == nullptr) {
         return;

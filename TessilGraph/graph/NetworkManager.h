@@ -158,11 +158,13 @@ private:
 
     Node* waitingNode(const HashedName& name) const;
     bool isCached(NodeSet::Position position, const HashedName& name) const;
+    void copyFrom(const NetworkManager& other);
+    std::vector<NameTable<NodeCacheEntry>::Entry*> cacheAll();
     void moveEntry(const HashedName& from, const HashedName& to);
-    void destroy(Node& node);
-    void forget(Node& node);
+    void destroy(Node& node) noexcept;
+    void forget(Node& node) noexcept;
     void setCacheEntry(const HashedName& name, NodeCacheEntry entry);
-    void eraseCacheEntry(const HashedName& name);
+    void eraseCacheEntry(const HashedName& name) noexcept;
 
     NodeSet nodes_;
     StoredOrders networkCache_;

@@ -7,6 +7,7 @@
 #include <TessilGraph/graph/internal/LentLists.h>
 #include <TessilGraph/graph/internal/LoosePorts.h>
 #include <TessilGraph/graph/internal/MarkPlan.h>
+#include <TessilGraph/graph/internal/NodeRow.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
 
@@ -52,6 +53,23 @@ void addDirtyBits(std::atomic<std::uint8_t>& dirty, std::uint8_t bits, const int
         dirty.store(static_cast<std::uint8_t>(before | bits), std::memory_order_relaxed);
     }
 }
+
+/// Nodes whose downstream is still to be marked. What is dirty is not looked at again, so none of them may get lost.
+class MarkedNodes {
+public:
+    void push(Node& node) noexcept {
+        if (!stack_.tryPush(&node)) {
+            row_.push(node);
+        }
+    }
+
+    /// Null when there is none.
+    Node* pop() noexcept { return !stack_.empty() ? stack_.pop() : row_.pop(); }
+
+private:
+    internal::SmallStack<Node*, 64> stack_;
+    internal::NodeRow row_;
+};
 
 void markDirty(Node& node) {
     using internal::Access;
@@ -135,10 +153,13 @@ short Node::baseNodeType() const {
 }
 
 void Node::setName(const std::string& name) {
-    if (home_ != nullptr && name != name_) {
+    if (home_ == nullptr) {
+        name_ = name;
+    } else if (name != name_) {
+        std::string taken = name;
         home_->nodes->keepName(*this);
+        name_.swap(taken);
     }
-    name_ = name;
 }
 
 void Node::addInputPort(Port* port) {
@@ -212,19 +233,18 @@ void Node::markDownstream() {
         home_->noteMarks(home_->markPlan->markFrom(entry_));
         return;
     }
-    internal::SmallStack<Node*, 64> marked;
+    MarkedNodes marked;
     std::size_t count = 0;
-    marked.push(this);
     const auto markOwner = [&marked](const Port* peer) {
         Node* downstream = peer != nullptr ? peer->node() : nullptr;
         if (downstream != nullptr && !downstream->isDirty()) {
             markDirty(*downstream);
-            marked.push(downstream);
+            marked.push(*downstream);
         }
     };
-    while (!marked.empty()) {
+    for (const Node* node = this; node != nullptr; node = marked.pop()) {
         ++count;
-        marked.pop()->outputs_.forEach([&markOwner](const Port* output) {
+        node->outputs_.forEach([&markOwner](const Port* output) {
             if (output != nullptr) {
                 output->connections_.forEach(markOwner);
             }
@@ -286,6 +306,15 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
         return;
     }
     ports.add(port, this);
+    if (port->watched_ || !port->connections_.empty() || (port->input_ != asInput && port->displaced_) ||
+        internal::Access::hasLost(*port)) {
+        try {
+            internal::LentLists::watch(*port, this);  // From here on nothing may fail.
+        } catch (...) {
+            ports.removeLast();
+            throw;
+        }
+    }
     port->noteNewStorage();
     if (port->node_ != this || port->isLoose()) {
         port->leaveOwner();

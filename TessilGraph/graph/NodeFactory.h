@@ -9,6 +9,10 @@
 
 namespace TessilGraph {
 
+namespace internal {
+struct Access;
+}
+
 /// Makes nodes by type string.
 ///
 /// One factory serves the whole process. It keeps names and creators, no nodes: a node belongs to
@@ -44,6 +48,8 @@ public:
     std::vector<std::string> getRegisteredNodes();
 
 private:
+    friend struct internal::Access;
+
     NodeFactory() = default;
     ~NodeFactory() = default;
 

@@ -6,6 +6,8 @@
 #include <TessilGraph/graph/internal/Prefetch.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
+#include <algorithm>
+#include <new>
 #include <utility>
 
 namespace TessilGraph {
@@ -181,24 +183,17 @@ void NodeSet::rename(Position position, const HashedName& newName) {
     giveBack(name);
 }
 
-void NodeSet::remove(const HashedName& name) {
-    const Position position = positionOf(name);
-    if (position != none) {
-        remove(position, name);
-    }
-}
-
-void NodeSet::remove(Position position, const HashedName& name) {
+void NodeSet::remove(Position position, const HashedName& name) noexcept {
     index_.erase(name.hash(), position);
+    giveBack(name.text());
     leave(position);
     entries_[position] = nullptr;
     --size_;
     sorted_.clear();
-    giveBack(name.text());
     closeGaps();
 }
 
-void NodeSet::clear() {
+void NodeSet::clear() noexcept {
     for (Position position = 0; position < endPosition(); ++position) {
         if (entries_[position] != nullptr) {
             leave(position);
@@ -212,7 +207,34 @@ void NodeSet::clear() {
     suffixes_.clear();
 }
 
-std::vector<Node*> NodeSet::takeAll() {
+std::vector<Node*> NodeSet::takeAll() noexcept {
+    std::vector<Node*> nodes;
+    bool areListed = true;
+    try {
+        nodes = listedOnce();
+    } catch (const std::bad_alloc&) {
+        areListed = false;
+    }
+    for (Position position = 0; position < endPosition(); ++position) {
+        if (entries_[position] != nullptr) {
+            leave(position);
+        }
+    }
+    if (!areListed) {
+        nodes = std::move(entries_);
+        const std::uint64_t walk = internal::nextStamp();
+        const auto isListed = [walk](Node* node) {
+            return node == nullptr || std::exchange(Access::mark(*node), walk) == walk;
+        };
+        nodes.erase(std::remove_if(nodes.begin(), nodes.end(), isListed), nodes.end());
+    }
+    entries_ = std::vector<Node*>();
+    clear();
+    return nodes;
+}
+
+/// The nodes in name order, each one once.
+std::vector<Node*> NodeSet::listedOnce() {
     std::vector<Node*> nodes;
     nodes.reserve(size_);
     if (isPlain() && sorted_.size() != size_) {
@@ -232,7 +254,6 @@ std::vector<Node*> NodeSet::takeAll() {
             }
         }
     }
-    clear();
     return nodes;
 }
 
@@ -256,18 +277,24 @@ std::vector<NodeSet::Position> NodeSet::sorted() const {
     return sorted_.size() == size_ ? sorted_ : listed();
 }
 
+/// Where there is no memory, nothing changes.
 void NodeSet::takeName(Node& node, const HashedName& name) {
-    if (Access::home(node) != nullptr) {
-        Access::home(node)->nodes->keepName(node);
+    const bool isNew = !isSameText(Access::name(node), name.text());
+    if (Access::home(node) == nullptr) {
+        if (isNew) {
+            Access::name(node).assign(name.text());
+        }
+        return;
     }
-    if (!isSameText(Access::name(node), name.text())) {
-        Access::name(node).assign(name.text());
+    std::string taken(isNew ? name.text() : std::string_view());
+    Access::home(node)->nodes->keepName(node);
+    if (isNew) {
+        Access::name(node).swap(taken);
     }
 }
 
 /// A new entry, under a name that no node has.
 void NodeSet::append(Node& node, const HashedName& name, bool made) {
-    takeName(node, name);
     const Position position = endPosition();
     index_.reserveOne();
     state_->reserveDirtyByte(position);
@@ -276,6 +303,12 @@ void NodeSet::append(Node& node, const HashedName& name, bool made) {
     }
     made_[position] = made;
     entries_.push_back(&node);
+    try {
+        takeName(node, name);
+    } catch (...) {
+        entries_.pop_back();
+        throw;
+    }
     index_.insert(name.hash(), position, {&node});
     ++size_;
     sorted_.clear();
@@ -301,7 +334,7 @@ void NodeSet::settle(Node& node, Position position) {
 }
 
 /// Leaves it to the caller what becomes of the entry.
-void NodeSet::leave(Position position) {
+void NodeSet::leave(Position position) noexcept {
     Node& node = nodeAt(position);
     --Access::holders(node);
     state_->noteWiring();
@@ -315,13 +348,13 @@ void NodeSet::leave(Position position) {
     }
 }
 
-void NodeSet::giveBack(std::string_view freedName) {
+void NodeSet::giveBack(std::string_view freedName) noexcept {
     if (!suffixes_.isEmpty()) {
         giveBackSuffix(freedName);
     }
 }
 
-void NodeSet::giveBackSuffix(std::string_view freedName) {
+void NodeSet::giveBackSuffix(std::string_view freedName) noexcept {
     // Every way to read the name as another one with a suffix; nobody counts beyond 18 digits.
     constexpr std::size_t mostDigits = 18;
     std::uint64_t suffix = 0;
@@ -338,13 +371,20 @@ void NodeSet::giveBackSuffix(std::string_view freedName) {
         }
         Suffixes* taken = suffixes_.find(freedName.substr(0, freedName.size() - digits));
         if (taken != nullptr && suffix < taken->next) {
-            taken->givenBack.insert(suffix);
+            try {
+                taken->givenBack.insert(suffix);
+            } catch (const std::bad_alloc&) {
+                // All that is free from there on is found by counting anew.
+                taken->givenBack.erase(taken->givenBack.lower_bound(suffix), taken->givenBack.end());
+                taken->next = suffix;
+            }
         }
     }
 }
 
-/// Moves the entries up once most of the places are empty, which is seldom enough to cost little.
-void NodeSet::closeGaps() {
+/// Moves the entries up once most of the places are empty, which is seldom enough to cost little. Another time where
+/// there is no memory.
+void NodeSet::closeGaps() noexcept {
     constexpr std::size_t fewPlaces = 32;
     while (!entries_.empty() && entries_.back() == nullptr) {
         entries_.pop_back();
@@ -353,8 +393,12 @@ void NodeSet::closeGaps() {
     if (entries_.size() <= fewPlaces || entries_.size() <= 4 * size_) {
         return;
     }
-    std::vector<Position> moved(entries_.size(), none);
-    std::unordered_map<Position, std::string> keptNames;
+    std::vector<Position> moved;
+    try {
+        moved.assign(entries_.size(), none);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     Position to = 0;
     for (Position from = 0; from < endPosition(); ++from) {
         if (entries_[from] == nullptr) {
@@ -366,7 +410,9 @@ void NodeSet::closeGaps() {
                 Access::bringDirtyHome(*entries_[from]);
             }
         } else {
-            keptNames.emplace(to, std::move(keptNames_[from]));
+            auto keptName = keptNames_.extract(from);
+            keptName.key() = to;
+            keptNames_.insert(std::move(keptName));
         }
         entries_[to] = entries_[from];
         made_[to] = made_[from];
@@ -374,7 +420,6 @@ void NodeSet::closeGaps() {
     }
     entries_.resize(to);
     made_.resize(to);
-    keptNames_ = std::move(keptNames);
     state_->storage += 1;
     index_.moveAll(moved);
 }

@@ -98,7 +98,7 @@ public:
     void reserve(std::size_t nodes);
 
     /// Gives the node the name and enters it. Returns the node that had that name until now; null
-    /// when there was none.
+    /// when there was none. Where there is no memory, nothing changes.
     Node* enter(Node& node, const HashedName& name);
 
     /// The same under a free name.
@@ -109,20 +109,18 @@ public:
     /// stand in no network, and where memory runs out they go on like that.
     void enterCopies(const NodeSet& originals, const std::vector<Node*>& copies, std::vector<Position> sorted);
 
-    /// Gives an entry and its node a new name, which is free.
+    /// Gives an entry and its node a new name, which is free. Where there is no memory, nothing changes.
     void rename(Position position, const HashedName& newName);
 
-    /// Takes the entry out; the node keeps its name. An unknown name does nothing.
-    void remove(const HashedName& name);
-
-    /// The same for an entry that is known; `name` is its name.
-    void remove(Position position, const HashedName& name);
+    /// Takes an entry out; the node keeps its name. `name` is that of the entry, and may refer to it.
+    void remove(Position position, const HashedName& name) noexcept;
 
     /// Takes all entries out.
-    void clear();
+    void clear() noexcept;
 
-    /// Takes all entries out and returns their nodes in name order, each one once.
-    std::vector<Node*> takeAll();
+    /// Takes all entries out and returns their nodes in name order, each one once; in another order where there is
+    /// no memory to sort them.
+    std::vector<Node*> takeAll() noexcept;
 
     /// To be told before a node that stands here under the name that it bears gets another one, other
     /// than by `rename`. The entry keeps its name.
@@ -154,10 +152,11 @@ private:
     static void takeName(Node& node, const HashedName& name);
     void append(Node& node, const HashedName& name, bool made);
     void settle(Node& node, Position position);
-    void leave(Position position);
-    void giveBack(std::string_view freedName);
-    void giveBackSuffix(std::string_view freedName);
-    void closeGaps();
+    void leave(Position position) noexcept;
+    void giveBack(std::string_view freedName) noexcept;
+    void giveBackSuffix(std::string_view freedName) noexcept;
+    void closeGaps() noexcept;
+    std::vector<Node*> listedOnce();
     std::vector<Position> listed() const;
 
     std::shared_ptr<internal::NetworkState> state_;

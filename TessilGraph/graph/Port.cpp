@@ -65,19 +65,22 @@ void Port::setNode(Node* node) {
     if (node == node_) {
         return;
     }
-    noteNewStorage();
+    // The old owner may still hold the port, and the new one need not. What may fail comes first.
+    const bool displaced = displaced_ || node_ != nullptr;
+    if (displaced || !connections_.empty()) {
+        internal::LentLists::watch(*this, node);
+    }
     if (node != nullptr) {
         internal::LoosePorts::enter(*this, *node);
-        node->elsewhere_ = Node::Elsewhere::Inputs;
     }
-    // The old owner may still hold the port, and the new one need not.
-    displaced_ = displaced_ || node_ != nullptr;
+    noteNewStorage();
+    displaced_ = displaced;
     leaveOwner();
     node_ = node;
     bond_ = Bond::Noted;
     internal::noteWiring(node);
-    if (displaced_ || !connections_.empty()) {
-        internal::LentLists::watch(*this, node);
+    if (node != nullptr) {
+        node->elsewhere_ = Node::Elsewhere::Inputs;
     }
 }
 
@@ -85,15 +88,14 @@ void Port::setAsInput(bool input) {
     if (input == input_) {
         return;
     }
+    // Outputs that still list this port now list an output.
+    const bool displaced = displaced_ || lost_ != 0 || lostMany_;
+    if (displaced || !connections_.empty()) {
+        internal::LentLists::watch(*this);  // First: nothing else may fail.
+    }
     noteNewStorage();
     input_ = input;
-    if (lost_ != 0 || lostMany_) {
-        // Outputs that still list this port now list an output.
-        displaced_ = true;
-    }
-    if (displaced_ || !connections_.empty()) {
-        internal::LentLists::watch(*this);
-    }
+    displaced_ = displaced;
 }
 
 std::vector<Port*>& Port::getConnections() {
@@ -158,6 +160,10 @@ bool Port::connectTo(Port* other) {
         return false;
     }
 
+    if (!input_ && !other->input_) {
+        internal::LentLists::watch(*this);
+        internal::LentLists::watch(*other);
+    }
     addPeer(*other);
     noteLinkTo(*other);
     other->noteLinkTo(*this);
@@ -259,9 +265,6 @@ bool Port::isLinkedWith(const Port& other) const {
 
 void Port::noteLinkTo(const Port& other) {
     if (!input_) {
-        if (!other.input_) {
-            internal::LentLists::watch(*this);
-        }
         return;
     }
     epoch_ = other.epoch_;
@@ -275,7 +278,7 @@ void Port::noteLinkTo(const Port& other) {
 
 /// No peer that this port knows lists it afterwards. The list is emptied in one go, since taking its
 /// entries out one by one from the front would be quadratic.
-void Port::detachFromPeers() {
+void Port::detachFromPeers() noexcept {
     if (connections_.empty()) {
         return;
     }
@@ -286,13 +289,7 @@ void Port::detachFromPeers() {
             peer->noteWiring();
         }
     };
-    if (Port* only = connections_.takeSingle()) {
-        leave(only);
-        return;
-    }
-    PortList peers;
-    connections_.moveTo(peers);
-    peers.forEach(leave);
+    connections_.drain(leave);
 }
 
 }  // namespace TessilGraph

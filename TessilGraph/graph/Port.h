@@ -160,7 +160,7 @@ private:
     bool mayLink(const Port& other) const;
     void noteLinkTo(const Port& other);
     void addPeer(Port& peer);
-    void detachFromPeers();
+    void detachFromPeers() noexcept;
 
     PortName name_;
     Node* node_ = nullptr;

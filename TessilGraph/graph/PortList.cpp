@@ -205,7 +205,12 @@ void PortList::addToOthers(Port* port, const Node* node) {
         Lent& list = *lent(old);
         list.ports.push_back(port);
         if (list.known != nullptr) {
-            list.known->insert(port);
+            try {
+                list.known->insert(port);
+            } catch (...) {
+                list.ports.pop_back();
+                throw;
+            }
         }
         return;
     }
@@ -273,6 +278,7 @@ void PortList::removeLast() {
     if ((old & kindBits) == isSingle) {
         setWord(0);
     } else if ((old & kindBits) == isLent) {
+        forget(lent(old)->ports.back());
         lent(old)->ports.pop_back();
     } else if ((old & kindBits) == isThinned) {
         thinned(old)->removeLast();
@@ -289,18 +295,6 @@ void PortList::clear() {
     }
     setWord(0);
     destroy(old);
-}
-
-void PortList::moveTo(PortList& other) {
-    const std::uintptr_t old = word();
-    if ((old & kindBits) != isLent) {
-        other.setWord(old);
-        setWord(0);
-        return;
-    }
-    // The vector stays where hosts have seen it.
-    other.asVector();
-    other.lent(other.word())->ports.swap(lent(old)->ports);
 }
 
 const std::vector<Port*>& PortList::asVector() const {

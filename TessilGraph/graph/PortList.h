@@ -129,18 +129,24 @@ public:
     void removeLast();
     void clear();
 
-    /// Empties a list that is nothing but one port, which it returns; null for other lists.
-    Port* takeSingle() {
+    /// Empties the list, and calls `visit` with each port that was in it. Asks for no memory.
+    template <class Visit>
+    void drain(Visit visit) {
         const std::uintptr_t old = word();
-        if ((old & kindBits) != isSingle) {
-            return nullptr;
+        if ((old & kindBits) == isLent) {
+            // The vector stays where hosts have seen it.
+            std::vector<Port*> ports;
+            ports.swap(lent(old)->ports);
+            for (Port* port : ports) {
+                visit(port);
+            }
+            return;
         }
+        PortList ports;
+        ports.setWord(old);
         setWord(0);
-        return reinterpret_cast<Port*>(old);
+        ports.forEach(visit);
     }
-
-    /// Empties the list into another one, which is empty.
-    void moveTo(PortList& other);
 
     /// The list as a vector, in which it lives from now on.
     const std::vector<Port*>& asVector() const;

@@ -35,7 +35,7 @@ struct ValueOf {
         Access::adopted(port) = false;
     }
 
-    static void assign(void* target, const void* source) { value(target) = value(source); }
+    static void assign(void* target, const void* source) { assignWhole(value(target), value(source)); }
     static void* clone(const void* original) { return new T(value(original)); }
     static void destroy(void* address) { delete static_cast<T*>(address); }
     static bool same(const void* a, const void* b) { return haveSameBits(value(a), value(b)); }
@@ -112,7 +112,7 @@ void PortTemplate<T>::copyValue(Port* other) {
         return;
     }
     auto& source = static_cast<PortTemplate&>(*other);
-    internal::Access::ownValue(*this) = internal::Access::ownValue(source);
+    internal::assignWhole(internal::Access::ownValue(*this), internal::Access::ownValue(source));
     setLink(source.bound_ ? source.data_ : nullptr);
 }
 

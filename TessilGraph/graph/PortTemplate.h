@@ -60,6 +60,23 @@ T defaultPortValue() {
     }
 }
 
+namespace internal {
+
+/// Gives `target` the value of `source`, or throws and leaves it as it is. Lists of what asks for memory itself are
+/// assigned piece by piece, and so copied first.
+template <class T>
+void assignWhole(T& target, const T& source) {
+    if constexpr (std::is_same_v<T, std::vector<std::string>> || std::is_same_v<T, std::vector<TessilUtils::Curve>> ||
+                  std::is_same_v<T, std::vector<TessilUtils::Mesh>>) {
+        T copy(source);
+        target.swap(copy);
+    } else {
+        target = source;
+    }
+}
+
+}  // namespace internal
+
 /// A port with a value of type `T`.
 ///
 /// Values are read, not pushed: a linked input shows the value of the output that feeds it. A port
@@ -109,7 +126,7 @@ public:
     /// Stores a value in this port itself, also while it is linked. On an input, the node and
     /// everything downstream become dirty; on an output nothing does.
     void set(const T& value) {
-        (bound_ ? value_ : *data_) = value;
+        internal::assignWhole(bound_ ? value_ : *data_, value);
         if (isInput() && node() != nullptr) {
             node()->setDirty(true);
         }

@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace TessilGraph {
@@ -14,7 +15,7 @@ using internal::NetworkState;
 using internal::OrderPlan;
 
 struct StoredOrders::Order {
-    std::vector<Node*> nodes;
+    std::vector<Node*> nodes;         ///< Null where one died that nobody could remember.
     std::unique_ptr<OrderPlan> plan;  ///< Made when the order is computed again and the wiring is the same.
     std::uint64_t wiring = 0;         ///< Of the network, when the order was computed last.
     bool wasComputed = false;
@@ -41,12 +42,21 @@ struct StoredOrders::Order {
 /// Keeps the orders as they are while one of them is computed.
 class StoredOrders::Running {
 public:
-    explicit Running(StoredOrders& orders) : orders_(orders) { ++orders_.running_; }
-    ~Running() { --orders_.running_; }
+    Running(StoredOrders& orders, Order& order) : order_(order), outer_(orders.running_), orders_(orders) {
+        orders_.running_ = this;
+    }
+    ~Running() { orders_.running_ = outer_; }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
+    Order& order() { return order_; }
+
+    /// The call from within which this one came; null if there is none.
+    Running* outer() { return outer_; }
+
 private:
+    Order& order_;
+    Running* const outer_;
     StoredOrders& orders_;
 };
 
@@ -61,8 +71,8 @@ bool StoredOrders::compute(const std::string& name, const NetworkState& network,
     }
     forgetTheDead();
     const std::shared_ptr<Order> order = found->second;
-    const bool isOutermost = running_ == 0;
-    const Running running(*this);
+    const bool isOutermost = running_ == nullptr;
+    const Running running(*this, *order);
     OrderPlan* plan = isOutermost ? order->currentPlan(network) : nullptr;
     if (plan == nullptr) {
         computeFrom(0, *order, data);
@@ -88,21 +98,39 @@ void StoredOrders::store(const std::string& name, std::vector<Node*> nodes) {
 
 void StoredOrders::drop(const std::string& name) {
     orders_.erase(name);
-    if (orders_.empty() && running_ == 0) {
+    if (orders_.empty() && running_ == nullptr) {
         dead_.clear();
     }
 }
 
 void StoredOrders::dropAll() {
     orders_.clear();
-    if (running_ == 0) {
+    if (running_ == nullptr) {
         dead_.clear();
     }
 }
 
-void StoredOrders::nodeDies(Node& node) {
-    if (internal::Access::stored(node) && (!orders_.empty() || running_ != 0)) {
+void StoredOrders::nodeDies(Node& node) noexcept {
+    if (!internal::Access::stored(node) || (orders_.empty() && running_ == nullptr)) {
+        return;
+    }
+    try {
         dead_.insert(&node);
+    } catch (const std::bad_alloc&) {
+        leaveOut(node);
+    }
+}
+
+/// Looks through all orders, for want of memory to remember the node.
+void StoredOrders::leaveOut(const Node& node) noexcept {
+    const auto leaveOutOf = [&node](Order& order) {
+        std::replace(order.nodes.begin(), order.nodes.end(), const_cast<Node*>(&node), static_cast<Node*>(nullptr));
+    };
+    for (const auto& [name, order] : orders_) {
+        leaveOutOf(*order);
+    }
+    for (Running* running = running_; running != nullptr; running = running->outer()) {
+        leaveOutOf(running->order());
     }
 }
 
@@ -112,24 +140,21 @@ const std::vector<Node*>& StoredOrders::nodesOf(const Order& order) {
 
 void StoredOrders::computeFrom(std::size_t place, const Order& order, const ComputeData* data) const {
     for (; place < order.nodes.size(); ++place) {
-        Node& node = *order.nodes[place];
-        if (dead_.empty() || dead_.count(&node) == 0) {
-            internal::computeIfDirty(node, data);
+        Node* node = order.nodes[place];
+        if (node != nullptr && (dead_.empty() || dead_.count(node) == 0)) {
+            internal::computeIfDirty(*node, data);
         }
     }
 }
 
 std::vector<Node*> StoredOrders::livingOf(std::vector<Node*> nodes) const {
-    if (!dead_.empty()) {
-        nodes.erase(
-            std::remove_if(nodes.begin(), nodes.end(), [this](const Node* node) { return dead_.count(node) != 0; }),
-            nodes.end());
-    }
+    const auto isDead = [this](const Node* node) { return node == nullptr || dead_.count(node) != 0; };
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(), isDead), nodes.end());
     return nodes;
 }
 
 void StoredOrders::forgetTheDead() {
-    if (dead_.empty() || running_ != 0) {
+    if (dead_.empty() || running_ != nullptr) {
         return;
     }
     for (auto& [name, order] : orders_) {

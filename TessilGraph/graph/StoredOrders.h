@@ -46,7 +46,7 @@ public:
     void dropAll();
 
     /// To be told before a node that may stand in an order is deleted.
-    void nodeDies(Node& node);
+    void nodeDies(Node& node) noexcept;
 
     /// Calls `visit(name, nodes)` with all orders, without the nodes that died.
     template <class Visit>
@@ -64,11 +64,12 @@ private:
 
     void computeFrom(std::size_t place, const Order& order, const ComputeData* data) const;
     std::vector<Node*> livingOf(std::vector<Node*> nodes) const;
+    void leaveOut(const Node& node) noexcept;
     void forgetTheDead();
 
     std::map<std::string, std::shared_ptr<Order>> orders_;
     std::unordered_set<const Node*> dead_;  ///< Still named in the orders; never followed.
-    std::size_t running_ = 0;               ///< How many calls of `compute` are under way, one from within another.
+    Running* running_ = nullptr;            ///< The innermost call of `compute` that is under way.
 };
 
 }  // namespace TessilGraph

@@ -1,5 +1,7 @@
 #include <TessilGraph/graph/initTessilGraph.h>
 
+#include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/nodes/BlendVectors.h>
 #include <TessilGraph/nodes/ClosestPointOnCurve.h>
 #include <TessilGraph/nodes/CompareNodes.h>
@@ -10,14 +12,24 @@
 #include <TessilGraph/nodes/UtilsNodes.h>
 #include <TessilGraph/nodes/VectorNodes.h>
 
+#include <cstddef>
+
 namespace TessilGraph {
 
 void initTessilGraph() {
     static bool toBeInitialised = true;
-    if (toBeInitialised) {
-        registerDefaultNodes();
-        toBeInitialised = false;
+    if (!toBeInitialised) {
+        return;
     }
+    auto& creators = internal::Access::creators(NodeFactory::instance());
+    const std::size_t before = creators.size();
+    try {
+        registerDefaultNodes();
+    } catch (...) {
+        creators.keepFirst(before);  // So that the next call finds nothing that is registered already.
+        throw;
+    }
+    toBeInitialised = false;
 }
 
 void registerDefaultNodes() {

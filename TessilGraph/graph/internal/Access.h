@@ -63,6 +63,10 @@ struct Access {
     static bool addNewPort(Node& node, Port& port, bool asInput) { return node.addNewPort(port, asInput); }
 
     static NodeMemory::Block* block(const Node& node) { return node.block_; }
+    template <class Factory>
+    static auto& creators(Factory& factory) {
+        return factory.creators_;
+    }
     template <class Manager>
     static auto& nodes(Manager& manager) {
         return manager.nodes_;

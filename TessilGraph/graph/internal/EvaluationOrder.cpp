@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -219,30 +220,44 @@ public:
         if (!walk_->plan->hasKernelsOnly() || walks == nullptr || !walks->isCurrent()) {
             return false;
         }
-        if (walk_->places.empty()) {
-            walk_->places = walks->placesOf(walk_->order);
+        try {
+            if (walk_->places.empty()) {
+                walk_->places = walks->placesOf(walk_->order);
+            }
+            return walks->hideNothing(walk_->places);
+        } catch (const std::bad_alloc&) {
+            return false;
         }
-        return walks->hideNothing(walk_->places);
     }
 
-    void keep(const Node& target, const std::vector<Node*>& order) {
-        walk_ = std::make_unique<KeptWalk>();
-        walk_->target = &target;
-        walk_->wiring = wiring();
-        for (const Node* node : order) {
-            if (!walk_->lists.note(*node)) {
-                // Kept all the same, so that nobody tries again before the wiring changes.
-                walk_->lists = OpenLists();
-                walk_->canChange = true;
-                return;
-            }
+    /// Keeps nothing where there is no memory for that.
+    void keep(const Node& target, const std::vector<Node*>& order) noexcept {
+        walk_.reset();
+        try {
+            walk_ = walkOf(target, order);
+        } catch (const std::bad_alloc&) {
         }
-        walk_->order = order;
     }
 
     const std::vector<Node*>& order() const { return walk_->order; }
 
 private:
+    std::unique_ptr<KeptWalk> walkOf(const Node& target, const std::vector<Node*>& order) const {
+        auto walk = std::make_unique<KeptWalk>();
+        walk->target = &target;
+        walk->wiring = wiring();
+        for (const Node* node : order) {
+            if (!walk->lists.note(*node)) {
+                // Kept all the same, so that nobody tries again before the wiring changes.
+                walk->lists = OpenLists();
+                walk->canChange = true;
+                return walk;
+            }
+        }
+        walk->order = order;
+        return walk;
+    }
+
     std::uint64_t wiring() const { return network_.wiring.load(std::memory_order_relaxed); }
 
     NetworkState& network_;

@@ -3,12 +3,12 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 namespace TessilGraph::internal::LentLists {
 
@@ -25,12 +25,15 @@ struct Snapshot {
     Port* first;
 };
 
-using Watched = std::unordered_map<Port*, Snapshot>;
+/// The entries of one owner stand together.
+using Key = std::pair<Owner, Port*>;
 
 struct Register {
     std::mutex mutex;
-    std::map<Owner, Watched> byOwner;
+    std::map<Key, Snapshot> entries;
     std::unordered_map<const Port*, Owner> owners;
+
+    auto firstOf(Owner owner) const { return entries.lower_bound(Key(owner, nullptr)); }
 };
 
 /// Never destroyed: ports of static duration may still ask for it.
@@ -138,11 +141,7 @@ void take(Register& all, Port& port) {
     if (owner == all.owners.end()) {
         return;
     }
-    const auto watched = all.byOwner.find(owner->second);
-    watched->second.erase(&port);
-    if (watched->second.empty()) {
-        all.byOwner.erase(watched);
-    }
+    all.entries.erase(Key(owner->second, &port));
     all.owners.erase(owner);
     Access::watched(port) = false;
     watchedPorts.fetch_sub(1, std::memory_order_relaxed);
@@ -150,43 +149,50 @@ void take(Register& all, Port& port) {
 
 /// Enters a port in the register, whose lock is held.
 void enter(Register& all, Port& port, Owner owner, const Snapshot& snapshot) {
-    all.owners.emplace(&port, owner);
-    all.byOwner[owner].emplace(&port, snapshot);
+    const auto entered = all.owners.emplace(&port, owner).first;
+    try {
+        all.entries.emplace(Key(owner, &port), snapshot);
+    } catch (...) {
+        all.owners.erase(entered);
+        throw;
+    }
     Access::watched(port) = true;
     watchedPorts.fetch_add(1, std::memory_order_relaxed);
 }
 
-/// Hands the entry of a port in the register, whose lock is held, to another owner.
-void reenter(Register& all, Port& port, Owner owner) {
-    const Snapshot snapshot = all.byOwner[all.owners[&port]][&port];
-    take(all, port);
-    enter(all, port, owner, snapshot);
+/// Hands the entry of a port in the register, whose lock is held, to another owner. Asks for no memory: nodes
+/// change their networks when it is too late to fail.
+void reenter(Register& all, Port& port, Owner owner) noexcept {
+    Owner& known = all.owners.find(&port)->second;
+    auto entry = all.entries.extract(Key(known, &port));
+    entry.key().first = owner;
+    all.entries.insert(std::move(entry));
+    known = owner;
 }
 
 /// True when labels can be relied on as far as the entries of this owner are concerned.
 bool settleEntriesOf(Register& all, Owner owner) {
-    const auto entries = all.byOwner.find(owner);
-    if (entries == all.byOwner.end()) {
-        return true;
-    }
     bool ordered = true;
-    std::vector<Port*> sound;
-    for (const auto& [port, snapshot] : entries->second) {
-        const Verdict verdict = check(*port, snapshot);
+    for (auto entry = all.firstOf(owner); entry != all.entries.end() && entry->first.first == owner;) {
+        const auto& [key, snapshot] = *entry++;
+        const Verdict verdict = check(*key.second, snapshot);
         ordered = ordered && verdict != Verdict::Disordered;
         if (verdict == Verdict::Sound) {
-            sound.push_back(port);
+            take(all, *key.second);
         }
-    }
-    for (Port* port : sound) {
-        take(all, *port);
     }
     return ordered;
 }
 
 bool anyOtherThreadHasEntries(const Register& all) {
-    return std::any_of(all.byOwner.begin(), all.byOwner.end(),
-                       [](const auto& entries) { return isThread(entries.first) && entries.first != thisThread(); });
+    for (auto entry = all.entries.begin(); entry != all.entries.end();) {
+        const Owner owner = entry->first.first;
+        if (isThread(owner) && owner != thisThread()) {
+            return true;
+        }
+        entry = all.firstOf(owner + 1);
+    }
+    return false;
 }
 
 }  // namespace
@@ -221,7 +227,7 @@ void forget(Port& port) {
     take(all, port);
 }
 
-void nodeMoves(Node& node) {
+void nodeMoves(Node& node) noexcept {
     if (watchedPorts.load(std::memory_order_relaxed) == 0) {
         return;
     }

@@ -22,7 +22,8 @@ namespace TessilGraph::internal {
 namespace LentLists {
 
 /// Enters a port, with what its list holds now. Safe from several threads at once. An entry of a port that
-/// may have outlived its node stays where it is.
+/// may have outlived its node stays where it is. Where there is no memory, it throws, and enters nothing; a port
+/// that is entered already needs none.
 void watch(Port& port);
 
 /// The same for a port whose node, null if it has none, is known to be alive.
@@ -32,7 +33,7 @@ void watch(Port& port, const Node* node);
 void forget(Port& port);
 
 /// Carries the entries of a node's ports along when the node enters or leaves a network.
-void nodeMoves(Node& node);
+void nodeMoves(Node& node) noexcept;
 
 /// How many ports the register holds; spares everybody the lock while there are none.
 extern std::atomic<std::size_t> watchedPorts;

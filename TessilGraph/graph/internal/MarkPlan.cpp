@@ -2,14 +2,17 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/NodeRow.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
+
+#include <new>
 
 namespace TessilGraph::internal {
 
 MarkPlan::MarkPlan(NetworkState& network)
     : network_(network), wiring_(network.wiring.load(std::memory_order_relaxed)), storage_(network.storage) {}
 
-std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
+std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) noexcept try {
     if (network.prepared != nullptr) {
         return nullptr;
     }
@@ -46,6 +49,8 @@ std::unique_ptr<MarkPlan> MarkPlan::make(NetworkState& network) {
     }
     plan->starts_.push_back(static_cast<std::uint32_t>(plan->consumers_.size()));
     return plan;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 std::size_t MarkPlan::markFrom(std::uint32_t position) const {
@@ -55,6 +60,7 @@ std::size_t MarkPlan::markFrom(std::uint32_t position) const {
     const std::uint32_t* consumers = consumers_.data();
     std::size_t count = 0;
     SmallStack<std::uint32_t, 128> waiting;
+    NodeRow row;  // Where memory runs out, others wait here.
     for (std::uint32_t source = position; source != none;) {
         // One of those that become dirty comes next, the others wait.
         std::uint32_t next = none;
@@ -67,12 +73,19 @@ std::size_t MarkPlan::markFrom(std::uint32_t position) const {
             }
             dirty.store(1, std::memory_order_relaxed);
             ++count;
-            if (next != none) {
-                waiting.push(next);
+            if (next != none && !waiting.tryPush(next)) {
+                row.push(network_.nodes->nodeAt(next));
             }
             next = consumer;
         }
-        source = next != none || waiting.empty() ? next : waiting.pop();
+        if (next != none) {
+            source = next;
+        } else if (!waiting.empty()) {
+            source = waiting.pop();
+        } else {
+            const Node* node = row.pop();
+            source = node != nullptr ? Access::entry(*node) : none;
+        }
     }
     return count;
 }

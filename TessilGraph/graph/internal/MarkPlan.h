@@ -15,8 +15,9 @@ namespace TessilGraph::internal {
 class MarkPlan {
 public:
     /// Null when there can be no plan: some links lead out of the network, or may change without anybody
-    /// being told, in lists that a host may edit and at ports that may have outlived their owner.
-    static std::unique_ptr<MarkPlan> make(NetworkState& network);
+    /// being told, in lists that a host may edit and at ports that may have outlived their owner. Null, too, where
+    /// there is no memory for one.
+    static std::unique_ptr<MarkPlan> make(NetworkState& network) noexcept;
 
     bool isCurrent() const {
         return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;

@@ -9,6 +9,7 @@
 #include <array>
 #include <functional>
 #include <limits>
+#include <new>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
@@ -81,10 +82,15 @@ bool isWithinReach(const Resolved& node, const unsigned char* lowest) {
 
 }  // namespace
 
-std::unique_ptr<OrderPlan> OrderPlan::make(const std::vector<Node*>& order, const NetworkState& network) {
-    const bool areAtHome =
-        std::all_of(order.begin(), order.end(), [&network](Node* node) { return Access::home(*node) == &network; });
-    return areAtHome ? std::unique_ptr<OrderPlan>(new OrderPlan(order, network)) : nullptr;
+std::unique_ptr<OrderPlan> OrderPlan::make(const std::vector<Node*>& order, const NetworkState& network) noexcept {
+    const bool areAtHome = std::all_of(order.begin(), order.end(), [&network](Node* node) {
+        return node != nullptr && Access::home(*node) == &network;
+    });
+    try {
+        return areAtHome ? std::unique_ptr<OrderPlan>(new OrderPlan(order, network)) : nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 OrderPlan::OrderPlan(const std::vector<Node*>& order, const NetworkState& network)
@@ -184,7 +190,9 @@ bool OrderPlan::mayBeFew(std::uint64_t marks) const {
 
 /// Finds the dirty nodes by their bytes, which stand side by side.
 std::size_t OrderPlan::runFew(const ComputeData* data) {
-    findDirty();
+    if (!findDirty()) {
+        return runFrom<false>(0, data);
+    }
     const Kernels kernels = this->kernels();
     for (const std::uint32_t place : dirty_) {
         if (kernels.compute(steps_[place])) {
@@ -196,8 +204,8 @@ std::size_t OrderPlan::runFew(const ComputeData* data) {
     return order_.size();
 }
 
-/// Fills `dirty_`, in the order.
-void OrderPlan::findDirty() {
+/// Fills `dirty_`, in the order. False where there is no memory for that.
+bool OrderPlan::findDirty() noexcept try {
     constexpr std::uint32_t none = ~std::uint32_t{0};
     const std::uint32_t end = network_.nodes->endPosition();
     if (firstPlaces_.empty()) {
@@ -213,6 +221,9 @@ void OrderPlan::findDirty() {
         }
     });
     std::sort(dirty_.begin(), dirty_.end());
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 template <bool fetches>

@@ -24,8 +24,9 @@ namespace TessilGraph::internal {
 /// It holds as long as the network's wiring and storage do, and must not be run afterwards.
 class OrderPlan {
 public:
-    /// Null when there can be no plan: the order holds nodes that no network tells about.
-    static std::unique_ptr<OrderPlan> make(const std::vector<Node*>& order, const NetworkState& network);
+    /// Null when there can be no plan: the order holds nodes that no network tells about, or there is no memory
+    /// for it.
+    static std::unique_ptr<OrderPlan> make(const std::vector<Node*>& order, const NetworkState& network) noexcept;
 
     bool isCurrent() const {
         return wiring_ == network_.wiring.load(std::memory_order_relaxed) && storage_ == network_.storage;
@@ -93,7 +94,7 @@ private:
     std::size_t runFrom(std::size_t place, const ComputeData* data);
     std::size_t runFew(const ComputeData* data);
     bool mayBeFew(std::uint64_t marks) const;
-    void findDirty();
+    bool findDirty() noexcept;
     /// Whether the values fill more than a near cache.
     bool isLarge() const { return order_.size() > 2000; }
 

@@ -209,7 +209,13 @@ void PureWalk::append(Node& node, std::uint32_t begin) {
 
 void PureWalk::compute(const ComputeData* data) {
     // Before anything is computed, since host nodes may do what they like with marks and places.
-    plan();
+    try {
+        plan();
+    } catch (...) {
+        target_ = nullptr;  // Half a plan is none.
+        planned_ = nullptr;
+        throw;
+    }
     findKernels();
     StageRun run(data, parts_);
     if (!first_.empty()) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace TessilGraph::internal {
@@ -24,20 +25,32 @@ public:
     T& operator[](std::size_t place) { return items_[place]; }
 
     void push(T item) {
-        if (size_ == capacity_) {
-            grow();
+        if (size_ == capacity_ && !tryGrow()) {
+            throw std::bad_alloc();
         }
         items_[size_++] = item;
+    }
+    /// False, with nothing changed, where there is no memory.
+    bool tryPush(T item) noexcept {
+        if (size_ == capacity_ && !tryGrow()) {
+            return false;
+        }
+        items_[size_++] = item;
+        return true;
     }
     T pop() { return items_[--size_]; }
 
 private:
-    void grow() {
-        std::unique_ptr<T[]> wider(new T[2 * capacity_]);
+    bool tryGrow() noexcept {
+        std::unique_ptr<T[]> wider(new (std::nothrow) T[2 * capacity_]);
+        if (wider == nullptr) {
+            return false;
+        }
         std::copy(items_, items_ + size_, wider.get());
         heap_ = std::move(wider);
         items_ = heap_.get();
         capacity_ *= 2;
+        return true;
     }
 
     T room_[Room];

@@ -72,18 +72,18 @@ void noteCost(Node* const* begin, Node* const* end, float elapsed) {
 
 }  // namespace
 
-void Failures::take(Node& node) {
+void Failures::take(Node& node) noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!any()) {
         first_ = std::current_exception();
         any_.store(true, std::memory_order_relaxed);
     }
-    nodes_.push_back(&node);
+    nodes_.push(node);
 }
 
 void Failures::report() {
     if (any()) {
-        for (Node* node : nodes_) {
+        while (Node* node = nodes_.pop()) {
             node->setDirty(true);
         }
         std::rethrow_exception(first_);

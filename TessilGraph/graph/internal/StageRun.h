@@ -1,5 +1,7 @@
 #pragma once
 
+#include <TessilGraph/graph/internal/NodeRow.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -17,13 +19,13 @@ namespace TessilGraph::internal {
 class OrderPlan;
 
 /// Keeps the first exception of several threads, so that it may pass through any parallel loop, and
-/// the nodes that threw.
+/// the nodes that threw. Asks for no memory.
 class Failures {
 public:
     bool any() const { return any_.load(std::memory_order_relaxed); }
 
     /// Takes the exception that is being handled.
-    void take(Node& node);
+    void take(Node& node) noexcept;
 
     /// Marks the nodes that threw dirty, clean ones too that are computed a second time, and throws.
     void report();
@@ -32,7 +34,7 @@ private:
     std::mutex mutex_;
     std::atomic<bool> any_{false};
     std::exception_ptr first_;
-    std::vector<Node*> nodes_;
+    NodeRow nodes_;
 };
 
 /// The nodes of one stage in groups that may be computed side by side; the nodes of a group are

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace TessilGraph::internal {
@@ -38,9 +39,11 @@ private:
 
 WalkPlan::WalkPlan(NetworkState& network) : network_(network) {}
 
-std::unique_ptr<WalkPlan> WalkPlan::make(NetworkState& network) {
+std::unique_ptr<WalkPlan> WalkPlan::make(NetworkState& network) noexcept try {
     std::unique_ptr<WalkPlan> plan(new WalkPlan(network));
     return plan->compile() ? std::move(plan) : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 bool WalkPlan::compile() {

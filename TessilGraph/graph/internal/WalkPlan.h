@@ -23,8 +23,8 @@ struct NetworkState;
 class WalkPlan {
 public:
     /// Null when there can be no plan: links that lead out of the network, that may run in a circle, or
-    /// that may change without anybody being told; or nodes with a profile time.
-    static std::unique_ptr<WalkPlan> make(NetworkState& network);
+    /// that may change without anybody being told; or nodes with a profile time; or where there is no memory for it.
+    static std::unique_ptr<WalkPlan> make(NetworkState& network) noexcept;
 
     /// Whether it holds, and all profile times are 0, where a walk leaves them.
     bool isCurrent() const { return nodePlan_->isCurrent() && nodePlan_->knowsProfileTimes() && lists_.stand(); }

@@ -1,0 +1,153 @@
+#include "FailingMemory.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<long> inUse{0};
+std::atomic<bool> isShort{false};
+std::atomic<bool> isLasting{false};
+std::atomic<bool> wasRefused{false};
+std::atomic<long> left{0};  // Allocations that succeed before one fails.
+thread_local int spared = 0;
+
+bool isRefused() {
+    if (!isShort.load(std::memory_order_relaxed) || spared != 0) {
+        return false;
+    }
+    const long before = left.fetch_sub(1, std::memory_order_relaxed);
+    const bool refused = isLasting.load(std::memory_order_relaxed) ? before <= 0 : before == 0;
+    if (refused) {
+        wasRefused.store(true, std::memory_order_relaxed);
+    }
+    return refused;
+}
+
+void* counted(void* memory) {
+    if (memory != nullptr) {
+        inUse.fetch_add(1, std::memory_order_relaxed);
+    }
+    return memory;
+}
+
+void* tryNew(std::size_t size) {
+    return isRefused() ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
+}
+
+void* tryNew(std::size_t size, std::align_val_t alignment) {
+    // The size has to be a multiple of the alignment, which is a power of two.
+    const auto step = static_cast<std::size_t>(alignment);
+    const std::size_t rounded = ((size == 0 ? 1 : size) + step - 1) & ~(step - 1);
+    return rounded < size || isRefused() ? nullptr : counted(std::aligned_alloc(step, rounded));
+}
+
+void* orThrow(void* memory) {
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void giveBack(void* memory) {
+    if (memory != nullptr) {
+        inUse.fetch_sub(1, std::memory_order_relaxed);
+        std::free(memory);
+    }
+}
+
+}  // namespace
+
+namespace tests {
+
+MemoryShortage::MemoryShortage(std::size_t first, Shortage kind) noexcept {
+    left = static_cast<long>(first) - 1;
+    isLasting = kind == Shortage::Lasting;
+    wasRefused = false;
+    isShort = true;
+}
+
+void MemoryShortage::end() noexcept {
+    isShort = false;
+}
+
+bool MemoryShortage::wasFelt() noexcept {
+    return wasRefused;
+}
+
+SparedFromShortage::SparedFromShortage() noexcept {
+    ++spared;
+}
+
+SparedFromShortage::~SparedFromShortage() {
+    --spared;
+}
+
+long piecesInUse() noexcept {
+    return inUse;
+}
+
+}  // namespace tests
+
+// A source of its own: a compiler that inlines one of a pair takes it for a mismatch with the other.
+void* operator new(std::size_t size) {
+    return orThrow(tryNew(size));
+}
+void* operator new[](std::size_t size) {
+    return orThrow(tryNew(size));
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return tryNew(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return tryNew(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return orThrow(tryNew(size, alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return orThrow(tryNew(size, alignment));
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return tryNew(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return tryNew(size, alignment);
+}
+void operator delete(void* memory) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory) noexcept {
+    giveBack(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    giveBack(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    giveBack(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+    giveBack(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+    giveBack(memory);
+}
+void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
+    giveBack(memory);
+}
+void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
+    giveBack(memory);
+}
