@@ -20,7 +20,6 @@ namespace {
 using tests::Messages;
 using tests::Pipe;
 using tests::takeComputed;
-using tests::takeDestroyed;
 using tests::takeLog;
 
 using Names = std::vector<std::string>;
