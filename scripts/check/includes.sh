@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Every file includes what it uses of the standard library, nothing of it for nothing, nothing twice, and
+# in the order of the groups: its own header, TessilGraph, TessilUtils, others, the standard library.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+
+scripts/files.sh code | awk -f scripts/check/includes.awk
