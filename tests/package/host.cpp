@@ -8,9 +8,13 @@
 #include <TessilUtils/Mesh.h>
 #include <TessilUtils/ParallelFor.h>
 
+#include <atomic>
 #include <cmath>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 namespace {
@@ -26,6 +30,27 @@ public:
 private:
     TessilGraph::PortTemplate<double>* in1_ = TessilGraph::addInput<double>(*this, "in1");
     TessilGraph::PortTemplate<double>* in2_ = TessilGraph::addInput<double>(*this, "in2");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
+/// Takes nothing below zero.
+class RootNode : public TessilGraph::NodeShape<RootNode> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        if (in_->get() < 0.0) {
+            throw Refusal("no root of a negative number");
+        }
+        out_->set(std::sqrt(in_->get()));
+        return true;
+    }
+
+    /// An exception class that the library cannot know.
+    struct Refusal : std::runtime_error {
+        using std::runtime_error::runtime_error;
+    };
+
+private:
+    TessilGraph::PortTemplate<double>* in_ = TessilGraph::addInput<double>(*this, "in");
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
@@ -48,10 +73,71 @@ TessilGraph::PortTemplate<T>* output(TessilGraph::Node* node, const char* name) 
     return dynamic_cast<TessilGraph::PortTemplate<T>*>(node->getOutputPort(name));
 }
 
+/// Whether what a node of the host throws comes back through the library as what it was.
+template <class Evaluate>
+bool refuses(const Evaluate& evaluate) {
+    try {
+        evaluate();
+    } catch (const RootNode::Refusal&) {
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<HypotenuseNode>{"Hypotenuse", 1000};
+
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<RootNode>{"HostRoot", 1001};
+
+namespace {
+
+/// Types are told apart on both sides of the boundary.
+void checkTypes() {
+    const std::unique_ptr<TessilGraph::Node> add(TessilGraph::NodeFactory::instance().createNode("AddDouble"));
+    const std::unique_ptr<TessilGraph::Node> own(TessilGraph::NodeFactory::instance().createNode("HostRoot"));
+    using Add = TessilGraph::AddNode<double, double, double, double>;
+    expect(dynamic_cast<Add*>(add.get()) != nullptr, "a node of the library is of its class");
+    expect(dynamic_cast<RootNode*>(own.get()) != nullptr, "a node of the host is of its class");
+    expect(dynamic_cast<RootNode*>(add.get()) == nullptr, "and of no other");
+    expect(input<double>(add.get(), "in1") != nullptr, "a port of the library is of its type");
+    expect(input<TessilGraph::Long>(add.get(), "in1") == nullptr, "and of no other");
+    TessilGraph::PortTemplate<std::vector<std::string>> port("names");
+    expect(dynamic_cast<TessilGraph::PortTemplate<std::vector<std::string>>*>(static_cast<TessilGraph::Port*>(&port)) !=
+               nullptr,
+           "so is a port that the host made");
+    Add here;
+    const TessilGraph::Node& made = *add;
+    expect(typeid(here) == typeid(made), "a class is the same wherever its node was made");
+}
+
+void checkExceptions() {
+    TessilGraph::NetworkManager network;
+    TessilGraph::Node* const root = network.createNode("HostRoot", "root");
+    TessilGraph::PreparedEvaluation prepared(network, "root");
+    for (const bool parallel : {false, true}) {
+        input<double>(root, "in")->set(-1.0);
+        expect(refuses([&] { network.computeNode("root", nullptr, parallel); }), "what a node throws reaches the host");
+        expect(refuses([&] { prepared.run(); }), "through a prepared evaluation, too");
+    }
+    input<double>(root, "in")->set(9.0);
+    expect(prepared.run().status == TessilGraph::RunStatus::Done, "a prepared evaluation runs");
+    expect(output<double>(root, "out")->get() == 3.0, "and computes");
+}
+
+void checkLoop() {
+    std::atomic<unsigned int> sum{0};
+    TessilUtils::parallel_for({1, 101}, [&sum](const TessilUtils::ParallelForRange& range) {
+        for (unsigned int i = range.begin(); i < range.end(); ++i) {
+            sum += i;
+        }
+    });
+    expect(sum == 5050, "a loop covers its range once");
+}
+
+}  // namespace
 
 int main() {
     const std::string headers = std::to_string(TESSILGRAPH_VERSION_MAJOR) + '.' +
@@ -64,7 +150,7 @@ int main() {
         [&messages](TessilUtils::LogLevel, const std::string& message) { messages.push_back(message); });
 
     TessilGraph::initTessilGraph();
-    TessilGraph::registerNodes<HypotenuseNode>();
+    TessilGraph::registerNodes<HypotenuseNode, RootNode>();
 
     TessilGraph::NetworkManager network;
     TessilGraph::Node* hypotenuse = network.createNode("Hypotenuse", "hypotenuse");
@@ -85,6 +171,10 @@ int main() {
     expect(!network.connectAttr("root", "out", "hypotenuse", "in1"), "a cycle is refused");
     expect(messages.size() == 1, "the reason is logged through the host's own sink");
     TessilUtils::Logger::setSink({});
+
+    checkTypes();
+    checkExceptions();
+    checkLoop();
 
     if (failures == 0) {
         std::cout << "TessilGraph " << TessilGraph::version() << " serves this host\n";
