@@ -32,14 +32,14 @@ void* malloc(std::size_t size) {
     return __libc_malloc(size);
 }
 
-void* calloc(std::size_t number, std::size_t size) {
+void* calloc(std::size_t nmemb, std::size_t size) {
     note();
-    return __libc_calloc(number, size);
+    return __libc_calloc(nmemb, size);
 }
 
-void* realloc(void* block, std::size_t size) {
+void* realloc(void* ptr, std::size_t size) {
     note();
-    return __libc_realloc(block, size);
+    return __libc_realloc(ptr, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) {

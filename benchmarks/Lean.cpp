@@ -154,6 +154,7 @@ LeanNode* makeNode(Kind kind) {
 void addConsumer(LeanNode& node, LeanNode* consumer) {
     if (node.consumerCount == node.consumerRoom) {
         node.consumerRoom = node.consumerRoom == 0 ? 2 : 2 * node.consumerRoom;
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): it is pointers that need room.
         void* larger = std::realloc(node.consumers, node.consumerRoom * sizeof(LeanNode*));
         node.consumers = static_cast<LeanNode**>(larger);
     }

@@ -225,9 +225,9 @@ bool writePlot(const std::string& path, const std::vector<Line>& lines) {
         }
     }
     const Axis across{1000.0, most, left, panelWidth - right};
-    const auto rows = static_cast<double>((panels.size() + columns - 1) / columns);
+    const std::size_t rows = (panels.size() + columns - 1) / columns;
     const double width = columns * panelWidth;
-    const double height = headHeight + rows * panelHeight;
+    const double height = headHeight + static_cast<double>(rows) * panelHeight;
 
     std::ofstream file(path);
     file << "<svg xmlns='http://www.w3.org/2000/svg' width='" << width << "' height='" << height
@@ -235,8 +235,10 @@ bool writePlot(const std::string& path, const std::vector<Line>& lines) {
     Picture picture(file);
     picture.legend();
     for (std::size_t i = 0; i < panels.size(); ++i) {
-        file << "<g transform='translate(" << static_cast<double>(i % columns) * panelWidth << ' '
-             << headHeight + static_cast<double>(i / columns) * panelHeight << ")'>\n";
+        const std::size_t row = i / columns;
+        const std::size_t column = i % columns;
+        file << "<g transform='translate(" << static_cast<double>(column) * panelWidth << ' '
+             << headHeight + static_cast<double>(row) * panelHeight << ")'>\n";
         picture.panel(panels[i], across);
         file << "</g>\n";
     }

@@ -213,7 +213,8 @@ Imath::V3d Workload::touchValue(std::uint32_t node, std::uint32_t step) const {
         return V3d(sourceValue + change, 0.0, 0.0);
     }
     // Ten nodes a joint, and the sums of 80 joints after those of each character.
-    const double joint = node % 879 / 10;
+    const auto place = node % 879 / 10;
+    const auto joint = static_cast<double>(place);
     return V3d(0.1 + 0.01 * joint + change, 0.02 * joint, -0.01 * joint);
 }
 
@@ -246,7 +247,8 @@ Workload makeWorkload(const std::string& kind, const std::string& size) {
         if (isSlow) {
             workload.kinds.assign(workload.size(), Kind::slowAdd);
         }
-        workload.name = kind + "/" + size;
+        workload.name = kind;
+        workload.name.append("/").append(size);
         return workload;
     }
     std::fprintf(stderr, "there is no workload %s/%s\n", kind.c_str(), size.c_str());
