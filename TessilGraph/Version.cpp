@@ -1,5 +1,7 @@
 #include <TessilGraph/Version.h>
 
+#include <string>
+
 namespace TessilGraph {
 
 std::string version() {

@@ -9,6 +9,7 @@
 
 #include <valgrind/callgrind.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
+#include <utility>
 
 namespace bench {
 

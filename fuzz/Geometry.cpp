@@ -9,7 +9,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <utility>
 
 using fuzz::expect;
 

@@ -2,6 +2,8 @@
 
 #include <TessilUtils/Logger.h>
 
+#include <string>
+
 namespace fuzz {
 
 /// Arbitrary input is refused all the time, and nobody reads why.

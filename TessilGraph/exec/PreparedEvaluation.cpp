@@ -11,6 +11,7 @@
 #include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <new>
 #include <optional>

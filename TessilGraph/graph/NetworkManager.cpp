@@ -11,6 +11,8 @@
 #include <TessilUtils/Logger.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <exception>
 #include <map>
 #include <memory>

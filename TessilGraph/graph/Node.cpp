@@ -13,7 +13,6 @@
 
 #include <TessilUtils/Logger.h>
 
-#include <algorithm>
 #include <vector>
 
 using TessilUtils::Logger;

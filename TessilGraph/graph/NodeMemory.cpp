@@ -2,7 +2,6 @@
 
 #include <TessilGraph/graph/internal/Access.h>
 
-#include <algorithm>
 #include <new>
 
 #if defined(__SANITIZE_ADDRESS__)

@@ -7,6 +7,7 @@
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <utility>
 

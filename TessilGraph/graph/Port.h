@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TessilGraph {

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <string_view>
 
 namespace TessilGraph {
 

@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <utility>
 

@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/internal/Counterpart.h>
 
 #include <cstddef>
+#include <memory>
 
 namespace TessilGraph {
 

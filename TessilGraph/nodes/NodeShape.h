@@ -7,7 +7,6 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <typeinfo>

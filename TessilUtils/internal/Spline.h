@@ -3,7 +3,6 @@
 #include <Imath/ImathVec.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>

@@ -14,7 +14,6 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <string>
 #include <vector>
 
 namespace {

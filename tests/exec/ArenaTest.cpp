@@ -1,10 +1,11 @@
-#include "../nodes/BuiltInNetworks.h"
+#include <tests/nodes/BuiltInNetworks.h>
 #include "RandomNetworks.h"
 
 #include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +14,6 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 // A host that uses oneTBB itself.
 

@@ -1,11 +1,12 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../support/CollectedLog.h"
+#include <tests/support/CollectedLog.h>
 #include "RandomNetworks.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <thread>

@@ -1,7 +1,7 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../nodes/CatalogueRows.h"
-#include "../nodes/RandomValues.h"
+#include <tests/nodes/CatalogueRows.h>
+#include <tests/nodes/RandomValues.h>
 
 #include <gtest/gtest.h>
 

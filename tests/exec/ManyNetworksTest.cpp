@@ -1,5 +1,5 @@
-#include "../nodes/BuiltInNetworks.h"
-#include "../support/CollectedLog.h"
+#include <tests/nodes/BuiltInNetworks.h>
+#include <tests/support/CollectedLog.h>
 #include "RandomNetworks.h"
 
 #include <TessilGraph/TessilGraph.h>

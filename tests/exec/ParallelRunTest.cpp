@@ -1,12 +1,13 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../support/ProbeNode.h"
+#include <tests/support/ProbeNode.h>
 #include "RandomNetworks.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <memory>
+#include <chrono>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <thread>

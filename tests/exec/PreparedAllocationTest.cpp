@@ -1,6 +1,6 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../nodes/AllocationCount.h"
+#include <tests/nodes/AllocationCount.h>
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,11 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../support/CollectedLog.h"
-#include "../support/ProbeNode.h"
+#include <tests/support/CollectedLog.h>
+#include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <stdexcept>

@@ -2,8 +2,8 @@
 
 #include <TessilGraph/TessilGraph.h>
 
-#include "../nodes/CatalogueRows.h"
-#include "../nodes/RandomValues.h"
+#include <tests/nodes/CatalogueRows.h>
+#include <tests/nodes/RandomValues.h>
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 

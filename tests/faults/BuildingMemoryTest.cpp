@@ -1,11 +1,12 @@
 #include "FaultsNetwork.h"
 
-#include "../nodes/CatalogueRows.h"
+#include <tests/nodes/CatalogueRows.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 using namespace tests;
 using TessilGraph::NetworkManager;
@@ -374,11 +375,13 @@ struct Types : FaultsNetwork {
 
 TEST(BuildingShortOfMemory, RegistersATypeOrNot) {
     everyAllocationFails<Types>([](Types& types) { types.factory.registerNode(longName, Joint::creator); });
-    everyAllocationFails<Types>([](Types& types) {
-        types.factory.registerNode(longName, Joint::creator);
-        types.factory.deregisterNode(longName);
-        types.factory.isRegistered("a type that is not there, under a long name");
-    }, Promise::Usable);
+    everyAllocationFails<Types>(
+        [](Types& types) {
+            types.factory.registerNode(longName, Joint::creator);
+            types.factory.deregisterNode(longName);
+            types.factory.isRegistered("a type that is not there, under a long name");
+        },
+        Promise::Usable);
 }
 
 }  // namespace

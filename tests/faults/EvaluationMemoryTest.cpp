@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -65,9 +64,7 @@ struct Layers : FaultsNetwork {
         network.cacheNodeNetwork("last");
     }
 
-    static std::string name(int layer, int place) {
-        return "n" + std::to_string(layer) + "_" + std::to_string(place);
-    }
+    static std::string name(int layer, int place) { return "n" + std::to_string(layer) + "_" + std::to_string(place); }
 
     void change(double value) {
         auto& port = dynamic_cast<TessilGraph::PortTemplate<double>&>(input("source", "in"));

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -236,12 +235,14 @@ TEST(ValuesShortOfMemory, MarkEverythingDownstreamWithoutAnyMemoryWhenThatIsKnow
 }
 
 TEST(ValuesShortOfMemory, MarkOnWhereRememberingWhoFeedsWhomFails) {
-    everyAllocationFails<Fan<150>>([](Fan<150>& fan) {
-        for (int times = 0; times < 8; ++times) {
-            fan.clean();
-            fan.network.getNode("source")->setDirty(true);
-        }
-    }, Promise::Usable);
+    everyAllocationFails<Fan<150>>(
+        [](Fan<150>& fan) {
+            for (int times = 0; times < 8; ++times) {
+                fan.clean();
+                fan.network.getNode("source")->setDirty(true);
+            }
+        },
+        Promise::Usable);
 }
 
 }  // namespace

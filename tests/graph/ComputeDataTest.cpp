@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace TessilGraph {
 namespace {

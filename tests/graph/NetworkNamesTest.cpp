@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace TessilGraph {

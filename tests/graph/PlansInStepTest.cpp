@@ -1,7 +1,7 @@
 #include <TessilGraph/TessilGraph.h>
 
-#include "../nodes/CatalogueRows.h"
-#include "../nodes/RandomValues.h"
+#include <tests/nodes/CatalogueRows.h>
+#include <tests/nodes/RandomValues.h>
 
 #include <tests/support/CollectedLog.h>
 
@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>

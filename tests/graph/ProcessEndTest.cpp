@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <string>
 
 namespace TessilGraph {
 namespace {

@@ -1,4 +1,4 @@
-#include "../exec/RandomNetworks.h"
+#include <tests/exec/RandomNetworks.h>
 #include "BuiltInNetworks.h"
 
 #include <gtest/gtest.h>

@@ -4,13 +4,14 @@
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
-#include "../support/CollectedLog.h"
+#include <tests/support/CollectedLog.h>
 #include "MatrixTesting.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>

@@ -15,7 +15,6 @@
 #include <cstring>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <random>
 #include <set>

@@ -1,11 +1,13 @@
 #include <TessilGraph/nodes/MatrixAlgorithmNodes.h>
 
-#include "../support/CollectedLog.h"
+#include <tests/support/CollectedLog.h>
 #include "MatrixTesting.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <vector>
 
 using namespace tests;
 using namespace TessilGraph;

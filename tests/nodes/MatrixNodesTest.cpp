@@ -2,7 +2,7 @@
 
 #include <TessilGraph/graph/NodeFactory.h>
 
-#include "../support/CollectedLog.h"
+#include <tests/support/CollectedLog.h>
 #include "MatrixTesting.h"
 #include "RandomValues.h"
 

@@ -4,7 +4,7 @@
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/initTessilGraph.h>
 
-#include "../support/CollectedLog.h"
+#include <tests/support/CollectedLog.h>
 #include "PortValues.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,6 @@
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
-#include <vector>
 
 namespace tests {
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
+#include <memory>
 #include <ostream>
 #include <stdexcept>
 #include <string>

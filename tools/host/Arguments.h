@@ -2,7 +2,6 @@
 
 #include <tools/host/ResultWriter.h>
 
-#include <optional>
 #include <string>
 #include <variant>
 #include <vector>

@@ -3,6 +3,7 @@
 #include <tools/host/Arguments.h>
 
 #include <iosfwd>
+#include <ostream>
 #include <string>
 
 namespace TessilHost {

@@ -16,8 +16,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <set>
-#include <utility>
+#include <string>
 #include <vector>
 
 namespace TessilHost {

@@ -4,7 +4,6 @@
 #include <tools/host/TypedPorts.h>
 
 #include <cstdint>
-#include <string>
 #include <utility>
 #include <vector>
 

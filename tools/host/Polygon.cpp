@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstddef>
 #include <numeric>
-#include <utility>
 
 namespace TessilHost {
 

@@ -19,7 +19,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
 #include <utility>
 

@@ -8,6 +8,7 @@
 #include <TessilGraph/graph/NodeFactory.h>
 
 #include <memory>
+#include <string>
 
 namespace TessilHost {
 

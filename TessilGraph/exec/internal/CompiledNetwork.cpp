@@ -7,7 +7,6 @@
 #include <TessilGraph/graph/internal/TraitsByte.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <typeinfo>

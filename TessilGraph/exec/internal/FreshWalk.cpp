@@ -6,7 +6,9 @@
 #include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <unordered_set>
 
 namespace TessilGraph::internal {

@@ -2,7 +2,7 @@
 
 #include <TessilGraph/graph/Node.h>
 
-#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 

@@ -5,6 +5,7 @@
 #include <TessilGraph/exec/internal/RunControl.h>
 #include <TessilGraph/exec/internal/Slots.h>
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 

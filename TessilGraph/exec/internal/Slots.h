@@ -2,7 +2,6 @@
 
 #include <TessilGraph/graph/internal/ByteRow.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -7,12 +7,14 @@
 
 #include <TessilUtils/Logger.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 namespace TessilGraph::internal {
 

@@ -5,6 +5,7 @@
 #include <TessilGraph/graph/internal/NodeRow.h>
 #include <TessilGraph/graph/internal/SmallStack.h>
 
+#include <atomic>
 #include <new>
 
 namespace TessilGraph::internal {

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/internal/NetworkState.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/Prefetch.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace TessilGraph::internal {
 

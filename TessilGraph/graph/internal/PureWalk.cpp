@@ -6,6 +6,7 @@
 #include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <numeric>

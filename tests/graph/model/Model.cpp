@@ -7,7 +7,6 @@
 #include <deque>
 #include <functional>
 #include <set>
-#include <utility>
 
 namespace model {
 

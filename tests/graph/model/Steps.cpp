@@ -3,11 +3,9 @@
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/NodeFactory.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <utility>
 
 namespace twins {
 
