@@ -241,7 +241,7 @@ private:
         const std::uint64_t before = node.numInputPorts() + node.numOutputPorts();
         asInput ? node.addInputPort(port.get()) : node.addOutputPort(port.get());
         if (node.numInputPorts() + node.numOutputPorts() > before) {
-            port.release();
+            static_cast<void>(port.release());
         }
     }
 
