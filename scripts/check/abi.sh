@@ -14,7 +14,7 @@ fi
 # else is asked of this build, so it takes the least time.
 build=build/abi
 cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
-    -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="-O0 -g" \
+    -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="-O0 -g -femit-class-debug-always" \
     -DTESSIL_BUILD_TOOLS=OFF -DTESSIL_BUILD_TESTS=OFF -DTESSIL_BUILD_EXAMPLES=OFF >/dev/null
 cmake --build "$build" -j "$(nproc)"
 cmake --preset release >/dev/null
