@@ -242,6 +242,12 @@ void World::destroyNode(Id node) {
     for (const Id port : nodes[node].outputs) {
         ports[port].alive = false;
     }
+    // Those that were removed from it live on.
+    for (Port& port : ports) {
+        if (port.alive && port.node == node) {
+            port.node = none;
+        }
+    }
     destroyed.push_back(node);
 }
 
