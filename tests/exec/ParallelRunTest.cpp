@@ -160,6 +160,37 @@ TEST_P(ParallelRun, LetsTheFirstExceptionThroughAndCompletesAfterwards) {
     }
 }
 
+TEST_P(ParallelRun, LetsAnExceptionThroughThatComesWhenTheCallerHasNothingLeftToDo) {
+    std::atomic<bool> threw{false};
+    for (int row = 0; row < rows; ++row) {
+        auto* end = dynamic_cast<ProbeNode*>(network_.getNode(nameOf(row, columns - 1)));
+        end->onCompute = [&threw, caller = std::this_thread::get_id()] {
+            if (std::this_thread::get_id() != caller) {
+                spin(20000);
+                threw = true;
+                throw std::runtime_error("late");
+            }
+            spin(20);
+        };
+    }
+    std::vector<std::string> targets;
+    for (int row = 0; row < rows; ++row) {
+        targets.push_back(nameOf(row, columns - 1));
+    }
+    PreparedEvaluation evaluation(network_, targets);
+    for (int round = 0; round < 5; ++round) {
+        network_.setAllNodeDirty();
+        threw = false;
+        bool caught = false;
+        try {
+            evaluation.run(nullptr, options_);
+        } catch (const std::runtime_error&) {
+            caught = true;
+        }
+        EXPECT_EQ(caught, threw);
+    }
+}
+
 TEST_P(ParallelRun, CanBeCancelledAtAnyNode) {
     PreparedEvaluation evaluation(network_, sink_);
     CancelToken token;

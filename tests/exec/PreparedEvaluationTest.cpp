@@ -384,6 +384,21 @@ TEST_F(Prepared, CrossesIntoOtherNetworks) {
     in.disconnectFrom(source->getOutputPort("out"));
 }
 
+TEST_F(Prepared, FindsDirtyNodesOfOtherNetworksBehindCleanOnes) {
+    NetworkManager other;
+    Node* source = other.createNode("AddDouble", "source");
+    makeSums(3);
+    auto& in = input("sum0", "in1");
+    ASSERT_TRUE(source->getOutputPort("out")->connectTo(&in));
+    PreparedEvaluation evaluation(*network, "sum2");
+    evaluation.run();
+    // This network hears nothing of it.
+    source->setDirtyFlag();
+    expectResult(evaluation.run(), RunStatus::Done, 1);
+    EXPECT_FALSE(source->isDirty());
+    in.disconnectFrom(source->getOutputPort("out"));
+}
+
 TEST_F(Prepared, FollowsListsThatAreEditedByHand) {
     makeSums(2);
     network->createNode("AddDouble", "later");
@@ -517,6 +532,22 @@ TEST_F(Prepared, CutsOffNoNodeThatReadsStorageOutside) {
     network->getNode("sum0")->setDirty(true);
     evaluation.run(nullptr, options);
     EXPECT_EQ(output("sum2"), 52.0);
+}
+
+TEST_F(Prepared, CutsOffNothingThatOtherEvaluationsTookNoticeOf) {
+    makeSums(100);
+    RunOptions options;
+    options.cutOff = true;
+    PreparedEvaluation evaluation(*network, "sum99");
+    evaluation.run(nullptr, options);
+    network->cacheNodeNetwork("sum60");
+    constexpr bool useCache = true;
+    for (int time = 1; time <= 40; ++time) {
+        input("sum0", "in1").set(time);
+        network->computeNode(time % 2 == 0 ? "sum50" : "sum60", nullptr, false, time % 2 == 0 ? !useCache : useCache);
+        evaluation.run(nullptr, options);
+        ASSERT_EQ(output("sum99"), 100.0 + time);
+    }
 }
 
 TEST_F(Prepared, TakesNanForTheSameAndZerosOfDifferentSignsForDifferent) {

@@ -218,6 +218,25 @@ TEST_F(PlanOfBuiltInNodes, SeesValuesThatAreSetBetweenRuns) {
     EXPECT_EQ(run(), 90.0);
 }
 
+TEST_F(PlanOfBuiltInNodes, TakesAnyNumberOfNodes) {
+    constexpr std::size_t more = 2500;
+    for (std::size_t place = 0; place < more; ++place) {
+        nodes.push_back(new AddDouble);
+        network.addNode(nodes.back(), "more");
+        nodes.back()->input2Port()->set(1.0);
+        ASSERT_TRUE(nodes[nodes.size() - 2]->outputPort()->connectTo(nodes.back()->input1Port()));
+    }
+    const std::string end = nodes.back()->name();
+    network.cacheNodeNetwork(end);
+    for (int time = 0; time < 6; ++time) {
+        nodes[0]->input1Port()->set(time);
+        network.setAllNodeDirty();
+        network.computeNode(end, nullptr, false, useCache);
+        EXPECT_EQ(nodes.back()->outputPort()->get(), static_cast<double>(length + more) + time);
+        EXPECT_FALSE(nodes.back()->isDirty());
+    }
+}
+
 TEST_F(PlanOfBuiltInNodes, SeesLinksToStorageOutsideAndTheirEnd) {
     double outside = 11.0;
     warm();

@@ -102,17 +102,19 @@ TEST(Allocation, HappensNotWhenTheLevelsOfAnUnchangedNetworkAreComputedAgain) {
     EXPECT_EQ(allocationsOfLevels(network, nameAt(layers - 1, 0)), 0u);
 }
 
-TEST(Allocation, HappensNotWhenNodesOfOneLevelReadEachOther) {
-    // Nodes that keep state, each of which reads two of the layer before and one of that before it.
+namespace {
+
+/// Nodes that keep state, each of which reads two of the layer before and one of that before it. Returns the
+/// name of one at the end.
+std::string makeNodesThatReadTheirLevel(TessilGraph::NetworkManager& network) {
     constexpr int layers = 10;
     constexpr int rows = 4;
-    TessilGraph::NetworkManager network;
     for (int layer = 0; layer < layers; ++layer) {
         for (int row = 0; row < rows; ++row) {
             network.createNode("TimeNode", nameAt(layer, row));
             const auto read = [&](int from, const char* port) {
                 if (from >= 0) {
-                    ASSERT_TRUE(network.connectAttr(nameAt(from, (row + layer - from) % rows), "frame",
+                    EXPECT_TRUE(network.connectAttr(nameAt(from, (row + layer - from) % rows), "frame",
                                                     nameAt(layer, row), port));
                 }
             };
@@ -121,5 +123,29 @@ TEST(Allocation, HappensNotWhenNodesOfOneLevelReadEachOther) {
             read(layer - 2, "frameRate");
         }
     }
-    EXPECT_EQ(allocationsOfLevels(network, nameAt(layers - 1, 0)), 0u);
+    return nameAt(layers - 1, 0);
+}
+
+}  // namespace
+
+TEST(Allocation, HappensNotWhenNodesOfOneLevelReadEachOther) {
+    TessilGraph::NetworkManager network;
+    const std::string last = makeNodesThatReadTheirLevel(network);
+    EXPECT_EQ(allocationsOfLevels(network, last), 0u);
+}
+
+TEST(Allocation, HappensNotHoweverOftenLevelsAreComputed) {
+    // What grows by a little each time allocates now and then only.
+    constexpr bool parallel = true;
+    TessilGraph::NetworkManager network;
+    const std::string last = makeNodesThatReadTheirLevel(network);
+    std::size_t before = 0;
+    for (int round = 0; round < 1500; ++round) {
+        if (round == 100) {
+            before = allocationCount();
+        }
+        network.setAllNodeDirty();
+        network.computeNode(last, nullptr, parallel);
+    }
+    EXPECT_EQ(allocationCount() - before, 0u);
 }
