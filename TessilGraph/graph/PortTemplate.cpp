@@ -18,7 +18,6 @@ namespace internal {
 template <class T>
 struct ValueOf {
     static PortTemplate<T>& typed(Port& port) { return static_cast<PortTemplate<T>&>(port); }
-    static T& value(void* address) { return *static_cast<T*>(address); }
     static const T& value(const void* address) { return *static_cast<const T*>(address); }
 
     static void* own(Port& port) { return &Access::ownValue(typed(port)); }
@@ -35,7 +34,6 @@ struct ValueOf {
         Access::adopted(port) = false;
     }
 
-    static void assign(void* target, const void* source) { assignWhole(value(target), value(source)); }
     static void* clone(const void* original) { return new T(value(original)); }
     static void destroy(void* address) { delete static_cast<T*>(address); }
     static bool same(const void* a, const void* b) { return haveSameBits(value(a), value(b)); }
@@ -49,10 +47,9 @@ using internal::ValueOf;
 using internal::ValueType;
 
 template <class T>
-constexpr ValueType valueType = {&typeid(PortTemplate<T>), sizeof(T),          internal::isPlainValue<T>,
-                                 ValueOf<T>::own,          ValueOf<T>::shown,  ValueOf<T>::adopt,
-                                 ValueOf<T>::release,      ValueOf<T>::assign, ValueOf<T>::clone,
-                                 ValueOf<T>::destroy,      ValueOf<T>::same};
+constexpr ValueType valueType = {
+    &typeid(PortTemplate<T>), sizeof(T),           internal::isPlainValue<T>, ValueOf<T>::own,     ValueOf<T>::shown,
+    ValueOf<T>::adopt,        ValueOf<T>::release, ValueOf<T>::clone,         ValueOf<T>::destroy, ValueOf<T>::same};
 
 /// The value types of ports, numbered from 1.
 template <class... T>

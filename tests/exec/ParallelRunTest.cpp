@@ -162,7 +162,10 @@ TEST_P(ParallelRun, LetsTheFirstExceptionThroughAndCompletesAfterwards) {
 
 TEST_P(ParallelRun, LetsAnExceptionThroughThatComesWhenTheCallerHasNothingLeftToDo) {
     std::atomic<bool> threw{false};
+    // The caller begins by itself, since all wait for one node.
+    add<Pipe>("first");
     for (int row = 0; row < rows; ++row) {
+        link("first", nameOf(row, 0), "in1");
         auto* end = dynamic_cast<ProbeNode*>(network_.getNode(nameOf(row, columns - 1)));
         end->onCompute = [&threw, caller = std::this_thread::get_id()] {
             if (std::this_thread::get_id() != caller) {

@@ -27,9 +27,6 @@ struct ValueType {
     /// Brings an adopted value home.
     void (*release)(Port& port);
 
-    /// Assigns one value to another.
-    void (*assign)(void* target, const void* source);
-
     /// A value on the heap, a copy; and its end.
     void* (*clone)(const void* value);
     void (*destroy)(void* value);
