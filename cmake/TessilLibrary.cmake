@@ -3,6 +3,7 @@
 include(GenerateExportHeader)
 
 set(TESSIL_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+set(TESSIL_LIBRARY_OPTIONS "" CACHE STRING "Further options that the libraries alone are compiled and linked with")
 
 # tessil_library(NAME MACRO): turns the target NAME into one of our shared libraries. Its export
 # macro is MACRO_API, in the generated header <NAME/Export.h>.
@@ -19,7 +20,9 @@ function(tessil_library name macro)
             # and no vectoriser of straight-line code, which g++ 12 lets drop the rounding of
             # neighbouring double to float to double conversions.
             -fno-fast-math -ffp-contract=off -fno-tree-slp-vectorize
-            -fno-semantic-interposition)
+            -fno-semantic-interposition
+            ${TESSIL_LIBRARY_OPTIONS})
+  target_link_options(${name} PRIVATE ${TESSIL_LIBRARY_OPTIONS})
   # A symbol that nobody defines fails here, not in the host. clang leaves those of its sanitizers
   # to the program, so builds with one go without.
   target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${TESSIL_SANITIZE}>>:-Wl,-z,defs>)
