@@ -279,6 +279,32 @@ TEST_F(Prepared, GoesOnBesideComputeNode) {
     EXPECT_EQ(output("sum3"), 5.0);
 }
 
+TEST_F(Prepared, MayBeginAndEndBetweenOtherEvaluations) {
+    makeSums(100);
+    network->cacheNodeNetwork("sum99");
+    double first = 0.0;
+    for (const bool inParallel : {false, true}) {
+        for (const bool cached : {false, true}) {
+            const auto expectCurrent = [&] {
+                // Often enough for whatever is planned.
+                for (int time = 0; time < 20; ++time) {
+                    first += 1.0;
+                    input("sum0", "in1").set(first);
+                    network->computeNode("sum99", nullptr, inParallel, cached);
+                    ASSERT_EQ(output("sum99"), 100.0 + first) << inParallel << cached;
+                }
+            };
+            expectCurrent();
+            {
+                PreparedEvaluation evaluation(*network, "sum99");
+                evaluation.run();
+                expectCurrent();
+            }
+            expectCurrent();
+        }
+    }
+}
+
 TEST_F(Prepared, ReadsStorageOutside) {
     makeSums(3);
     double outside = 100.0;
@@ -541,13 +567,22 @@ TEST_F(Prepared, CutsOffNothingThatOtherEvaluationsTookNoticeOf) {
     PreparedEvaluation evaluation(*network, "sum99");
     evaluation.run(nullptr, options);
     network->cacheNodeNetwork("sum60");
+    constexpr bool parallel = true;
     constexpr bool useCache = true;
-    for (int time = 1; time <= 40; ++time) {
-        input("sum0", "in1").set(time);
-        network->computeNode(time % 2 == 0 ? "sum50" : "sum60", nullptr, false, time % 2 == 0 ? !useCache : useCache);
-        evaluation.run(nullptr, options);
-        ASSERT_EQ(output("sum99"), 100.0 + time);
-    }
+    double first = 0.0;
+    const auto expectCurrentAfter = [&](const std::string& node, bool inParallel, bool cached) {
+        // Often enough for whatever is planned.
+        for (int time = 0; time < 40; ++time) {
+            first += 1.0;
+            input("sum0", "in1").set(first);
+            network->computeNode(node, nullptr, inParallel, cached);
+            evaluation.run(nullptr, options);
+            ASSERT_EQ(output("sum99"), 100.0 + first) << node;
+        }
+    };
+    expectCurrentAfter("sum50", !parallel, !useCache);
+    expectCurrentAfter("sum60", !parallel, useCache);
+    expectCurrentAfter("sum70", parallel, !useCache);
 }
 
 TEST_F(Prepared, TakesNanForTheSameAndZerosOfDifferentSignsForDifferent) {
@@ -667,15 +702,21 @@ TEST_F(Prepared, CanBeCancelledAfterNodesWired) {
 
 TEST_F(Prepared, CutsOffNothingBehindPortsWhoseValueItCannotCompare) {
     makeDiamond();
-    network->getNode("a")->addOutputPort(new TessilGraph::Port("bare"));
+    Node& a = *network->getNode("a");
     RunOptions options;
     options.cutOff = true;
     PreparedEvaluation evaluation(*network, "b");
-    evaluation.run(nullptr, options);
-    takeComputed();
-    network->getNode("a")->setDirty(true);
-    evaluation.run(nullptr, options);
-    EXPECT_EQ(takeComputed(), (Names{"a", "b"}));
+    for (TessilGraph::Port* port : {new TessilGraph::Port("bare"),
+                                    static_cast<TessilGraph::Port*>(new PortTemplate<TessilUtils::Curve>("curve"))}) {
+        a.addOutputPort(port);
+        evaluation.run(nullptr, options);
+        takeComputed();
+        a.setDirty(true);
+        evaluation.run(nullptr, options);
+        EXPECT_EQ(takeComputed(), (Names{"a", "b"})) << port->name();
+        a.removeOutputPort(port->name());
+        delete port;
+    }
 }
 
 TEST_F(Prepared, CutsOffBehindArraysThatHoldTheSameElements) {
