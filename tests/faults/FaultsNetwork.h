@@ -16,7 +16,8 @@ class Joint : public TessilGraph::NodeShape<Joint> {
 public:
     bool compute(const TessilGraph::ComputeData*) override {
         const double sum = in1_->get() + in2_->get() + 1.0;
-        text_->set("a text that finds no room in a string itself, " + std::to_string(sum) + inText_->get().substr(0, 8));
+        text_->set("a text that finds no room in a string itself, " + std::to_string(sum) +
+                   inText_->get().substr(0, 8));
         out_->set(sum);
         return true;
     }
@@ -80,9 +81,7 @@ inline std::string pictureOf(TessilGraph::NetworkManager& network) {
 
 /// A network, and short ways to fill and use it.
 struct FaultsNetwork : World {
-    TessilGraph::Node& add(const std::string& type, const std::string& name) {
-        return *network.createNode(type, name);
-    }
+    TessilGraph::Node& add(const std::string& type, const std::string& name) { return *network.createNode(type, name); }
 
     bool link(const std::string& from, const std::string& to, const std::string& input = "in1") {
         return network.connectAttr(from, "out", to, input);
@@ -99,9 +98,7 @@ struct FaultsNetwork : World {
         dynamic_cast<TessilGraph::PortTemplate<double>&>(input(node, name)).set(value);
     }
 
-    double get(const std::string& node) {
-        return dynamic_cast<TessilGraph::PortTemplate<double>&>(output(node)).get();
-    }
+    double get(const std::string& node) { return dynamic_cast<TessilGraph::PortTemplate<double>&>(output(node)).get(); }
 
     std::string picture() override { return pictureOf(network); }
 

@@ -27,7 +27,9 @@ std::string textOf(const std::pair<float, Imath::V3f>& place) {
 }
 
 struct Curves : World {
-    std::string picture() override { return std::to_string(curve.cvs().size()) + " " + std::to_string(copy.cvs().size()); }
+    std::string picture() override {
+        return std::to_string(curve.cvs().size()) + " " + std::to_string(copy.cvs().size());
+    }
     std::string later() override { return textOf(curve.closestPoint({3, 1, 0}, 4, 20, 1e-6F)); }
 
     Curve curve{{{0, 0, 0}, {1, 2, 0}, {3, 1, 1}, {4, 0, 2}, {6, 1, 0}, {7, 7, 7}}};
@@ -64,15 +66,19 @@ struct Meshes : World {
 
 TEST(GeometryShortOfMemory, MeshesAnswerOrStayAsTheyAre) {
     everyAllocationFails<Meshes>([](Meshes& world) { world.later(); });
-    everyAllocationFails<Meshes>([](Meshes& world) {
-        world.mesh = Mesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {9, 9, 9}}, {0, 1, 2});
-        world.later();
-    }, Promise::Usable);
+    everyAllocationFails<Meshes>(
+        [](Meshes& world) {
+            world.mesh = Mesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {9, 9, 9}}, {0, 1, 2});
+            world.later();
+        },
+        Promise::Usable);
     everyAllocationFails<Meshes>([](Meshes&) { const Mesh refused({{0, 0, 0}}, {0, 1, 2}); });
 }
 
 struct Images : World {
-    std::string picture() override { return std::to_string(image.width()) + " " + std::to_string(image.pixel(1, 1, 0)); }
+    std::string picture() override {
+        return std::to_string(image.width()) + " " + std::to_string(image.pixel(1, 1, 0));
+    }
 
     Image image{3, 2, 1};
     const Image sharing = image;
@@ -122,18 +128,17 @@ struct Messages : World {
 };
 
 TEST(LoggerShortOfMemory, LosesMessagesAndGoesOn) {
-    everyAllocationFails<Messages>([](Messages&) {
-        Logger::error() << "a message that is longer than what a string holds itself" << 7 << 1.5;
-    });
+    everyAllocationFails<Messages>(
+        [](Messages&) { Logger::error() << "a message that is longer than what a string holds itself" << 7 << 1.5; });
 }
 
 TEST(LoggerShortOfMemory, TakesASinkOrKeepsTheOneBefore) {
     everyAllocationFails<Messages>([](Messages& world) {
-        Logger::Sink mine = Logger::setSink([&world, text = std::string(60, 'x')](TessilUtils::LogLevel,
-                                                                                const std::string&) {
-            const SparedFromShortage spared;
-            world.list += text;
-        });
+        Logger::Sink mine =
+            Logger::setSink([&world, text = std::string(60, 'x')](TessilUtils::LogLevel, const std::string&) {
+                const SparedFromShortage spared;
+                world.list += text;
+            });
         const MemoryShortage none(20000, Shortage::Once);
         Logger::setSink(std::move(mine));
     });
