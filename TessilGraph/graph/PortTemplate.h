@@ -66,7 +66,8 @@ namespace internal {
 /// assigned piece by piece, and so copied first.
 template <class T>
 void assignWhole(T& target, const T& source) {
-    if constexpr (std::is_same_v<T, std::vector<bool>> || std::is_same_v<T, std::vector<std::string>> || std::is_same_v<T, std::vector<TessilUtils::Curve>> ||
+    if constexpr (std::is_same_v<T, std::vector<bool>> || std::is_same_v<T, std::vector<std::string>> ||
+                  std::is_same_v<T, std::vector<TessilUtils::Curve>> ||
                   std::is_same_v<T, std::vector<TessilUtils::Mesh>>) {
         T copy(source);
         target.swap(copy);

@@ -34,7 +34,8 @@ public:
         Node* const node = first_;
         if (node != nullptr) {
             const std::uint64_t mark = __atomic_exchange_n(&Access::mark(*node), 0, __ATOMIC_ACQ_REL);
-            first_ = (mark & inRow) != 0 ? reinterpret_cast<Node*>(static_cast<std::uintptr_t>(mark & ~inRow)) : nullptr;
+            first_ =
+                (mark & inRow) != 0 ? reinterpret_cast<Node*>(static_cast<std::uintptr_t>(mark & ~inRow)) : nullptr;
         }
         return node;
     }
