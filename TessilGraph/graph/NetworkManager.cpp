@@ -7,6 +7,7 @@
 #include <TessilGraph/graph/internal/NetworkCopy.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/Prefetch.h>
+#include <TessilGraph/graph/internal/RunningOrder.h>
 
 #include <TessilUtils/Logger.h>
 
@@ -458,6 +459,7 @@ void NetworkManager::forget(Node& node) noexcept {
         }
     }
     networkCache_.nodeDies(node);
+    internal::RunningOrder::leaveOut(*nodes_.state(), node);
     Access::unlink(node);
 }
 

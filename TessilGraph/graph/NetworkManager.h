@@ -39,6 +39,10 @@ struct NodeCacheEntry {
 /// The host keeps a pointer to such nodes, calls `Node::reset` for all of them, since those that were
 /// added may still list each other, and deletes them. `examples/letting_go.cpp` shows each case.
 ///
+/// Where memory runs out, `std::bad_alloc` reaches the caller. Names, nodes and links are then as they were before
+/// the call, apart from copying, which leaves the target empty; an evaluation may have computed some nodes, and the
+/// next one completes it. `cleanNetwork`, the destructor and marking need no memory.
+///
 /// Threads: one manager is used by one thread at a time, be it now one, now another; different
 /// managers, with networks that don't touch, by different threads, also inside loops, tasks and arenas
 /// of the host. Copying only reads the source, so that several threads may copy one manager at once, if
@@ -53,7 +57,8 @@ public:
     /// cache. A node whose `clone` is null is left out.
     NetworkManager(const NetworkManager& other);
 
-    /// Empties this network, then copies. Assigning a manager to itself leaves it empty.
+    /// Empties this network, then copies; it stays empty where that fails. Assigning a manager to itself leaves
+    /// it empty.
     NetworkManager& operator=(const NetworkManager& other);
 
     /// As `cleanNetwork`.

@@ -51,6 +51,11 @@ public:
 
     /// Reads the inputs, writes the outputs, returns whether that made sense; evaluation ignores
     /// the answer. What it throws reaches whoever asked for the evaluation. The base does nothing.
+    ///
+    /// Besides, it may set its own inputs, mark nodes and read what feeds it; however it marked itself, it is
+    /// clean afterwards. While no node is computed beside it, so in every evaluation but the level walk and those
+    /// that are asked to run in parallel, it may also make, link, rename, evaluate and delete other nodes of its
+    /// network: one that goes before its turn is left out. It never deletes itself, nor the whole network.
     virtual bool compute(const ComputeData* data);
 
     /// Resets all ports, inputs first: links, values, links to outside storage. Only this node's

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/RunningOrder.h>
 #include <TessilGraph/graph/internal/WalkPlan.h>
 #include <TessilGraph/graph/internal/WalkScratch.h>
 
@@ -241,7 +242,7 @@ public:
         }
     }
 
-    const std::vector<Node*>& order() const { return walk_->order; }
+    std::vector<Node*>& order() { return walk_->order; }
 
 private:
     std::unique_ptr<KeptWalk> walkOf(const Node& target, const std::vector<Node*>& order) const {
@@ -268,7 +269,9 @@ private:
 
 void computeFrom(std::size_t place, const std::vector<Node*>& order, const ComputeData* data) {
     for (; place < order.size(); ++place) {
-        computeIfDirty(*order[place], data);
+        if (Node* node = order[place]) {
+            computeIfDirty(*node, data);
+        }
     }
 }
 
@@ -279,6 +282,7 @@ bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) 
     if (plan == nullptr || !plan->knowsProfileTimes() || !kept.holdsForDirtyOnes()) {
         return false;
     }
+    const RunningOrder running(network, kept.order());
     computeFrom(plan->run(data), kept.order(), data);
     network.walked.note(network, kept.order().size());
     return true;
@@ -292,7 +296,7 @@ void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bo
     const std::uint64_t profileTimes = network.profileTimes.load(std::memory_order_relaxed);
     OrderPlan* plan = !isCyclic && kept.fits(target) ? kept.plan() : nullptr;
     const ScratchLease scratch(network);
-    const std::vector<Node*>& order = (*scratch).order;
+    std::vector<Node*>& order = (*scratch).order;
     const Gathered gathered = gatherUpstream(target, Gather::Dirty, home, *scratch);
     if (isCyclic || gathered.isCyclic) {
         logCycle();
@@ -302,6 +306,7 @@ void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bo
         kept.keep(target, order);
     }
     const std::size_t count = order.size();
+    const RunningOrder running(network, order);
     computeFrom(0, order, data);
     if (isWhole && plan != nullptr) {
         plan->setKnownProfileTimes(profileTimes);

@@ -18,6 +18,7 @@ namespace internal {
 
 class MarkPlan;
 class PreparedNodes;
+class RunningOrder;
 class WalkPlan;
 struct KeptWalk;
 struct LevelWalks;
@@ -55,6 +56,9 @@ struct NetworkState {
 
     /// What level walks keep; empty while one is at it.
     std::unique_ptr<LevelWalks> levelWalks;
+
+    /// The innermost order that is being computed by a serial walk; null while there is none.
+    RunningOrder* runningOrder = nullptr;
 
     /// How many evaluations are under way, one from within another.
     std::atomic<std::uint32_t> evaluations{0};

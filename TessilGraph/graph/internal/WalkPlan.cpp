@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
+#include <TessilGraph/graph/internal/RunningOrder.h>
 
 #include <algorithm>
 #include <array>
@@ -109,8 +110,11 @@ bool WalkPlan::addSources(std::uint32_t place) {
 
 void WalkPlan::compute(const Node& target, const ComputeData* data) {
     const std::size_t count = gather(places_[Access::entry(target)]);
+    const RunningOrder running(network_, nodes_);
     for (std::size_t done = nodePlan_->run(order_.get(), count, data); done < count; ++done) {
-        computeIfDirty(*nodes_[order_[done]], data);
+        if (Node* node = nodes_[order_[done]]) {
+            computeIfDirty(*node, data);
+        }
     }
 }
 

@@ -1,0 +1,246 @@
+#include "WaysOfEvaluating.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::CancelToken;
+using TessilGraph::Frames;
+using TessilGraph::Node;
+using TessilGraph::PreparedEvaluation;
+using TessilGraph::RunOptions;
+using TessilGraph::RunStatus;
+
+namespace {
+
+struct Refusal : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// What the doers come to when nothing goes wrong, serially.
+std::vector<double> rightValues(double value) {
+    Doers doers;
+    doers.change(value);
+    for (const std::string& name : doers.names) {
+        doers.network.computeNode(name);
+    }
+    return doers.values();
+}
+
+/// Everything that a dirty node feeds is dirty.
+void expectDirtinessReachesDownstream(Doers& doers) {
+    for (Node* node : doers.network.getAllNodes()) {
+        for (auto output = node->outputPortCBegin(); node->isDirty() && output != node->outputPortCEnd(); ++output) {
+            for (const TessilGraph::Port* peer : static_cast<const TessilGraph::Port&>(**output).getConnections()) {
+                EXPECT_TRUE(peer->node()->isDirty()) << node->name() << " feeds " << peer->node()->name();
+            }
+        }
+    }
+}
+
+class ThrowingNodes : public testing::TestWithParam<Way> {
+protected:
+    ~ThrowingNodes() override { deed = nullptr; }
+
+    void throwFrom(const std::set<std::string>& throwers) {
+        deed = [throwers](Node& node) {
+            if (throwers.count(node.name()) != 0) {
+                throw Refusal(node.name());
+            }
+        };
+    }
+
+    /// Evaluates with these throwing, and then without.
+    void expectToBeCompletedAfter(const std::set<std::string>& throwers, double value) {
+        SCOPED_TRACE(*throwers.begin());
+        doers_.change(value);
+        throwFrom(throwers);
+        std::string first;
+        try {
+            GetParam().evaluate(doers_);
+        } catch (const Refusal& refusal) {
+            first = refusal.what();
+        }
+        deed = nullptr;
+        EXPECT_EQ(throwers.count(first), 1U) << first;
+        EXPECT_TRUE(doers_.network.getNode(first)->isDirty());
+        expectDirtinessReachesDownstream(doers_);
+        GetParam().evaluate(doers_);
+        EXPECT_FALSE(doers_.isAnyDirty());
+        EXPECT_EQ(doers_.values(), rightValues(value));
+    }
+
+    Doers doers_;
+};
+
+TEST_P(ThrowingNodes, LeaveTheRestDirtyAndTheNetworkUsableWhicheverOfThemThrows) {
+    double value = 0.0;
+    // The first times learn what nodes take and keep what serves again; later ones use it.
+    for (int round = 0; round < 3; ++round) {
+        for (const std::string& name : doers_.names) {
+            expectToBeCompletedAfter({name}, value += 1.0);
+        }
+    }
+}
+
+TEST_P(ThrowingNodes, MayBeSeveralAtOnce) {
+    double value = 0.0;
+    for (int round = 0; round < 5; ++round) {
+        for (std::size_t column = 0; column < columns; ++column) {
+            std::set<std::string> throwers;
+            for (std::size_t row = 0; row < rows; ++row) {
+                throwers.insert(doerName(column, row));
+            }
+            expectToBeCompletedAfter(throwers, value += 1.0);
+        }
+        expectToBeCompletedAfter({doers_.names.begin(), doers_.names.end()}, value += 1.0);
+    }
+}
+
+TEST_P(ThrowingNodes, MayThrowAgainAndAgain) {
+    for (const std::string& name : doers_.names) {
+        doers_.change(1.0);
+        doers_.network.setAllNodeDirty();
+        throwFrom({name});
+        EXPECT_THROW(GetParam().evaluate(doers_), Refusal);
+        EXPECT_THROW(GetParam().evaluate(doers_), Refusal);
+    }
+    deed = nullptr;
+    GetParam().evaluate(doers_);
+    EXPECT_EQ(doers_.values(), rightValues(1.0));
+}
+
+std::string wayName(const testing::TestParamInfo<Way>& info) {
+    std::string name = info.param.name;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, ThrowingNodes, testing::ValuesIn(waysOfEvaluating()), wayName);
+
+class ThrowingFrames : public testing::TestWithParam<bool> {
+protected:
+    ~ThrowingFrames() override { deed = nullptr; }
+};
+
+TEST_P(ThrowingFrames, LeaveTheNetworkUsable) {
+    constexpr std::size_t count = 150;
+    std::vector<double> numbers(count);
+    for (std::size_t frame = 0; frame < count; ++frame) {
+        numbers[frame] = static_cast<double>(frame);
+    }
+    RunOptions options;
+    options.parallel = GetParam();
+    const auto evaluate = [&](Doers& doers, std::vector<double>& column) {
+        Frames frames(doers.network, count);
+        ASSERT_TRUE(frames.drive("n00", "in1", numbers));
+        ASSERT_TRUE(frames.collect<double>("last", "out"));
+        const RunStatus status = frames.run(nullptr, options);
+        EXPECT_EQ(status, RunStatus::Done);
+        column = frames.column<double>("last", "out");
+    };
+    Doers right;
+    std::vector<double> expected;
+    evaluate(right, expected);
+    for (const int throwsAt : {1, 5, 60, 1500}) {
+        SCOPED_TRACE(throwsAt);
+        Doers doers;
+        std::vector<double> found;
+        std::atomic<int> computes{0};
+        deed = [&](Node& node) {
+            if (++computes >= throwsAt) {
+                throw Refusal(node.name());
+            }
+        };
+        EXPECT_THROW(evaluate(doers, found), Refusal);
+        deed = nullptr;
+        evaluate(doers, found);
+        EXPECT_EQ(found, expected);
+        EXPECT_EQ(doers.values(), right.values());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OnOneThreadAndSeveral, ThrowingFrames, testing::Bool());
+
+class CancelledRuns : public testing::TestWithParam<bool> {
+protected:
+    ~CancelledRuns() override { deed = nullptr; }
+
+    /// Cancels at some point, and completes.
+    template <class CancelAt>
+    void expectToBeCompletedAfter(const CancelAt& cancelAt, double value) {
+        doers_.change(value);
+        CancelToken token;
+        RunOptions options;
+        options.parallel = GetParam();
+        options.cancel = &token;
+        cancelAt(token, options);
+        const TessilGraph::RunResult cancelled = evaluation_.run(nullptr, options);
+        deed = nullptr;
+        options.progress = nullptr;
+        token.reset();
+        expectDirtinessReachesDownstream(doers_);
+        EXPECT_LE(cancelled.computed, doers_.names.size());
+        if (cancelled.computed < doers_.names.size()) {
+            EXPECT_EQ(cancelled.status, RunStatus::Cancelled);
+        }
+        const TessilGraph::RunResult completed = evaluation_.run(nullptr, options);
+        EXPECT_EQ(completed.status, RunStatus::Done);
+        EXPECT_EQ(cancelled.computed + completed.computed, doers_.names.size());
+        EXPECT_FALSE(doers_.isAnyDirty());
+        EXPECT_EQ(doers_.values(), rightValues(value));
+    }
+
+    Doers doers_;
+    PreparedEvaluation evaluation_{doers_.network, doers_.names};
+};
+
+TEST_P(CancelledRuns, AreCompletedWhicheverNodeCancels) {
+    double value = 0.0;
+    for (int round = 0; round < 5; ++round) {
+        for (const std::string& name : doers_.names) {
+            SCOPED_TRACE(name);
+            expectToBeCompletedAfter(
+                [&name](CancelToken& token, RunOptions&) {
+                    deed = [&token, name](Node& node) {
+                        if (node.name() == name) {
+                            token.cancel();
+                        }
+                    };
+                },
+                value += 1.0);
+        }
+    }
+}
+
+TEST_P(CancelledRuns, AreCompletedWhereverTheyAreCancelledByWhoIsToldOfTheirProgress) {
+    double value = 0.0;
+    for (int round = 0; round < 5; ++round) {
+        for (std::uint64_t at = 0; at <= doers_.names.size(); ++at) {
+            SCOPED_TRACE(at);
+            expectToBeCompletedAfter(
+                [at](CancelToken& token, RunOptions& options) {
+                    options.progress = [&token, at](std::uint64_t done, std::uint64_t) {
+                        if (done >= at) {
+                            token.cancel();
+                        }
+                    };
+                },
+                value += 1.0);
+        }
+    }
+}
+
+TEST_P(CancelledRuns, AreCompletedWhenTheyWereCancelledBeforehand) {
+    expectToBeCompletedAfter([](CancelToken& token, RunOptions&) { token.cancel(); }, 3.0);
+}
+
+INSTANTIATE_TEST_SUITE_P(OnOneThreadAndSeveral, CancelledRuns, testing::Bool());
+
+}  // namespace

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <thread>
+
+// The program is not linked to the library: what it loads is the only thing that uses it.
+
+namespace {
+
+/// A host's plugin, and with it the library.
+class Plugin {
+public:
+    Plugin() : handle_(dlopen(FAULTS_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
+        if (handle_ == nullptr) {
+            ADD_FAILURE() << dlerror();
+        }
+    }
+    ~Plugin() {
+        if (handle_ != nullptr) {
+            EXPECT_EQ(dlclose(handle_), 0);
+        }
+    }
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+
+    /// Builds networks, evaluates them in every way, and throws them away. The value of the last node.
+    double evaluate() const {
+        auto* function = reinterpret_cast<double (*)()>(dlsym(handle_, "evaluateEverything"));
+        return function != nullptr ? function() : 0.0;
+    }
+
+private:
+    void* handle_;
+};
+
+/// Kilobytes of memory that the process uses.
+long residentMemory() {
+    long pages = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+TEST(Unloading, MayHappenAgainAndAgain) {
+    double first = 0.0;
+    {
+        const Plugin plugin;
+        first = plugin.evaluate();
+        EXPECT_GT(first, 0.0);
+    }
+    long before = 0;
+    for (int times = 0; times < 60; ++times) {
+        const Plugin plugin;
+        EXPECT_EQ(plugin.evaluate(), first);
+        if (times == 20) {
+            before = residentMemory();
+        }
+    }
+    // The registers of a library that was loaded once go on taking room, a few dozen kilobytes at most.
+    EXPECT_LT(residentMemory() - before, 40 * 256);
+}
+
+TEST(Unloading, LeavesThreadsAloneThatUsedTheLibrary) {
+    for (int times = 0; times < 10; ++times) {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool isUsed = false;
+        bool isUnloaded = false;
+        auto plugin = std::make_unique<Plugin>();
+        std::thread user([&] {
+            EXPECT_GT(plugin->evaluate(), 0.0);
+            std::unique_lock<std::mutex> lock(mutex);
+            isUsed = true;
+            changed.notify_all();
+            changed.wait(lock, [&] { return isUnloaded; });
+            // What the thread kept for the library goes with the thread.
+        });
+        {
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [&] { return isUsed; });
+            plugin.reset();
+            isUnloaded = true;
+        }
+        changed.notify_all();
+        user.join();
+    }
+}
+
+TEST(Unloading, LeavesTheLibraryToOthersThatUseIt) {
+    const Plugin stays;
+    const double expected = stays.evaluate();
+    for (int times = 0; times < 10; ++times) {
+        const Plugin goes;
+        EXPECT_EQ(goes.evaluate(), expected);
+    }
+    EXPECT_EQ(stays.evaluate(), expected);
+}
+
+}  // namespace
