@@ -3,6 +3,7 @@
 #include <TessilUtils/Curve.h>
 #include <TessilUtils/Logger.h>
 #include <TessilUtils/Mesh.h>
+#include <TessilUtils/ParallelFor.h>
 
 #include <memory>
 #include <string>

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
