@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -120,6 +121,10 @@ struct Way {
     bool beside;  ///< Nodes may be computed side by side.
     std::function<void(Doers&)> evaluate;
 };
+
+inline void PrintTo(const Way& way, std::ostream* out) {
+    *out << way.name;
+}
 
 /// An evaluation that is prepared once for all runs on the same doers.
 inline std::function<void(Doers&)> preparedWay(bool parallel, bool cutOff) {
