@@ -344,10 +344,15 @@ TEST(BuildingShortOfMemory, NamesAnotherOwnerOrNot) {
     everyAllocationFails<Edited>([](Edited& world) { world.output("a").setNode(nullptr); });
 }
 
+/// The node has it.
+struct TakenPort : SparePortForOpenLists {
+    TakenPort() { hand(true); }
+};
+
 TEST(BuildingShortOfMemory, RemovesAPort) {
-    everyAllocationFails<SparePortForOpenLists>([](SparePortForOpenLists& world) {
-        if (Port* port = world.node.getInputPort("in2")) {
-            world.node.removeInputPort("in2");
+    everyAllocationFails<TakenPort>([](TakenPort& world) {
+        if (Port* port = world.node.getInputPort("spare")) {
+            world.node.removeInputPort("spare");
             delete port;
         }
     });

@@ -6,11 +6,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 using namespace tests;
 using TessilGraph::Node;

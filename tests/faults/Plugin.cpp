@@ -5,7 +5,6 @@
 #include <TessilUtils/Mesh.h>
 #include <TessilUtils/ParallelFor.h>
 
-#include <memory>
 #include <string>
 
 namespace {

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 
 // The program is not linked to the library: what it loads is the only thing that uses it.
