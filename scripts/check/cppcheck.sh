@@ -14,6 +14,8 @@ suppressed=(
     passedByValue
     # Pointers to what lives as long as the run that they are for.
     danglingLifetime:TessilGraph/exec/internal/Chunks.cpp
+    # It is read only while what it points to lives.
+    danglingLifetime:tests/faults/MeddlingNodesTest.cpp
     # It takes a structure that is made by braces behind a placement for an unset one.
     legacyUninitvar:TessilGraph/graph/NodeMemory.cpp
     # A failed exchange has set the pointer that it was given.
