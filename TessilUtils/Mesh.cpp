@@ -34,16 +34,19 @@ struct Mesh::Geometry {
 private:
     [[gnu::cold, gnu::noinline]] const internal::RayTree& builtTree() const {
         const internal::FloatingPointState standard;
-        std::call_once(treeOnce, [this] {
+        // Not std::call_once: where pthread_once knows no exceptions, one that comes for want of memory leaves all
+        // later callers waiting.
+        const std::lock_guard<std::mutex> lock(building);
+        if (ownedTree == nullptr) {
             ownedTree = std::make_unique<const internal::RayTree>(points, triangles, faceVertexNormals);
             readyTree.store(ownedTree.get(), std::memory_order_release);
-        });
+        }
         return *ownedTree;
     }
 
-    mutable std::once_flag treeOnce;
+    mutable std::mutex building;
     mutable std::unique_ptr<const internal::RayTree> ownedTree;
-    mutable std::atomic<const internal::RayTree*> readyTree{nullptr};  // spares rays the once-flag
+    mutable std::atomic<const internal::RayTree*> readyTree{nullptr};  // spares rays the lock
 };
 
 namespace {

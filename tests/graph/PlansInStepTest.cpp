@@ -510,7 +510,7 @@ private:
 };
 
 void checkSeeds(std::uint32_t first, Nodes nodes) {
-    for (std::uint32_t seed = first; seed < first + 40; ++seed) {
+    for (std::uint32_t seed = first; seed < first + TESSIL_SEEDS; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 40; ++round) {
@@ -528,7 +528,7 @@ void checkSeeds(std::uint32_t first, Nodes nodes) {
 
 /// Some nodes at a time, for so long that all of it is planned.
 void checkParts(std::uint32_t first, Nodes nodes) {
-    for (std::uint32_t seed = first; seed < first + 15; ++seed) {
+    for (std::uint32_t seed = first; seed < first + TESSIL_SEEDS / 3; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 160; ++round) {
