@@ -25,7 +25,6 @@ suppressed=(
     # It does not see what is done to lists through pointers to them.
     containerOutOfBounds:tests/graph/WalkPlanTest.cpp
     # What a smart pointer gave up by `release`, or was moved with, stays.
-    danglingLifetime:tests/graph/model/Pair.cpp
     returnDanglingLifetime:tests/nodes/NodeTesting.h
     # The tests are about that.
     accessMoved:tests/utils/ImageTest.cpp
