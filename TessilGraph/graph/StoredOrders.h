@@ -2,7 +2,6 @@
 
 #include <TessilGraph/Export.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -37,7 +36,7 @@ public:
     /// that die before it is their turn are left out.
     ///
     /// @param network is told by all nodes that stand in the network under their own names.
-    bool compute(const std::string& name, const internal::NetworkState& network, const ComputeData* data);
+    bool compute(const std::string& name, internal::NetworkState& network, const ComputeData* data);
 
     /// Stores an order, in place of an older one of that name.
     void store(const std::string& name, std::vector<Node*> nodes);
@@ -58,18 +57,14 @@ public:
 
 private:
     struct Order;
-    class Running;
 
     static const std::vector<Node*>& nodesOf(const Order& order);
 
-    void computeFrom(std::size_t place, const Order& order, const ComputeData* data) const;
     std::vector<Node*> livingOf(std::vector<Node*> nodes) const;
-    void leaveOut(const Node& node) noexcept;
     void forgetTheDead();
 
     std::map<std::string, std::shared_ptr<Order>> orders_;
     std::unordered_set<const Node*> dead_;  ///< Still named in the orders; never followed.
-    Running* running_ = nullptr;            ///< The innermost call of `compute` that is under way.
 };
 
 }  // namespace TessilGraph

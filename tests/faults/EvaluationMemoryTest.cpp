@@ -33,14 +33,35 @@ private:
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
+/// A host's node that deletes others when it is computed.
+class Deleter : public TessilGraph::NodeShape<Deleter> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        for (const char* victim : victims) {
+            network->deleteNode(victim);
+        }
+        out_->set(in1_->get() + 1.0);
+        return true;
+    }
+
+    NetworkManager* network = nullptr;
+    std::vector<const char*> victims;
+
+private:
+    TessilGraph::PortTemplate<double>* in1_ = TessilGraph::addInput<double>(*this, "in1");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
 }  // namespace
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Slow>{"FaultsSlow", 9502};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Deleter>{"FaultsDeleter", 9503};
 
 namespace {
 
-const bool slowIsRegistered = (TessilGraph::registerNodes<Slow>(), true);
+const bool areRegistered = (TessilGraph::registerNodes<Slow, Deleter>(), true);
 
 /// Layers of nodes of one type, each fed by two of the layer before; a last one that all of these lead to, and an
 /// order stored for that.
@@ -127,6 +148,33 @@ TEST(EvaluationShortOfMemory, IsCompletedByStoredOrders) {
 
 TEST(EvaluationShortOfMemory, StoresAnOrderOrNot) {
     everyAllocationFails<TinyNodes>([](TinyNodes& world) { world.network.cacheNodeNetwork("n4_4"); });
+}
+
+/// The first of a row deletes the two in the middle before it is their turn.
+struct DeletedWhileComputing : FaultsNetwork {
+    DeletedWhileComputing() {
+        auto& first = static_cast<Deleter&>(add("FaultsDeleter", "first"));
+        first.network = &network;
+        first.victims = {"second", "third"};
+        for (const char* name : {"second", "third", "last"}) {
+            add("FaultsJoint", name);
+        }
+        link("first", "second");
+        link("second", "third");
+        link("third", "last");
+        link("first", "last", "in2");
+        network.cacheNodeNetwork("last");
+    }
+};
+
+TEST(EvaluationShortOfMemory, LeavesOutWhatIsDeletedMeanwhile) {
+    for (const bool byStoredOrder : {false, true}) {
+        everyAllocationFails<DeletedWhileComputing>(
+            [byStoredOrder](DeletedWhileComputing& world) {
+                world.network.computeNode("last", nullptr, serial, byStoredOrder);
+            },
+            Promise::Usable);
+    }
 }
 
 TEST(EvaluationShortOfMemory, IsCompletedByLevelWalks) {

@@ -431,6 +431,42 @@ TEST_F(LargeNetworks, OfDiamondsAreDeletedNodeByNode) {
     EXPECT_EQ(alive, 0);
 }
 
+/// Deletes a chain that it feeds when it is computed.
+class Eraser : public Lean {
+public:
+    static Node* creator() { return new Eraser; }
+
+    bool compute(const ComputeData* data) override {
+        for (std::size_t index = 0; index < count; ++index) {
+            network->deleteNode(numbered("n", index));
+        }
+        return Lean::compute(data);
+    }
+
+    NetworkManager* network = nullptr;
+    std::size_t count = 0;
+};
+
+TEST_F(LargeNetworks, LoseMostOfTheirNodesWhileTheyAreComputed) {
+    NodeFactory::instance().registerNode("Eraser", Eraser::creator);
+    for (const bool byStoredOrder : {false, true}) {
+        NetworkManager network;
+        auto* first = static_cast<Eraser*>(network.createNode("Eraser", "first"));
+        first->network = &network;
+        first->count = 300000 / scale;
+        const std::vector<Lean*> chain = buildChain(network, first->count);
+        auto* last = static_cast<Lean*>(network.createNode("Lean", "last"));
+        ASSERT_TRUE(first->out->connectTo(chain.front()->in1));
+        ASSERT_TRUE(chain.back()->out->connectTo(last->in1));
+        ASSERT_TRUE(first->out->connectTo(last->in2));
+        network.cacheNodeNetwork("last");
+        network.computeNode("last", nullptr, serial, byStoredOrder);
+        EXPECT_EQ(takeComputes(), 2);
+        EXPECT_EQ(last->out->get(), 2.0);
+        EXPECT_EQ(network.getNodeNames().size(), 2);
+    }
+}
+
 TEST_F(LargeNetworks, KeepManyStoredOrders) {
     const std::size_t length = 1000;
     NetworkManager network;

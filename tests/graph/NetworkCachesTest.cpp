@@ -189,6 +189,36 @@ TEST_F(NetworkCaches, KeepANewNodeThatStandsWhereADeletedOneStood) {
     }
 }
 
+TEST_F(NetworkCaches, DoNotTakeANewNodeIntoAnOrderThatIsBeingComputed) {
+    network.cacheNodeNetwork("c");
+    static_cast<tests::ProbeNode*>(a)->onCompute = [this] {
+        network.deleteNode("b");
+        for (int made = 0; made < 8; ++made) {
+            const std::string name = "new" + std::to_string(made);
+            network.createNode(pipe, name);
+            network.cacheNodeNetwork(name);
+        }
+        static_cast<tests::ProbeNode*>(a)->onCompute = nullptr;
+    };
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
+    for (int made = 0; made < 8; ++made) {
+        const std::string name = "new" + std::to_string(made);
+        EXPECT_EQ(replayed(network, name), Names{name});
+    }
+}
+
+TEST_F(NetworkCaches, ComputeAnOrderToItsEndThoughItIsReplacedMeanwhile) {
+    network.cacheNodeNetwork("c");
+    static_cast<tests::ProbeNode*>(b)->onCompute = [this] {
+        network.deleteNode("a");
+        network.cacheNodeNetwork("b");
+        network.clearNodeNetworkCaches();
+        static_cast<tests::ProbeNode*>(b)->onCompute = nullptr;
+    };
+    EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "c"}));
+}
+
 TEST_F(NetworkCaches, RememberDeletedNodesWhenOneOfSeveralOrdersIsDropped) {
     network.cacheNodeNetwork("b");
     network.cacheNodeNetwork("c");

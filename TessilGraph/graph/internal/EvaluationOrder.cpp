@@ -267,14 +267,6 @@ private:
     std::unique_ptr<KeptWalk> walk_;
 };
 
-void computeFrom(std::size_t place, const std::vector<Node*>& order, const ComputeData* data) {
-    for (; place < order.size(); ++place) {
-        if (Node* node = order[place]) {
-            computeIfDirty(*node, data);
-        }
-    }
-}
-
 /// By the kept walk; false when it doesn't fit.
 bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) {
     KeptWalkLease kept(network);
@@ -283,7 +275,7 @@ bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) 
         return false;
     }
     const RunningOrder running(network, kept.order());
-    computeFrom(plan->run(data), kept.order(), data);
+    running.computeFrom(plan->run(data), data);
     network.walked.note(network, kept.order().size());
     return true;
 }
@@ -307,7 +299,7 @@ void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bo
     }
     const std::size_t count = order.size();
     const RunningOrder running(network, order);
-    computeFrom(0, order, data);
+    running.computeFrom(0, data);
     if (isWhole && plan != nullptr) {
         plan->setKnownProfileTimes(profileTimes);
     }

@@ -2,15 +2,23 @@
 
 #include <TessilGraph/graph/internal/NetworkState.h>
 
-#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <unordered_set>
 #include <vector>
 
-namespace TessilGraph::internal {
+namespace TessilGraph {
 
-/// An order in which nodes of a network are being computed, one after the other. A node that another one deletes
-/// before its turn becomes null there.
+class ComputeData;
+
+namespace internal {
+
+/// An order in which nodes of a network are being computed, one after the other. Nodes that another one
+/// deletes before their turn drop out of it.
 class RunningOrder {
 public:
+    /// @param nodes may hold null, and stays as it is except when memory runs out: then nodes that are
+    ///   deleted become null there.
     RunningOrder(NetworkState& network, std::vector<Node*>& nodes)
         : network_(network), nodes_(nodes), outer_(network.runningOrder) {
         network_.runningOrder = this;
@@ -19,17 +27,30 @@ public:
     RunningOrder(const RunningOrder&) = delete;
     RunningOrder& operator=(const RunningOrder&) = delete;
 
+    /// Computes the dirty nodes from a place on, front to back, and marks them clean.
+    void computeFrom(std::size_t place, const ComputeData* data) const;
+
+    /// Whether a node of the order is there still; false for null.
+    bool isAlive(const Node* node) const { return node != nullptr && (dead_ == nullptr || dead_->count(node) == 0); }
+
     /// To be told before a node is deleted.
-    static void leaveOut(NetworkState& network, Node& node) noexcept {
+    static void leaveOut(NetworkState& network, const Node& node) noexcept {
         for (RunningOrder* order = network.runningOrder; order != nullptr; order = order->outer_) {
-            std::replace(order->nodes_.begin(), order->nodes_.end(), &node, static_cast<Node*>(nullptr));
+            order->leaveOut(node);
         }
     }
 
 private:
+    void leaveOut(const Node& node) noexcept;
+
     NetworkState& network_;
     std::vector<Node*>& nodes_;
+    std::unique_ptr<std::unordered_set<const Node*>> dead_;  ///< Still named in the order; never followed.
     RunningOrder* const outer_;  ///< From within which this one runs; null if there is none.
 };
 
-}  // namespace TessilGraph::internal
+/// Puts null in the place of a node.
+void leaveOut(const Node& node, std::vector<Node*>& nodes) noexcept;
+
+}  // namespace internal
+}  // namespace TessilGraph

@@ -112,7 +112,8 @@ void WalkPlan::compute(const Node& target, const ComputeData* data) {
     const std::size_t count = gather(places_[Access::entry(target)]);
     const RunningOrder running(network_, nodes_);
     for (std::size_t done = nodePlan_->run(order_.get(), count, data); done < count; ++done) {
-        if (Node* node = nodes_[order_[done]]) {
+        Node* node = nodes_[order_[done]];
+        if (running.isAlive(node)) {
             computeIfDirty(*node, data);
         }
     }
