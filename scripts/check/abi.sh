@@ -10,13 +10,10 @@ if [[ ${1:-} == --accept ]]; then
     accept=yes
 fi
 
-# Layouts and signatures come from debug information, which the release build has none of. Nothing
-# else is asked of this build, so it takes the least time.
-build=build/abi
-cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
-    -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="-O0 -g -femit-class-debug-always" \
-    -DTESSIL_BUILD_TOOLS=OFF -DTESSIL_BUILD_TESTS=OFF -DTESSIL_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build "$build" -j "$(nproc)"
+# Layouts and signatures come from debug information, which the release build has none of.
+build=build/coverage
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage -j "$(nproc)"
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$(nproc)" --target TessilGraph TessilUtils
 

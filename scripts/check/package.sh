@@ -21,22 +21,27 @@ if grep -rI "$PWD" "$install"; then
     exit 1
 fi
 
-for standard in 17 20; do
-    say "find_package, C++$standard"
-    cmake -S tests/package -B "$work/cmake-$standard" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_PREFIX_PATH="$install" -DCMAKE_CXX_STANDARD="$standard"
-    cmake --build "$work/cmake-$standard"
-    "$work/cmake-$standard/host"
+# hosts STANDARD: hosts that use the installation, by either of its descriptions.
+hosts() {
+    say "find_package, C++$1"
+    cmake -S tests/package -B "$work/cmake-$1" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_PREFIX_PATH="$install" -DCMAKE_CXX_STANDARD="$1"
+    cmake --build "$work/cmake-$1"
+    "$work/cmake-$1/host"
 
     for compiler in g++ clang++; do
-        say "pkg-config, C++$standard, $compiler"
+        say "pkg-config, C++$1, $compiler"
         pc_dir=$(dirname "$(find "$install" -name tessilgraph.pc)")
         read -r -a flags <<<"$(PKG_CONFIG_PATH="$pc_dir" pkg-config --cflags --libs tessilgraph)"
-        "$compiler" "-std=c++$standard" -Wall -Wextra -Wpedantic tests/package/host.cpp -o "$work/host-$compiler-$standard" \
+        "$compiler" "-std=c++$1" -Wall -Wextra -Wpedantic tests/package/host.cpp -o "$work/host-$compiler-$1" \
             "${flags[@]}" "-Wl,-rpath,$(dirname "$pc_dir")"
-        "$work/host-$compiler-$standard"
+        "$work/host-$compiler-$1"
     done
-done
+}
+hosts 17 &
+older=$!
+hosts 20
+wait "$older"
 
 # needs_no_utils LIBRARY: it is linked to nothing that only our own TessilUtils brings.
 needs_no_utils() {
