@@ -130,7 +130,7 @@ void computePure(PureWalk& walk, NetworkState& network, bool few, const ComputeD
     const std::size_t count = walk.size();
     walk.compute(data);
     // A few marks may have made all of it dirty, and the plan that a walk gets is for few nodes.
-    if (few && count < network.nodes->size() / 8) {
+    if (few && areFew(count, network)) {
         noteWalked(network, count);
     }
     noteMarksWalked(network);

@@ -269,8 +269,12 @@ bool computeByPlan(const Node& target, NetworkState& network, const ComputeData*
     return true;
 }
 
+bool areFew(std::size_t nodes, const NetworkState& network) {
+    return nodes < network.nodes->size() / 8;
+}
+
 bool fewWereMarked(const NetworkState& network) {
-    return network.marks.load(std::memory_order_relaxed) - network.walkedMarks < network.nodes->size() / 8;
+    return areFew(network.marks.load(std::memory_order_relaxed) - network.walkedMarks, network);
 }
 
 void noteMarksWalked(NetworkState& network) {

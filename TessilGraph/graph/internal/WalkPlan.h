@@ -82,6 +82,9 @@ private:
 /// target stands in the network.
 bool computeByPlan(const Node& target, NetworkState& network, const ComputeData* data);
 
+/// Whether so few nodes are better computed by a walk plan than by what goes through all of the network.
+bool areFew(std::size_t nodes, const NetworkState& network);
+
 /// Whether few nodes of the network became dirty since the last walk.
 bool fewWereMarked(const NetworkState& network);
 
