@@ -13,8 +13,15 @@ class Comparison {
 public:
     explicit Comparison(const Sides& both) : both_(both) {}
 
-    /// After a step, with what each of them answered and whether the library threw.
-    void compare(const std::string& expected, const std::string& actual, bool threw);
+    /// After a step, with what each of them answered and whether a node threw. Where the library ran short of
+    /// memory, messages may be cut, and nodes that nobody met were made and destroyed.
+    void compare(const std::string& expected, const std::string& actual, bool threw, bool wasShort);
+
+    /// After a step that was called off for want of memory; it would have led to `told`.
+    void compareCalledOff(const model::World& told);
+
+    /// Notes a difference of another kind.
+    void note(const std::string& difference) { differs() << difference << '\n'; }
 
     bool isAlike() const { return isAlike_; }
     std::string differences() const { return differences_.str(); }
@@ -34,7 +41,10 @@ private:
 
     void samePorts(const Place& place, const std::vector<model::Id>& told,
                    const std::vector<TessilGraph::Port*>& found);
-    void compareRun();
+    void compareMessages(const std::vector<std::string>& told);
+    void compareDestroyed(bool wasShort);
+    void compareRun(const model::World& world, bool isWhole);
+    void compareEverything();
     void compareNode(model::Id id);
     void compareNames(model::Id node, const std::vector<model::Id>& told, const std::vector<std::string>& names,
                       TessilGraph::Port* (TessilGraph::Node::*find)(const std::string&));

@@ -66,7 +66,7 @@ void World::beginStep() {
     destroyed.clear();
     ran.clear();
     threw = false;
-    ambiguous = false;
+    isLeftOut = false;
 }
 
 void World::error(const std::vector<std::string>& pieces) {
@@ -580,7 +580,7 @@ void World::computeNode(Id manager, const std::string& name, bool parallel, bool
             }
             // Which of its neighbours ran before a node threw is left open.
             if (threw) {
-                ambiguous = true;
+                isLeftOut = true;
                 return;
             }
         }
@@ -595,6 +595,18 @@ void World::computeNode(Id manager, const std::string& name, bool parallel, bool
                 return;
             }
         }
+    }
+}
+
+void World::computeOnly(const std::vector<Id>& these) {
+    for (const Id node : these) {
+        compute(node);
+    }
+}
+
+void World::setAllNodeDirty(Id manager) {
+    for (const auto& [name, node] : managers[manager].nodes) {
+        nodes[node].dirty = true;
     }
 }
 
@@ -655,13 +667,13 @@ void World::assign(Id manager, Id other) {
     for (const auto& [key, node] : from.nodes) {
         const std::string name = nodes[node].name;
         // Which of two nodes of one name the copy keeps, and what becomes of the other, is left open.
-        ambiguous = ambiguous || mine.nodes.count(name) > 0;
+        isLeftOut = isLeftOut || mine.nodes.count(name) > 0;
         mine.nodes[name] = copies[node] = cloneNode(node);
     }
     const auto copyOf = [&](Id node) {
         const auto copy = copies.find(node);
         // A node of no network, or of another one, may have the name of one of ours.
-        ambiguous = ambiguous || (copy == copies.end() && mine.nodes.count(nodes[node].name) > 0);
+        isLeftOut = isLeftOut || (copy == copies.end() && mine.nodes.count(nodes[node].name) > 0);
         return copy == copies.end() ? none : copy->second;
     };
     for (const auto& [name, order] : from.networkCache) {

@@ -87,7 +87,7 @@ struct World {
     std::vector<Id> destroyed;
     std::vector<std::vector<Id>> ran;  // what may be computed side by side stands in one list
     bool threw = false;
-    bool ambiguous = false;  // the step's outcome is left open
+    bool isLeftOut = false;  // there is no such step, or its outcome is left open
 
     void beginStep();
 
@@ -128,6 +128,11 @@ struct World {
     bool connectAttr(Id manager, const std::vector<std::string>& names);
     bool disconnectAttr(Id manager, const std::vector<std::string>& names);
     void computeNode(Id manager, const std::string& name, bool parallel, bool useCache);
+
+    /// What an evaluation leaves that was called off after these nodes.
+    void computeOnly(const std::vector<Id>& these);
+
+    void setAllNodeDirty(Id manager);
     void cacheNodeNetwork(Id manager, const std::string& name);
     void clearNodeCache(Id manager);
     void reset(Id manager);

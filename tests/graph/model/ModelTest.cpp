@@ -54,7 +54,7 @@ TEST(Model, AgreesWithTheLibraryThroughRandomSteps) {
         }
     }
     // Every kind of step was taken.
-    EXPECT_EQ(kinds.size(), 45U) << testing::PrintToString(kinds);
+    EXPECT_EQ(kinds.size(), 47U) << testing::PrintToString(kinds);
 }
 
 TEST(Model, AgreesWithTheLibraryThroughOneLongRun) {

@@ -7,6 +7,7 @@
 #include <TessilUtils/Logger.h>
 
 #include <mutex>
+#include <new>
 #include <sstream>
 #include <utility>
 
@@ -20,8 +21,9 @@ constexpr std::size_t mostNodes = 4000;
 
 class Pair::Impl {
 public:
-    Impl() {
+    explicit Impl(const std::string& prefix) : steps_(both_, prefix) {
         previousSink_ = TessilUtils::Logger::setSink([this](TessilUtils::LogLevel, const std::string& message) {
+            const tests::SparedFromShortage spared;
             const std::lock_guard<std::mutex> guard(record.mutex);
             both_.messages.push_back(message);
         });
@@ -32,29 +34,25 @@ public:
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
-    Taken step(const Words& words) {
+    /// Short of memory unless `first` is 0.
+    Taken step(const Words& words, std::size_t first, tests::Shortage kind) {
         const Step step = steps_.choose(words);
-        next_ = both_.world;
-        next_.beginStep();
-        const std::string expected = step.inModel(next_);
-        if (expected == "skip" || next_.ambiguous || !next_.isSound() || next_.nodes.size() > mostNodes) {
+        if (!isTaken(step)) {
             return Taken::Skipped;
         }
-        ++kinds_[steps_.kind()];
+        ++kinds_[step.kind];
         history_.push_back(step.text);
-        record.computed.clear();
-        record.destroyed.clear();
-        both_.messages.clear();
-        std::swap(both_.world, next_);
-        std::string actual;
-        bool threw = false;
-        try {
-            actual = step.inLibrary();
-        } catch (const Failure&) {
-            threw = true;
-            actual = expected;
+        if (first != 0) {
+            history_.back() += " [allocation " + std::to_string(first) +
+                               (kind == tests::Shortage::Lasting ? " and all later ones fail]" : " fails]");
         }
-        comparison_.compare(expected, actual, threw);
+        if (!isComplete(step, first, kind)) {
+            callOff(step);
+            if (comparison_.isAlike() && isTaken(step)) {
+                history_.push_back(step.text);
+                isComplete(step, 0, kind);
+            }
+        }
         return comparison_.isAlike() ? Taken::Alike : Taken::Differently;
     }
 
@@ -69,23 +67,79 @@ public:
     }
 
     const std::map<std::string, int>& kinds() const { return kinds_; }
+    const std::map<std::string, int>& calledOff() const { return calledOff_; }
 
 private:
+    /// Takes a step in the model; false, with nothing changed, when there is no such step. `other_` is what was before.
+    bool isTaken(const Step& step) {
+        other_ = both_.world;
+        other_.beginStep();
+        expected_ = step.inModel(other_);
+        if (other_.isLeftOut || !other_.isSound() || other_.nodes.size() > mostNodes) {
+            return false;
+        }
+        std::swap(both_.world, other_);
+        return true;
+    }
+
+    /// Takes a step in the library, and compares. False, and not compared, when it was called off for want of memory.
+    bool isComplete(const Step& step, std::size_t first, tests::Shortage kind) {
+        record.computed.clear();
+        record.destroyed.clear();
+        both_.messages.clear();
+        std::string actual;
+        bool threw = false;
+        try {
+            actual = first == 0 ? step.inLibrary() : inShortage(step, first, kind);
+        } catch (const Failure&) {
+            threw = true;
+            actual = expected_;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        comparison_.compare(expected_, actual, threw, first != 0 && tests::MemoryShortage::wasFelt());
+        return true;
+    }
+
+    static std::string inShortage(const Step& step, std::size_t first, tests::Shortage kind) {
+        const tests::MemoryShortage shortage(first, kind);
+        return step.inLibrary();
+    }
+
+    void callOff(const Step& step) {
+        ++calledOff_[step.kind];
+        if (!tests::MemoryShortage::wasFelt() || step.needsNoMemory) {
+            comparison_.note(step.kind + " was called off for want of memory");
+        }
+        std::swap(both_.world, other_);
+        both_.world.beginStep();
+        if (step.calledOff) {
+            step.calledOff(both_.world, other_);
+        }
+        comparison_.compareCalledOff(other_);
+    }
+
     Sides both_;
-    Steps steps_{both_};
+    Steps steps_;
     Comparison comparison_{both_};
-    model::World next_;  ///< Kept for its memory.
+    model::World other_;    ///< Kept for its memory.
+    std::string expected_;  ///< What the model answered.
     std::vector<std::string> history_;
     std::map<std::string, int> kinds_;
+    std::map<std::string, int> calledOff_;
     TessilUtils::Logger::Sink previousSink_;
 };
 
-Pair::Pair() : impl_(std::make_unique<Impl>()) {}
+Pair::Pair(const std::string& prefix) : impl_(std::make_unique<Impl>(prefix)) {}
 
 Pair::~Pair() = default;
 
 Taken Pair::step(const Words& words) {
-    return impl_->step(words);
+    return impl_->step(words, 0, tests::Shortage::Once);
+}
+
+Taken Pair::stepInShortage(const Words& words, std::size_t first, tests::Shortage kind) {
+    return impl_->step(words, first, kind);
 }
 
 std::string Pair::report() const {
@@ -94,6 +148,10 @@ std::string Pair::report() const {
 
 const std::map<std::string, int>& Pair::kinds() const {
     return impl_->kinds();
+}
+
+const std::map<std::string, int>& Pair::calledOff() const {
+    return impl_->calledOff();
 }
 
 }  // namespace twins

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tests/faults/Shortage.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -24,18 +26,26 @@ enum class Taken {
 /// Model and library side by side, and the steps that both take.
 class Pair {
 public:
-    Pair();
+    /// The names and texts that steps choose begin with `prefix`.
+    explicit Pair(const std::string& prefix = "");
     ~Pair();
     Pair(const Pair&) = delete;
     Pair& operator=(const Pair&) = delete;
 
     Taken step(const Words& words);
 
+    /// The same while the library runs short of memory, from its allocation number `first` on. A step that is called
+    /// off is compared, then it is taken again with memory.
+    Taken stepInShortage(const Words& words, std::size_t first, tests::Shortage kind);
+
     /// Where model and library differ, and the last steps before.
     std::string report() const;
 
     /// How many steps of each kind were taken.
     const std::map<std::string, int>& kinds() const;
+
+    /// How many of each kind were called off.
+    const std::map<std::string, int>& calledOff() const;
 
 private:
     class Impl;

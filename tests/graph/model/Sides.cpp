@@ -1,5 +1,7 @@
 #include <tests/graph/model/Sides.h>
 
+#include <tests/faults/Shortage.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -60,9 +62,10 @@ void Sides::addLoose(std::unique_ptr<Port> port, const std::string& type, bool i
     loose.push_back(std::move(port));
 }
 
-std::string Sides::meet(Node* found) {
+Id Sides::meet(Node* found) {
+    const tests::SparedFromShortage spared;
     if (found == nullptr) {
-        return "node " + idText(none);
+        return none;
     }
     auto* met = dynamic_cast<Twin*>(found);
     if (met->id == none && expected != none) {
@@ -72,15 +75,38 @@ std::string Sides::meet(Node* found) {
         nodes[expected] = met;
         ports.resize(world.ports.size());
         std::size_t position = 0;
-        for (auto port = met->inputPortBegin(); port != met->inputPortEnd(); ++port) {
+        for (auto port = met->inputPortCBegin(); port != met->inputPortCEnd(); ++port) {
             ports[told.inputs.at(position++)] = *port;
         }
         position = 0;
-        for (auto port = met->outputPortBegin(); port != met->outputPortEnd(); ++port) {
+        for (auto port = met->outputPortCBegin(); port != met->outputPortCEnd(); ++port) {
             ports[told.outputs.at(position++)] = *port;
         }
     }
-    return "node " + idText(met->id);
+    return met->id;
+}
+
+void Sides::meetAll(Id manager) {
+    const tests::SparedFromShortage spared;
+    for (const auto& [name, node] : world.managers[manager].nodes) {
+        expected = node;
+        meet(managers[manager]->getNode(name));
+    }
+}
+
+void Sides::replaceManager(Id manager) {
+    const tests::SparedFromShortage spared;
+    managers[manager] = std::make_unique<TessilGraph::NetworkManager>();
+}
+
+void Sides::computePart(model::World& before, const model::World& told) const {
+    before.computeOnly(record.computed);
+    for (Id id = 0; id < before.nodes.size(); ++id) {
+        const bool mayBePassed = before.nodes[id].alive && told.nodes[id].profileTime == 0;
+        if (mayBePassed && nodes[id]->profileTime() == 0) {
+            before.nodes[id].profileTime = 0;
+        }
+    }
 }
 
 std::string Sides::portText(Id port) const {

@@ -32,8 +32,17 @@ struct Sides {
     TessilGraph::Port* at(model::Id port) const { return port == model::none ? nullptr : ports[port]; }
     Twin* twin(model::Id node) const { return nodes[node]; }
 
-    /// Learns which of the library's nodes is the expected one of the model, unless it is known.
-    std::string meet(TessilGraph::Node* found);
+    /// The number of a node of the library's. If it has none yet, it is the one that the model expects.
+    model::Id meet(TessilGraph::Node* found);
+
+    /// The same for all nodes of a network.
+    void meetAll(model::Id manager);
+
+    /// Puts an empty manager in the place of one.
+    void replaceManager(model::Id manager);
+
+    /// Computes in `before` what the library computed before its evaluation was called off.
+    void computePart(model::World& before, const model::World& told) const;
 
     std::string portText(model::Id port) const;
 

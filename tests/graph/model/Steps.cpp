@@ -3,9 +3,12 @@
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/NodeFactory.h>
 
+#include <tests/faults/Shortage.h>
+
 #include <cstdint>
-#include <map>
+#include <iterator>
 #include <memory>
+#include <type_traits>
 
 namespace twins {
 
@@ -17,11 +20,47 @@ using TessilGraph::NetworkManager;
 using TessilGraph::Node;
 using TessilGraph::NodeFactory;
 using TessilGraph::Port;
+using tests::SparedFromShortage;
 
 namespace {
 
-std::string yesNo(bool answer) {
+std::string asText(std::string answer) {
+    return answer;
+}
+
+std::string asText(bool answer) {
     return answer ? "true" : "false";
+}
+
+/// The same function, with what it answers as a text: a text, yes or no, or nothing.
+template <class F>
+auto answering(F function) {
+    return [function](auto&... arguments) -> std::string {
+        if constexpr (std::is_void_v<decltype(function(arguments...))>) {
+            function(arguments...);
+            return {};
+        } else {
+            return asText(function(arguments...));
+        }
+    };
+}
+
+template <class InModel, class InLibrary>
+Step step(const std::string& kind, const std::string& object, InModel inModel, InLibrary inLibrary) {
+    return {kind, kind + " " + object, answering(inModel), answering(inLibrary), {}, false};
+}
+
+Step withoutMemory(Step made) {
+    made.needsNoMemory = true;
+    return made;
+}
+
+std::string managerText(Id manager) {
+    return "manager " + std::to_string(manager) + " ";
+}
+
+std::string nodeText(Id node) {
+    return "node " + idText(node) + " ";
 }
 
 }  // namespace
@@ -53,17 +92,18 @@ std::string Steps::anyName(Id manager) {
         names.push_back(name);
     }
     if (names.empty() || chance(5)) {
-        return any<std::string>({"a", "b", "nobody", ""});
+        return prefixed(any<std::string>({"a", "b", "nobody", ""}));
     }
     return any(names);
 }
 
 std::string Steps::newName() {
-    return any<std::string>({"a", "b", "c", "a1", "b1", "x y", "", "d"});
+    return prefixed(any<std::string>({"a", "b", "c", "a1", "b1", "x y", "", "d"}));
 }
 
 Value Steps::anyValue() {
-    return {static_cast<double>(below(1000)) / 4.0, "v" + std::to_string(below(1000))};
+    const double number = static_cast<double>(below(1000)) / 4.0;
+    return {number, prefix_ + "v" + std::to_string(below(1000))};
 }
 
 // The first step of a kind keeps its number, so that sequences of words go on meaning what they meant.
@@ -75,7 +115,7 @@ Step Steps::choose(const Words& words) {
     const std::vector<Id> nodes = aliveNodes();
     const Id port = any(ports);
     const Id node = nodes.empty() ? none : any(nodes);
-    const std::size_t kind = below(112);
+    const std::size_t kind = below(114);
     if (kind < 12 || nodes.size() < 6) {
         return createNode(manager);
     }
@@ -109,38 +149,25 @@ Step Steps::choose(const Words& words) {
     if (kind < 106) {
         return byHand(manager, node, port);
     }
-    return onFactory();
-}
-
-Step Steps::createNode(Id manager) {
-    NetworkManager* network = both_.managers[manager].get();
-    const std::string on = "manager " + std::to_string(manager) + " ";
-    const std::string type =
-        chance(8) ? any<std::string>({"modelSum", "NoSuchType", "", "modelsum"}) : any(model::nodeTypes()).name;
-    const std::string name = newName();
-    return {counted("createNode ") + on + type + " " + name,
-            [=](World& world) {
-                both_.expected = world.createNode(manager, type, name);
-                return "node " + idText(both_.expected);
-            },
-            [=] { return both_.meet(network->createNode(type, name)); }};
+    return kind < 112 ? onFactory() : lendPortList(node);
 }
 
 Step Steps::linkByNames(Id manager) {
     NetworkManager* network = both_.managers[manager].get();
-    const std::string on = "manager " + std::to_string(manager) + " ";
-    const std::vector<std::string> names = {anyName(manager), any<std::string>({"o", "o", "o", "t", "p", "a"}),
-                                            anyName(manager), any<std::string>({"a", "b", "t", "c", "x1", "o"})};
-    const bool makes = chance(80);
-    return {counted(makes ? "connectAttr " : "disconnectAttr ") + on + names[0] + "." + names[1] + " " + names[2] +
-                "." + names[3],
-            [=](World& world) {
-                return yesNo(makes ? world.connectAttr(manager, names) : world.disconnectAttr(manager, names));
-            },
-            [=] {
-                return yesNo(makes ? network->connectAttr(names[0], names[1], names[2], names[3])
-                                   : network->disconnectAttr(names[0], names[1], names[2], names[3]));
-            }};
+    const std::string source = anyName(manager);
+    const std::string output = any<std::string>({"o", "o", "o", "t", "p", "a"});
+    const std::string target = anyName(manager);
+    const std::string input = any<std::string>({"a", "b", "t", "c", prefixed("x1"), "o"});
+    const std::vector<std::string> names = {source, output, target, input};
+    const std::string object = managerText(manager) + source + "." + output + " " + target + "." + input;
+    if (chance(80)) {
+        return step(
+            "connectAttr", object, [=](World& world) { return world.connectAttr(manager, names); },
+            [=] { return network->connectAttr(names[0], names[1], names[2], names[3]); });
+    }
+    return withoutMemory(step(
+        "disconnectAttr", object, [=](World& world) { return world.disconnectAttr(manager, names); },
+        [=] { return network->disconnectAttr(names[0], names[1], names[2], names[3]); }));
 }
 
 Step Steps::linkPorts(Id port, const std::vector<Id>& ports) {
@@ -150,100 +177,15 @@ Step Steps::linkPorts(Id port, const std::vector<Id>& ports) {
     if (!makes && !mine.empty() && chance(80)) {
         other = any(mine);
     }
-    return {counted(makes ? "connectTo " : "disconnectFrom ") + both_.portText(port) + " " + both_.portText(other),
-            [=](World& world) { return yesNo(makes ? world.connect(port, other) : world.disconnect(port, other)); },
-            [=] {
-                return yesNo(makes ? both_.at(port)->connectTo(both_.at(other))
-                                   : both_.at(port)->disconnectFrom(both_.at(other)));
-            }};
-}
-
-Step Steps::computeByName(Id manager) {
-    NetworkManager* network = both_.managers[manager].get();
-    const std::string on = "manager " + std::to_string(manager) + " ";
-    const std::string name = anyName(manager);
-    const bool parallel = chance(45);
-    const bool useCache = chance(35);
-    return {counted("computeNode ") + on + name + (parallel ? " parallel" : "") + (useCache ? " cached" : ""),
-            [=](World& world) {
-                world.computeNode(manager, name, parallel, useCache);
-                return std::string();
-            },
-            [=] {
-                network->computeNode(name, nullptr, parallel, useCache);
-                return std::string();
-            }};
-}
-
-Step Steps::setPort(Id port) {
-    const Value value = anyValue();
-    return {counted("set ") + both_.portText(port),
-            [=](World& world) {
-                world.set(port, value);
-                return std::string();
-            },
-            [=] {
-                setValue(both_.at(port), value);
-                return std::string();
-            }};
-}
-
-Step Steps::onStorage(std::size_t kind, Id port, const std::vector<Id>& ports) {
-    if (kind < 70) {
-        const Id link = chance(30) ? none : below(4);
-        return {counted("setLink ") + both_.portText(port) + " " + idText(link),
-                [=](World& world) {
-                    world.ports[port].link = link;
-                    return std::string();
-                },
-                [=] {
-                    const Id index = link == none ? 0 : link;
-                    if (auto* number = dynamic_cast<Numbers*>(both_.at(port))) {
-                        number->setLink(link == none ? nullptr : &both_.numbers[index]);
-                    } else {
-                        dynamic_cast<Texts*>(both_.at(port))->setLink(link == none ? nullptr : &both_.texts[index]);
-                    }
-                    return std::string();
-                }};
+    const std::string object = both_.portText(port) + " " + both_.portText(other);
+    if (makes) {
+        return step(
+            "connectTo", object, [=](World& world) { return world.connect(port, other); },
+            [=] { return both_.at(port)->connectTo(both_.at(other)); });
     }
-    if (kind < 71) {
-        const Id index = below(4);
-        const Value value = anyValue();
-        return {counted("change outside ") + std::to_string(index),
-                [=](World& world) {
-                    world.outside[index] = value;
-                    return std::string();
-                },
-                [=] {
-                    both_.numbers[index] = value.number;
-                    both_.texts[index] = value.text;
-                    return std::string();
-                }};
-    }
-    if (kind < 73) {
-        const Id from = any(ports);
-        return {counted("copyValue ") + both_.portText(port) + " from " + both_.portText(from),
-                [=](World& world) {
-                    if (world.ports[port].type != world.ports[from].type) {
-                        return std::string("skip");
-                    }
-                    world.copyValue(port, from);
-                    return std::string();
-                },
-                [=] {
-                    both_.at(port)->copyValue(both_.at(from));
-                    return std::string();
-                }};
-    }
-    return {counted("reset ") + both_.portText(port),
-            [=](World& world) {
-                world.resetPort(port);
-                return std::string();
-            },
-            [=] {
-                both_.at(port)->reset();
-                return std::string();
-            }};
+    return withoutMemory(step(
+        "disconnectFrom", object, [=](World& world) { return world.disconnect(port, other); },
+        [=] { return both_.at(port)->disconnectFrom(both_.at(other)); }));
 }
 
 Step Steps::handEdit(Id port, const std::vector<Id>& ports) {
@@ -262,290 +204,376 @@ Step Steps::handEdit(Id port, const std::vector<Id>& ports) {
             std::swap(after[left - 1], after[below(left)]);
         }
     }
-    return {counted("edit the list of ") + both_.portText(port) + " kind " + std::to_string(kind) + " " +
-                both_.portText(other),
-            [=](World& world) {
-                model::Port& mine = world.ports[port];
-                const model::Port& theirs = world.ports[other];
-                if (after == before || (kind < 2 && (mine.type != theirs.type || mine.input == theirs.input))) {
-                    return std::string("skip");
-                }
+    return step(
+        "edit the list of", both_.portText(port) + " kind " + std::to_string(kind) + " " + both_.portText(other),
+        [=](World& world) {
+            model::Port& mine = world.ports[port];
+            const model::Port& theirs = world.ports[other];
+            if (after == before || (kind < 2 && (mine.type != theirs.type || mine.input == theirs.input))) {
+                world.isLeftOut = true;
+            } else {
                 mine.connections = after;
-                return std::string();
-            },
+            }
+        },
+        [=] {
+            std::vector<Port*>& list = both_.at(port)->getConnections();
+            const SparedFromShortage spared;
+            list.clear();
+            for (const Id entry : after) {
+                list.push_back(both_.at(entry));
+            }
+        });
+}
+
+Step Steps::setPort(Id port) {
+    const Value value = anyValue();
+    return step(
+        "set", both_.portText(port), [=](World& world) { world.set(port, value); },
+        [=] { setValue(both_.at(port), value); });
+}
+
+Step Steps::onStorage(std::size_t kind, Id port, const std::vector<Id>& ports) {
+    if (kind < 70) {
+        return bindPort(port);
+    }
+    if (kind < 71) {
+        const Id index = below(4);
+        const Value value = anyValue();
+        return step(
+            "change outside", std::to_string(index), [=](World& world) { world.outside[index] = value; },
             [=] {
-                std::vector<Port*> list;
-                for (const Id entry : after) {
-                    list.push_back(both_.at(entry));
+                const SparedFromShortage spared;
+                both_.numbers[index] = value.number;
+                both_.texts[index] = value.text;
+            });
+    }
+    if (kind < 73) {
+        const Id from = any(ports);
+        return step(
+            "copyValue", both_.portText(port) + " from " + both_.portText(from),
+            [=](World& world) {
+                if (world.ports[port].type != world.ports[from].type) {
+                    world.isLeftOut = true;
+                } else {
+                    world.copyValue(port, from);
                 }
-                both_.at(port)->getConnections() = list;
-                return std::string();
-            }};
+            },
+            [=] { both_.at(port)->copyValue(both_.at(from)); });
+    }
+    return withoutMemory(step(
+        "reset", both_.portText(port), [=](World& world) { world.resetPort(port); }, [=] { both_.at(port)->reset(); }));
+}
+
+Step Steps::bindPort(Id port) {
+    const Id link = chance(30) ? none : below(4);
+    return step(
+        "setLink", both_.portText(port) + " " + idText(link), [=](World& world) { world.ports[port].link = link; },
+        [=] {
+            const bool binds = link != none;
+            if (auto* number = dynamic_cast<Numbers*>(both_.at(port))) {
+                number->setLink(binds ? &both_.numbers[link] : nullptr);
+            } else {
+                dynamic_cast<Texts&>(*both_.at(port)).setLink(binds ? &both_.texts[link] : nullptr);
+            }
+        });
+}
+
+Step Steps::writeThrough(Id port) {
+    const Value value = anyValue();
+    return step(
+        "write through", both_.portText(port), [=](World& world) { world.writeThrough(port, value); },
+        [=] {
+            if (auto* number = dynamic_cast<Numbers*>(both_.at(port))) {
+                number->getRef() = value.number;
+            } else {
+                std::string& text = dynamic_cast<Texts&>(*both_.at(port)).getRef();
+                const SparedFromShortage spared;
+                text = value.text;
+            }
+        });
 }
 
 Step Steps::onNode(Id node) {
-    const std::size_t kind = below(6);
+    struct Kind {
+        const char* name;
+        void (*inModel)(World&, Id, std::uint64_t);
+        void (*inLibrary)(Twin&, std::uint64_t);
+    };
+    static const Kind kinds[] = {
+        {"setDirty(true)", [](World& world, Id id, std::uint64_t) { world.setDirty(id, true); },
+         [](Twin& twin, std::uint64_t) { twin.setDirty(true); }},
+        {"setDirty(false)", [](World& world, Id id, std::uint64_t) { world.setDirty(id, false); },
+         [](Twin& twin, std::uint64_t) { twin.setDirty(false); }},
+        {"setDirtyFlag", [](World& world, Id id, std::uint64_t) { world.nodes[id].dirty = true; },
+         [](Twin& twin, std::uint64_t) { twin.setDirtyFlag(); }},
+        {"node reset", [](World& world, Id id, std::uint64_t) { world.resetNode(id); },
+         [](Twin& twin, std::uint64_t) { twin.reset(); }},
+        {"setProfileTime", [](World& world, Id id, std::uint64_t time) { world.nodes[id].profileTime = time; },
+         [](Twin& twin, std::uint64_t time) { twin.setProfileTime(time); }},
+        {"throws from now on or not",
+         [](World& world, Id id, std::uint64_t) { world.nodes[id].throws = !world.nodes[id].throws; },
+         [](Twin& twin, std::uint64_t) { twin.throws = !twin.throws; }},
+    };
+    const Kind kind = kinds[below(std::size(kinds))];
     const std::uint64_t time = below(1000);
-    const char* names[] = {"setDirty(true) ", "setDirty(false) ", "setDirtyFlag ",
-                           "node reset ",     "setProfileTime ",  "throws from now on or not "};
-    return {counted(names[kind]) + "node " + idText(node),
-            [=](World& world) {
-                switch (kind) {
-                    case 0:
-                        world.setDirty(node, true);
-                        break;
-                    case 1:
-                        world.setDirty(node, false);
-                        break;
-                    case 2:
-                        world.nodes[node].dirty = true;
-                        break;
-                    case 3:
-                        world.resetNode(node);
-                        break;
-                    case 4:
-                        world.nodes[node].profileTime = time;
-                        break;
-                    default:
-                        world.nodes[node].throws = !world.nodes[node].throws;
-                        break;
-                }
-                return std::string();
-            },
-            [=] {
-                switch (kind) {
-                    case 0:
-                        both_.twin(node)->setDirty(true);
-                        break;
-                    case 1:
-                        both_.twin(node)->setDirty(false);
-                        break;
-                    case 2:
-                        both_.twin(node)->setDirtyFlag();
-                        break;
-                    case 3:
-                        both_.twin(node)->reset();
-                        break;
-                    case 4:
-                        both_.twin(node)->setProfileTime(time);
-                        break;
-                    default:
-                        both_.twin(node)->throws = !both_.twin(node)->throws;
-                        break;
-                }
-                return std::string();
-            }};
+    return withoutMemory(step(
+        kind.name, nodeText(node), [=](World& world) { kind.inModel(world, node, time); },
+        [=] { kind.inLibrary(*both_.twin(node), time); }));
 }
 
 Step Steps::onPortLists(Id node) {
     const bool input = chance(60);
-    const model::Node& told = both_.world.nodes[node];
     const std::size_t kind = below(3);
     if (kind == 0 && !both_.removed.empty()) {
-        // A removed port comes back, to whichever node, or is thrown away.
-        const Id port = *anyPlace(both_.removed);
-        if (chance(60)) {
-            return {counted("add again ") + both_.portText(port) + " to node " + idText(node),
-                    [=](World& world) { return yesNo(world.addPort(node, port, input)); },
-                    [=] {
-                        const auto before = both_.twin(node)->numInputPorts() + both_.twin(node)->numOutputPorts();
-                        input ? both_.twin(node)->addInputPort(both_.at(port))
-                              : both_.twin(node)->addOutputPort(both_.at(port));
-                        const bool added =
-                            both_.twin(node)->numInputPorts() + both_.twin(node)->numOutputPorts() > before;
-                        if (added) {
-                            both_.removed.erase(port);
-                        }
-                        return yesNo(added);
-                    }};
-        }
-        return {counted("throw away ") + both_.portText(port),
-                [=](World& world) {
-                    world.ports[port].alive = false;
-                    return std::string();
-                },
-                [=] {
-                    delete both_.at(port);
+        return onRemovedPort(node, input);
+    }
+    return kind == 1 ? addPort(node, input) : removePort(node, input);
+}
+
+/// A removed port comes back, to whichever node, or is thrown away.
+Step Steps::onRemovedPort(Id node, bool input) {
+    const Id port = *anyPlace(both_.removed);
+    if (chance(60)) {
+        return step(
+            "add again", both_.portText(port) + " to " + nodeText(node),
+            [=](World& world) { return world.addPort(node, port, input); },
+            [=] {
+                const bool added = both_.twin(node)->takes(both_.at(port), input);
+                if (added) {
                     both_.removed.erase(port);
-                    return std::string();
-                }};
+                }
+                return added;
+            });
     }
-    if (kind == 1) {
-        const std::string name = any<std::string>({"x1", "x2", "a", "o"});
-        const std::string type = any<std::string>({"DoublePort", "StringPort"});
-        return {counted("add port ") + name + " to node " + idText(node),
-                [=](World& world) {
-                    const Id port = world.newPort(name, type);
-                    const bool added = world.addPort(node, port, input);
-                    if (!added) {
-                        world.ports.pop_back();
-                    }
-                    return yesNo(added);
-                },
-                [=] {
-                    std::unique_ptr<Port> port(makePort(name, type));
-                    const auto before = both_.twin(node)->numInputPorts() + both_.twin(node)->numOutputPorts();
-                    input ? both_.twin(node)->addInputPort(port.get()) : both_.twin(node)->addOutputPort(port.get());
-                    const bool added = both_.twin(node)->numInputPorts() + both_.twin(node)->numOutputPorts() > before;
-                    if (added) {
-                        both_.ports.push_back(port.release());
-                    }
-                    return yesNo(added);
-                }};
-    }
+    return withoutMemory(step(
+        "throw away", both_.portText(port), [=](World& world) { world.ports[port].alive = false; },
+        [=] {
+            delete both_.at(port);
+            both_.removed.erase(port);
+        }));
+}
+
+Step Steps::addPort(Id node, bool input) {
+    const std::string name = any<std::string>({prefixed("x1"), prefixed("x2"), "a", "o"});
+    const std::string type = any<std::string>({"DoublePort", "StringPort"});
+    return step(
+        "add port", name + " to " + nodeText(node),
+        [=](World& world) {
+            const bool added = world.addPort(node, world.newPort(name, type), input);
+            if (!added) {
+                world.ports.pop_back();
+            }
+            return added;
+        },
+        [=] {
+            std::unique_ptr<Port> port(makePort(name, type));
+            const bool added = both_.twin(node)->takes(port.get(), input);
+            if (added) {
+                const SparedFromShortage spared;
+                both_.ports.push_back(port.release());
+            }
+            return added;
+        });
+}
+
+Step Steps::removePort(Id node, bool input) {
+    const model::Node& told = both_.world.nodes[node];
     const std::vector<Id>& list = input ? told.inputs : told.outputs;
     const std::string name = list.empty() || chance(10) ? "nobody" : both_.world.ports[any(list)].name;
     const Id port = both_.world.findPort(node, name, input);
-    return {counted("remove port ") + name + " of node " + idText(node),
-            [=](World& world) {
-                world.removePort(node, name, input);
-                return std::string();
-            },
-            [=] {
-                input ? both_.twin(node)->removeInputPort(name) : both_.twin(node)->removeOutputPort(name);
-                if (port != none) {
-                    both_.removed.insert(port);
-                }
-                return std::string();
-            }};
+    return step(
+        "remove port", name + " of " + nodeText(node), [=](World& world) { world.removePort(node, name, input); },
+        [=] {
+            input ? both_.twin(node)->removeInputPort(name) : both_.twin(node)->removeOutputPort(name);
+            if (port != none) {
+                const SparedFromShortage spared;
+                both_.removed.insert(port);
+            }
+        });
+}
+
+/// A host asks for a node's list so that it may edit it, and leaves it as it is.
+Step Steps::lendPortList(Id node) {
+    const bool input = chance(50);
+    return step(
+        "lend the ports of", nodeText(node) + (input ? "in" : "out"), [](World&) {},
+        [=] { input ? both_.twin(node)->inputPortBegin() : both_.twin(node)->outputPortBegin(); });
+}
+
+Step Steps::setNode(Id port, Id node) {
+    return step(
+        "setNode", both_.portText(port) + " " + idText(node),
+        [=](World& world) {
+            // A port in a node's list stays that node's.
+            if (world.isListed(port)) {
+                world.isLeftOut = true;
+            } else {
+                world.ports[port].node = node;
+            }
+        },
+        [=] { both_.at(port)->setNode(node == none ? nullptr : both_.twin(node)); });
+}
+
+Step Steps::createNode(Id manager) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::string type =
+        chance(8) ? any<std::string>({"modelSum", "NoSuchType", "", "modelsum"}) : any(model::nodeTypes()).name;
+    const std::string name = newName();
+    return step(
+        "createNode", managerText(manager) + type + " " + name,
+        [=](World& world) {
+            both_.expected = world.createNode(manager, type, name);
+            return nodeText(both_.expected);
+        },
+        [=] { return nodeText(both_.meet(network->createNode(type, name))); });
+}
+
+Step Steps::computeByName(Id manager) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::string name = anyName(manager);
+    const bool parallel = chance(45);
+    const bool useCache = chance(35);
+    Step evaluation = step(
+        "computeNode", managerText(manager) + name + (parallel ? " parallel" : "") + (useCache ? " cached" : ""),
+        [=](World& world) { world.computeNode(manager, name, parallel, useCache); },
+        [=] { network->computeNode(name, nullptr, parallel, useCache); });
+    evaluation.calledOff = [this](World& world, const World& told) { both_.computePart(world, told); };
+    return evaluation;
 }
 
 Step Steps::onManager(Id manager, Id node) {
-    NetworkManager* network = both_.managers[manager].get();
-    const std::string on = "manager " + std::to_string(manager) + " ";
     const std::string name = anyName(manager);
     const std::size_t kind = below(32);
     if (kind < 8) {
-        return {counted("deleteNode ") + on + name,
-                [=](World& world) {
-                    world.deleteNode(manager, name);
-                    return std::string();
-                },
-                [=] {
-                    network->deleteNode(name);
-                    return std::string();
-                }};
+        return deleteNode(manager, name);
     }
     if (kind < 14) {
-        const std::string to = newName();
-        return {counted("renameNode ") + on + name + " to " + to,
-                [=](World& world) { return yesNo(world.renameNode(manager, name, to)); },
-                [=] { return yesNo(network->renameNode(name, to)); }};
-    }
-    if (kind < 18) {
-        return {counted("cacheNodeNetwork ") + on + name,
-                [=](World& world) {
-                    world.cacheNodeNetwork(manager, name);
-                    return std::string();
-                },
-                [=] {
-                    network->cacheNodeNetwork(name);
-                    return std::string();
-                }};
+        return renameNode(manager, name);
     }
     if (kind < 20) {
-        const bool all = chance(30);
-        return {counted("clear orders ") + on + (all ? "all" : name),
-                [=](World& world) {
-                    std::map<std::string, std::vector<Id>>& orders = world.managers[manager].networkCache;
-                    all ? orders.clear() : static_cast<void>(orders.erase(name));
-                    return std::string();
-                },
-                [=] {
-                    all ? network->clearNodeNetworkCaches() : network->clearNodeNetworkCache(name);
-                    return std::string();
-                }};
+        return onOrders(kind < 18, manager, name);
     }
     if (kind < 23) {
-        const bool isNew = chance(40);
-        const auto type = below(5);
-        const std::string to = newName();
-        return {counted("addNode ") + on + to + (isNew ? " new" : " " + idText(node)),
-                [=](World& world) {
-                    if (!isNew && node != none && world.isOwned(node)) {
-                        return std::string("skip");
-                    }
-                    both_.expected = isNew ? world.newNode(type) : node;
-                    world.addNode(manager, both_.expected, to);
-                    return "node " + idText(both_.expected);
-                },
-                [=] {
-                    Node* added = isNew ? new Twin(type) : node == none ? nullptr : both_.twin(node);
-                    network->addNode(added, to);
-                    return both_.meet(added);
-                }};
+        return addNode(manager, node);
     }
     if (kind < 24) {
-        return {counted("delete by the host node ") + idText(node),
-                [=](World& world) {
-                    if (node == none || world.isOwned(node)) {
-                        return std::string("skip");
-                    }
-                    world.destroyNode(node);
-                    return std::string();
-                },
-                [=] {
-                    delete both_.twin(node);
-                    return std::string();
-                }};
+        return deleteByHost(node);
     }
-    if (kind < 26) {
-        return {counted("setAllNodeDirty ") + on,
-                [=](World& world) {
-                    for (const auto& [key, member] : world.managers[manager].nodes) {
-                        world.nodes[member].dirty = true;
-                    }
-                    return std::string();
-                },
-                [=] {
-                    network->setAllNodeDirty();
-                    return std::string();
-                }};
+    return kind < 30 ? onWholeNetwork(kind, manager) : copyNetwork(manager);
+}
+
+Step Steps::deleteNode(Id manager, const std::string& name) {
+    NetworkManager* network = both_.managers[manager].get();
+    return step(
+        "deleteNode", managerText(manager) + name, [=](World& world) { world.deleteNode(manager, name); },
+        [=] { network->deleteNode(name); });
+}
+
+Step Steps::renameNode(Id manager, const std::string& name) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::string to = newName();
+    return step(
+        "renameNode", managerText(manager) + name + " to " + to,
+        [=](World& world) { return world.renameNode(manager, name, to); },
+        [=] { return network->renameNode(name, to); });
+}
+
+Step Steps::onOrders(bool stores, Id manager, const std::string& name) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::string on = managerText(manager);
+    if (stores) {
+        return step(
+            "cacheNodeNetwork", on + name, [=](World& world) { world.cacheNodeNetwork(manager, name); },
+            [=] { network->cacheNodeNetwork(name); });
     }
-    if (kind < 28) {
-        return {counted("clearNodeCache ") + on,
-                [=](World& world) {
-                    world.clearNodeCache(manager);
-                    return std::string();
-                },
-                [=] {
-                    network->clearNodeCache();
-                    return std::string();
-                }};
+    if (chance(30)) {
+        return withoutMemory(step(
+            "clearNodeNetworkCaches", on, [=](World& world) { world.managers[manager].networkCache.clear(); },
+            [=] { network->clearNodeNetworkCaches(); }));
     }
-    if (kind < 30) {
-        const bool clean = chance(20);
-        return {counted(clean ? "cleanNetwork " : "manager reset ") + on,
-                [=](World& world) {
-                    clean ? world.cleanNetwork(manager) : world.reset(manager);
-                    return std::string();
-                },
-                [=] {
-                    clean ? network->cleanNetwork() : network->reset();
-                    return std::string();
-                }};
-    }
+    return withoutMemory(step(
+        "clearNodeNetworkCache", on + name, [=](World& world) { world.managers[manager].networkCache.erase(name); },
+        [=] { network->clearNodeNetworkCache(name); }));
+}
+
+Step Steps::addNode(Id manager, Id node) {
+    NetworkManager* network = both_.managers[manager].get();
+    const bool isNew = chance(40);
+    const std::size_t type = below(5);
+    const std::string to = newName();
+    return step(
+        "addNode", managerText(manager) + to + " " + (isNew ? "new" : nodeText(node)),
+        [=](World& world) {
+            if (!isNew && node != none && world.isOwned(node)) {
+                world.isLeftOut = true;
+                return std::string();
+            }
+            both_.expected = isNew ? world.newNode(type) : node;
+            world.addNode(manager, both_.expected, to);
+            return nodeText(both_.expected);
+        },
+        [=] {
+            std::unique_ptr<Twin> made(isNew ? new Twin(type) : nullptr);
+            Node* added = isNew ? made.get() : node == none ? nullptr : both_.twin(node);
+            network->addNode(added, to);
+            static_cast<void>(made.release());
+            return nodeText(both_.meet(added));
+        });
+}
+
+Step Steps::deleteByHost(Id node) {
+    return withoutMemory(step(
+        "delete by the host", nodeText(node),
+        [=](World& world) {
+            if (node == none || world.isOwned(node)) {
+                world.isLeftOut = true;
+            } else {
+                world.destroyNode(node);
+            }
+        },
+        [=] { delete both_.twin(node); }));
+}
+
+Step Steps::onWholeNetwork(std::size_t kind, Id manager) {
+    struct Kind {
+        const char* name;
+        void (World::*inModel)(Id);
+        void (NetworkManager::*inLibrary)();
+        bool needsNoMemory;
+    };
+    static const Kind kinds[] = {
+        {"setAllNodeDirty", &World::setAllNodeDirty, &NetworkManager::setAllNodeDirty, true},
+        {"clearNodeCache", &World::clearNodeCache, &NetworkManager::clearNodeCache, false},
+        {"cleanNetwork", &World::cleanNetwork, &NetworkManager::cleanNetwork, true},
+        {"manager reset", &World::reset, &NetworkManager::reset, false},
+    };
+    const Kind chosen = kinds[kind < 26 ? 0 : kind < 28 ? 1 : chance(20) ? 2 : 3];
+    NetworkManager* network = both_.managers[manager].get();
+    Step whole = step(
+        chosen.name, managerText(manager), [=](World& world) { (world.*chosen.inModel)(manager); },
+        [=] { (network->*chosen.inLibrary)(); });
+    whole.needsNoMemory = chosen.needsNoMemory;
+    return whole;
+}
+
+Step Steps::copyNetwork(Id manager) {
     const bool assigns = chance(60);
     const Id other = assigns && chance(5) ? manager : 1 - manager;
-    return {counted(assigns ? "assign " : "copy ") + on + "from " + std::to_string(other),
-            [=](World& world) {
-                world.assign(manager, other);
-                return std::string();
-            },
-            [=] {
-                NetworkManager& from = *both_.managers[other];
-                if (assigns) {
-                    *network = from;
-                } else {
-                    both_.managers[manager] = nullptr;
-                    both_.managers[manager].reset(new NetworkManager(from.clone()));
-                }
-                for (const auto& [key, member] : both_.world.managers[manager].nodes) {
-                    both_.expected = member;
-                    both_.meet(both_.managers[manager]->getNode(key));
-                }
-                return std::string();
-            }};
+    Step copy = step(
+        assigns ? "assign" : "copy", managerText(manager) + "from " + std::to_string(other),
+        [=](World& world) { world.assign(manager, other); },
+        [=] {
+            const NetworkManager& from = *both_.managers[other];
+            if (assigns) {
+                *both_.managers[manager] = from;
+            } else {
+                both_.replaceManager(manager);
+                both_.managers[manager].reset(new NetworkManager(from.clone()));
+            }
+            both_.meetAll(manager);
+        });
+    copy.calledOff = [manager](World& world, const World&) { world.cleanNetwork(manager); };
+    return copy;
 }
 
 /// What a host does with nodes and ports itself, past the manager.
@@ -553,70 +581,34 @@ Step Steps::byHand(Id manager, Id node, Id port) {
     const std::size_t kind = below(6);
     const std::string name = newName();
     if (kind == 0) {
-        return {counted("clone ") + "node " + idText(node),
-                [=](World& world) {
-                    both_.expected = world.cloneNode(node);
-                    return "node " + idText(both_.expected);
-                },
-                [=] { return both_.meet(both_.twin(node)->clone()); }};
+        return step(
+            "clone", nodeText(node),
+            [=](World& world) {
+                both_.expected = world.cloneNode(node);
+                return nodeText(both_.expected);
+            },
+            [=] { return nodeText(both_.meet(both_.twin(node)->clone())); });
     }
     if (kind == 1) {
-        return {counted("setName ") + "node " + idText(node) + " " + name,
-                [=](World& world) {
-                    world.nodes[node].name = name;
-                    return std::string();
-                },
-                [=] {
-                    both_.twin(node)->setName(name);
-                    return std::string();
-                }};
+        return step(
+            "setName", nodeText(node) + name, [=](World& world) { world.nodes[node].name = name; },
+            [=] { both_.twin(node)->setName(name); });
     }
     if (kind == 2) {
-        return {counted("compute ") + "node " + idText(node),
-                [=](World& world) {
-                    world.computeByHand(node);
-                    return std::string();
-                },
-                [=] {
-                    both_.twin(node)->compute(nullptr);
-                    return std::string();
-                }};
+        return step(
+            "compute", nodeText(node), [=](World& world) { world.computeByHand(node); },
+            [=] { both_.twin(node)->compute(nullptr); });
     }
     if (kind == 3) {
-        const Value value = anyValue();
-        return {counted("write through ") + both_.portText(port),
-                [=](World& world) {
-                    world.writeThrough(port, value);
-                    return std::string();
-                },
-                [=] {
-                    if (auto* number = dynamic_cast<Numbers*>(both_.at(port))) {
-                        number->getRef() = value.number;
-                    } else {
-                        dynamic_cast<Texts&>(*both_.at(port)).getRef() = value.text;
-                    }
-                    return std::string();
-                }};
+        return writeThrough(port);
     }
     if (kind == 4) {
-        const Id owner = chance(50) ? none : node;
-        return {counted("setNode ") + both_.portText(port) + " " + idText(owner),
-                [=](World& world) {
-                    // A port in a node's list stays that node's.
-                    if (world.isListed(port)) {
-                        return std::string("skip");
-                    }
-                    world.ports[port].node = owner;
-                    return std::string();
-                },
-                [=] {
-                    both_.at(port)->setNode(owner == none ? nullptr : both_.twin(owner));
-                    return std::string();
-                }};
+        return setNode(port, chance(50) ? none : node);
     }
     const std::string taken = anyName(manager);
-    return {counted("getUniqueName ") + taken, [=](World& world) { return world.uniqueName(manager, taken); },
-            [=] { return FreeName::of(*both_.managers[manager], taken); }};
+    return step(
+        "getUniqueName", taken, [=](World& world) { return world.uniqueName(manager, taken); },
+        [=] { return FreeName::of(*both_.managers[manager], taken); });
 }
 
 Step Steps::onFactory() {
@@ -624,57 +616,56 @@ Step Steps::onFactory() {
     const std::size_t type = below(model::nodeTypes().size());
     const std::string name =
         chance(30) ? any<std::string>({"", "modelSum", "ModelNone"}) : model::nodeTypes()[type].name;
-    if (kind == 0) {
-        const bool isNull = chance(20);
-        return {counted("registerNode ") + name + (isNull ? " null" : ""),
-                [=](World& world) {
-                    world.registerNode(name, isNull ? none : type);
-                    return std::string();
-                },
-                [=] {
-                    NodeFactory::instance().registerNode(name, isNull ? nullptr : Twin::creator(type));
-                    return std::string();
-                }};
-    }
-    if (kind == 1) {
-        return {counted("deregisterNode ") + name,
-                [=](World& world) {
-                    world.deregisterNode(name);
-                    return std::string();
-                },
-                [=] {
-                    NodeFactory::instance().deregisterNode(name);
-                    return std::string();
-                }};
+    if (kind < 2) {
+        return changeFactory(kind == 0, type, name);
     }
     if (kind == 2) {
-        return {counted("isRegistered ") + name, [=](World& world) { return yesNo(world.typeNamed(name) != none); },
-                [=] { return yesNo(NodeFactory::instance().isRegistered(name)); }};
+        return step(
+            "isRegistered", name, [=](World& world) { return world.typeNamed(name) != none; },
+            [=] { return NodeFactory::instance().isRegistered(name); });
     }
     if (kind == 3) {
-        return {counted("getRegisteredNodes"),
-                [=](World& world) {
-                    std::string all;
-                    for (const auto& [known, made] : world.registered) {
-                        all += known + " ";
-                    }
-                    return all;
-                },
-                [=] {
-                    std::string all;
-                    for (const std::string& known : NodeFactory::instance().getRegisteredNodes()) {
-                        all += known + " ";
-                    }
-                    return all;
-                }};
-    }
-    return {counted("make ") + name,
-            [=](World& world) {
-                const Id made = world.typeNamed(name);
-                both_.expected = made == none ? none : world.newNode(made);
-                return "node " + idText(both_.expected);
+        return step(
+            "getRegisteredNodes", "",
+            [](World& world) {
+                std::string all;
+                for (const auto& [known, made] : world.registered) {
+                    all += known + " ";
+                }
+                return all;
             },
-            [=] { return both_.meet(NodeFactory::instance().createNode(name)); }};
+            [] {
+                const std::vector<std::string> names = NodeFactory::instance().getRegisteredNodes();
+                const SparedFromShortage spared;
+                std::string all;
+                for (const std::string& known : names) {
+                    all += known + " ";
+                }
+                return all;
+            });
+    }
+    return step(
+        "make", name,
+        [=](World& world) {
+            const Id made = world.typeNamed(name);
+            both_.expected = made == none ? none : world.newNode(made);
+            return nodeText(both_.expected);
+        },
+        [=] { return nodeText(both_.meet(NodeFactory::instance().createNode(name))); });
+}
+
+Step Steps::changeFactory(bool adds, std::size_t type, const std::string& name) {
+    NodeFactory& factory = NodeFactory::instance();
+    if (!adds) {
+        return step(
+            "deregisterNode", name, [=](World& world) { world.deregisterNode(name); },
+            [&factory, name] { factory.deregisterNode(name); });
+    }
+    const bool isNull = chance(20);
+    return step(
+        "registerNode", name + (isNull ? " null" : ""),
+        [=](World& world) { world.registerNode(name, isNull ? none : type); },
+        [=, &factory] { factory.registerNode(name, isNull ? nullptr : Twin::creator(type)); });
 }
 
 }  // namespace twins

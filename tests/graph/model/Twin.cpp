@@ -1,6 +1,9 @@
 #include <tests/graph/model/Twin.h>
 
+#include <tests/faults/Shortage.h>
+
 #include <array>
+#include <memory>
 
 namespace twins {
 
@@ -9,6 +12,7 @@ using TessilGraph::ComputeData;
 using TessilGraph::Node;
 using TessilGraph::NodeFactory;
 using TessilGraph::Port;
+using tests::SparedFromShortage;
 
 Record record;
 
@@ -39,25 +43,45 @@ Port* makePort(const std::string& name, const std::string& type) {
 
 Twin::Twin(std::size_t type) : type_(type) {
     for (const model::PortType& port : model::nodeTypes()[type].inputs) {
-        addInputPort(makePort(port.name, port.type));
+        add(port, true);
     }
     for (const model::PortType& port : model::nodeTypes()[type].outputs) {
-        addOutputPort(makePort(port.name, port.type));
+        add(port, false);
     }
 }
+
+Twin::~Twin() {
+    const SparedFromShortage spared;
+    record.destroyed.push_back(id);
+}
+
+void Twin::add(const model::PortType& port, bool input) {
+    std::unique_ptr<Port> made(makePort(port.name, port.type));
+    if (takes(made.get(), input)) {
+        static_cast<void>(made.release());
+    }
+}
+
+bool Twin::takes(Port* port, bool input) {
+    const auto before = numInputPorts() + numOutputPorts();
+    input ? addInputPort(port) : addOutputPort(port);
+    return numInputPorts() + numOutputPorts() > before;
+}
+
 Node* Twin::clone() {
-    auto* copy = new Twin(type_);
+    auto copy = std::make_unique<Twin>(type_);
     copy->setName(name());
-    for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+    for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
         Port* copied = copy->getInputPort((*port)->name());
         if ((*port)->numConnections() == 0 && copied != nullptr && copied->typeStr() == (*port)->typeStr()) {
             copied->copyValue(*port);
         }
     }
-    return copy;
+    return copy.release();
 }
 
 bool Twin::compute(const ComputeData*) {
+    const SparedFromShortage spared;
     {
         const std::lock_guard<std::mutex> guard(record.mutex);
         record.computed.push_back(id);
@@ -67,11 +91,11 @@ bool Twin::compute(const ComputeData*) {
     }
     ++computes;
     std::vector<Value> inputs;
-    for (auto port = inputPortBegin(); port != inputPortEnd(); ++port) {
+    for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
         inputs.push_back(valueOf(*port));
     }
     std::size_t index = 0;
-    for (auto port = outputPortBegin(); port != outputPortEnd(); ++port) {
+    for (auto port = outputPortCBegin(); port != outputPortCEnd(); ++port) {
         setValue(*port, model::outcome(inputs, computes, index++));
     }
     return computes % 2 == 0;

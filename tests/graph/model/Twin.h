@@ -38,7 +38,7 @@ TessilGraph::Port* makePort(const std::string& name, const std::string& type);
 class Twin : public TessilGraph::Node {
 public:
     explicit Twin(std::size_t type);
-    ~Twin() override { record.destroyed.push_back(id); }
+    ~Twin() override;
 
     /// Makes twins of that type.
     static TessilGraph::NodeFactory::Creator creator(std::size_t type);
@@ -48,11 +48,16 @@ public:
     TessilGraph::Node* clone() override;
     bool compute(const TessilGraph::ComputeData* data) override;
 
+    /// Hands the port over; false when the node refuses it.
+    bool takes(TessilGraph::Port* port, bool input);
+
     model::Id id = model::none;
     int computes = 0;
     bool throws = false;
 
 private:
+    void add(const model::PortType& port, bool input);
+
     std::size_t type_;
 };
 

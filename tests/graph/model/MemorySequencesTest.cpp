@@ -1,0 +1,30 @@
+#include <tests/graph/model/Sequences.h>
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+namespace twins {
+namespace {
+
+/// So that names and texts ask for memory.
+const char* const longPrefix = "no_string_has_room_for_this_";
+
+/// One word more than a step looks at says which of its allocations fails, if any does.
+Taken takeStep(Pair& pair, const Words& words) {
+    constexpr std::size_t mostAllocations = 32;
+    const std::size_t word = words.size() > mostWords ? words[mostWords] : 0U;
+    const std::size_t first = word / 4 % mostAllocations;
+    if (word % 2 == 0 || first == 0) {
+        return pair.step(words);
+    }
+    return pair.stepInShortage(words, first, word % 4 == 1 ? tests::Shortage::Once : tests::Shortage::Lasting);
+}
+
+}  // namespace
+
+TEST(MemorySequences, LeaveModelAndLibraryAlike) {
+    EXPECT_TRUE(sequencesAgree(mostWords + 1, longPrefix, takeStep));
+}
+
+}  // namespace twins
