@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace TessilGraph {
 
@@ -321,13 +322,14 @@ std::vector<Port*>& PortList::open() {
 }
 
 std::vector<Port*>& PortList::openKnowing() {
-    std::vector<Port*>& ports = open();
+    const std::vector<Port*>& ports = asVector();
     Lent& list = *lent(word());
     if (list.known == nullptr) {
-        list.known = std::make_unique<std::unordered_set<Port*>>(ports.begin(), ports.end());
-        list.known->erase(nullptr);
+        auto known = std::make_unique<std::unordered_set<Port*>>(ports.begin(), ports.end());
+        known->erase(nullptr);
+        list.known = std::move(known);
     }
-    return ports;
+    return open();
 }
 
 }  // namespace TessilGraph

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace tests;
@@ -118,6 +119,49 @@ TEST(WiringShortOfMemory, LendsAListOrDoesNot) {
         static_cast<const Port&>(world.input("b")).getConnections();
         world.network.getNode("a")->inputPortBegin();
         world.network.getNode("a")->outputPortCBegin();
+    });
+}
+
+/// A chain that was marked and evaluated so often that the library keeps how.
+struct Marked : FaultsNetwork {
+    Marked() {
+        add("AddDouble", "n0");
+        for (int i = 1; i < 80; ++i) {
+            add("AddDouble", "n" + std::to_string(i));
+            link("n" + std::to_string(i - 1), "n" + std::to_string(i));
+        }
+        for (double value = 1.0; value < 20.0; value += 1.0) {
+            set("n0", value);
+            network.computeNode("n79");
+        }
+    }
+
+    ~Marked() override {
+        MemoryShortage::end();
+        if (out != nullptr) {
+            *network.getNode("n7")->outputPortBegin() = out;
+        }
+    }
+
+    std::string picture() override { return out != nullptr ? "taken out" : "whole"; }
+
+    /// What a mark reaches.
+    std::string later() override {
+        set("n0", -1.0);
+        std::string dirty;
+        for (const Node* node : network.getAllNodes()) {
+            dirty += node->isDirty() ? node->name() + " " : "";
+        }
+        return dirty;
+    }
+
+    Port* out = nullptr;
+};
+
+TEST(WiringShortOfMemory, SeesWhatIsDoneToAListOfPortsThatWasNotLentAtFirst) {
+    everyAllocationFails<Marked>([](Marked& world) {
+        Port*& entry = *world.network.getNode("n7")->outputPortBegin();
+        world.out = std::exchange(entry, nullptr);
     });
 }
 
