@@ -141,6 +141,21 @@ protected:
         ASSERT_TRUE(frames.collect<double>("slow0", "in1"));
     }
 
+    /// What "slow3" shows in each frame when a host has written one more link into the lists of both its ends.
+    std::vector<double> runLinkedByHand(const std::string& source, const std::string& target) {
+        auto& in = input<double>(network_, target, "in2");
+        auto& out = output<double>(network_, source, "out");
+        auto& sources = in.getConnections();
+        auto& readers = out.getConnections();
+        sources.push_back(&out);
+        readers.push_back(&in);
+        Frames frames(network_, frameCount);
+        EXPECT_TRUE(frames.drive("first", "in1", in1_));
+        EXPECT_TRUE(frames.collect<double>("slow3", "out"));
+        EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+        return frames.column<double>("slow3", "out");
+    }
+
     NetworkManager network_;
     std::vector<double> in1_;
     std::vector<double> in2_;
@@ -233,34 +248,16 @@ TEST_P(FramesOf, NetworksThatReadStorageOutsideShowWhatStandsThere) {
 TEST_P(FramesOf, NetworksThatAreWiredByHandFollowTheirLinks) {
     network_.createNode("AddDouble", "extra");
     input<double>(network_, "extra", "in1").set(7.0);
-    auto& in = input<double>(network_, "slow2", "in2");
-    auto& out = output<double>(network_, "extra", "out");
-    auto& sources = in.getConnections();
-    auto& readers = out.getConnections();
-    sources.push_back(&out);
-    readers.push_back(&in);
-    Frames frames(network_, frameCount);
-    ASSERT_TRUE(frames.drive("first", "in1", in1_));
-    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
-    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
-    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    const std::vector<double> slow = runLinkedByHand("extra", "slow2");
+    ASSERT_EQ(slow.size(), frameCount);
     for (std::size_t frame = 0; frame < frameCount; ++frame) {
         EXPECT_EQ(slow[frame], in1_[frame] + 10.0) << frame;
     }
 }
 
 TEST_P(FramesOf, NetworksThatRunInACircleByHandGoThroughTheirFramesInOrder) {
-    auto& in = input<double>(network_, "slow0", "in2");
-    auto& out = output<double>(network_, "slow3", "out");
-    auto& sources = in.getConnections();
-    auto& readers = out.getConnections();
-    sources.push_back(&out);
-    readers.push_back(&in);
-    Frames frames(network_, frameCount);
-    ASSERT_TRUE(frames.drive("first", "in1", in1_));
-    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
-    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
-    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    const std::vector<double> slow = runLinkedByHand("slow3", "slow0");
+    ASSERT_EQ(slow.size(), frameCount);
     takeLog();
     double before = 0.0;
     for (std::size_t frame = 0; frame < frameCount; ++frame) {
