@@ -8,7 +8,7 @@
 
 namespace twins {
 
-/// Compares everything that can be seen of model and library.
+/// Compares what can be seen of model and library.
 class Comparison {
 public:
     explicit Comparison(const Sides& both) : both_(both) {}
@@ -19,6 +19,9 @@ public:
 
     /// After a step that was called off for want of memory; it would have led to `told`.
     void compareCalledOff(const model::World& told);
+
+    /// All that can be seen of nodes, ports and managers.
+    void compareEverything();
 
     /// Notes a difference of another kind.
     void note(const std::string& difference) { differs() << difference << '\n'; }
@@ -44,7 +47,6 @@ private:
     void compareMessages(const std::vector<std::string>& told);
     void compareDestroyed(bool wasShort);
     void compareRun(const model::World& world, bool isWhole);
-    void compareEverything();
     void compareNode(model::Id id);
     void compareNames(model::Id node, const std::vector<model::Id>& told, const std::vector<std::string>& names,
                       TessilGraph::Port* (TessilGraph::Node::*find)(const std::string&));

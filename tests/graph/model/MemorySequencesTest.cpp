@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
 
 namespace twins {
 namespace {
@@ -11,9 +15,11 @@ namespace {
 const char* const longPrefix = "no_string_has_room_for_this_";
 
 /// One word more than a step looks at says which of its allocations fails, if any does.
+constexpr std::size_t wordsInShortage = mostWords + 1;
+
 Taken takeStep(Pair& pair, const Words& words) {
     constexpr std::size_t mostAllocations = 32;
-    const std::size_t word = words.size() > mostWords ? words[mostWords] : 0U;
+    const std::size_t word = words.size() == wordsInShortage ? words.back() : 0U;
     const std::size_t first = word / 4 % mostAllocations;
     if (word % 2 == 0 || first == 0) {
         return pair.step(words);
@@ -21,10 +27,18 @@ Taken takeStep(Pair& pair, const Words& words) {
     return pair.stepInShortage(words, first, word % 4 == 1 ? tests::Shortage::Once : tests::Shortage::Lasting);
 }
 
-}  // namespace
-
-TEST(MemorySequences, LeaveModelAndLibraryAlike) {
-    EXPECT_TRUE(sequencesAgree(mostWords + 1, longPrefix, takeStep));
+bool agreeInShortage(Look look) {
+    return sequencesAgree(
+        wordsInShortage, [look] { return std::make_unique<Pair>(look, longPrefix); }, takeStep);
 }
 
+TEST(MemorySequences, LeaveModelAndLibraryAlike) {
+    EXPECT_TRUE(agreeInShortage(Look::Always));
+}
+
+TEST(MemorySequences, LeaveThemAlikeWhileNobodyLooks) {
+    EXPECT_TRUE(agreeInShortage(Look::Seldom));
+}
+
+}  // namespace
 }  // namespace twins

@@ -23,11 +23,15 @@ enum class Taken {
     Differently,  ///< They disagree.
 };
 
+/// How often all that can be seen is compared. Looking changes how the library keeps things: nodes in order, lists
+/// of ports as vectors.
+enum class Look { Always, Seldom };
+
 /// Model and library side by side, and the steps that both take.
 class Pair {
 public:
     /// The names and texts that steps choose begin with `prefix`.
-    explicit Pair(const std::string& prefix = "");
+    explicit Pair(Look look = Look::Always, const std::string& prefix = "");
     ~Pair();
     Pair(const Pair&) = delete;
     Pair& operator=(const Pair&) = delete;

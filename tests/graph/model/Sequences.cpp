@@ -66,15 +66,15 @@ rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep) {
 
 }  // namespace
 
-bool sequencesAgree(std::size_t wordsOfAStep, const std::string& prefix, const TakeStep& take) {
+bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeStep& take) {
     return rc::check([&] {
         const Sequence sequence = *anySequence(wordsOfAStep);
-        Pair pair(prefix);
+        const std::unique_ptr<Pair> pair = make();
         std::size_t taken = 0;
         for (const Words& words : sequence.steps) {
-            const Taken outcome = take(pair, words);
+            const Taken outcome = take(*pair, words);
             if (outcome == Taken::Differently) {
-                RC_LOG() << pair.report();
+                RC_LOG() << pair->report();
                 RC_FAIL("model and library differ");
             }
             taken += outcome == Taken::Alike ? 1U : 0U;

@@ -4,15 +4,18 @@
 
 #include <cstddef>
 #include <functional>
-#include <string>
+#include <memory>
 
 namespace twins {
+
+/// Makes an unused pair.
+using MakePair = std::function<std::unique_ptr<Pair>()>;
 
 using TakeStep = std::function<Taken(Pair& pair, const Words& words)>;
 
 /// Takes sequences of steps that are made up, each step with so many words. When model and library disagree it makes
 /// the sequence shorter for as long as they do, prints what is left as a list that
 /// `Model.AgreesAfterCallsThatOnceWentWrong` takes, and answers false.
-bool sequencesAgree(std::size_t wordsOfAStep, const std::string& prefix, const TakeStep& take);
+bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeStep& take);
 
 }  // namespace twins

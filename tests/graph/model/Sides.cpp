@@ -75,12 +75,12 @@ Id Sides::meet(Node* found) {
         nodes[expected] = met;
         ports.resize(world.ports.size());
         std::size_t position = 0;
-        for (auto port = met->inputPortCBegin(); port != met->inputPortCEnd(); ++port) {
-            ports[told.inputs.at(position++)] = *port;
+        for (Port* port : met->inputs()) {
+            ports[told.inputs.at(position++)] = port;
         }
         position = 0;
-        for (auto port = met->outputPortCBegin(); port != met->outputPortCEnd(); ++port) {
-            ports[told.outputs.at(position++)] = *port;
+        for (Port* port : met->outputs()) {
+            ports[told.outputs.at(position++)] = port;
         }
     }
     return met->id;

@@ -62,6 +62,24 @@ void Twin::add(const model::PortType& port, bool input) {
     }
 }
 
+std::vector<Port*> Twin::inputs() {
+    const SparedFromShortage spared;
+    std::vector<Port*> ports;
+    for (const std::string& name : getInputPortNames()) {
+        ports.push_back(getInputPort(name));
+    }
+    return ports;
+}
+
+std::vector<Port*> Twin::outputs() {
+    const SparedFromShortage spared;
+    std::vector<Port*> ports;
+    for (const std::string& name : getOutputPortNames()) {
+        ports.push_back(getOutputPort(name));
+    }
+    return ports;
+}
+
 bool Twin::takes(Port* port, bool input) {
     const auto before = numInputPorts() + numOutputPorts();
     input ? addInputPort(port) : addOutputPort(port);
@@ -71,10 +89,10 @@ bool Twin::takes(Port* port, bool input) {
 Node* Twin::clone() {
     auto copy = std::make_unique<Twin>(type_);
     copy->setName(name());
-    for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
-        Port* copied = copy->getInputPort((*port)->name());
-        if ((*port)->numConnections() == 0 && copied != nullptr && copied->typeStr() == (*port)->typeStr()) {
-            copied->copyValue(*port);
+    for (Port* port : inputs()) {
+        Port* copied = copy->getInputPort(port->name());
+        if (port->numConnections() == 0 && copied != nullptr && copied->typeStr() == port->typeStr()) {
+            copied->copyValue(port);
         }
     }
     return copy.release();
@@ -90,13 +108,13 @@ bool Twin::compute(const ComputeData*) {
         throw Failure(name());
     }
     ++computes;
-    std::vector<Value> inputs;
-    for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
-        inputs.push_back(valueOf(*port));
+    std::vector<Value> values;
+    for (Port* port : inputs()) {
+        values.push_back(valueOf(port));
     }
     std::size_t index = 0;
-    for (auto port = outputPortCBegin(); port != outputPortCEnd(); ++port) {
-        setValue(*port, model::outcome(inputs, computes, index++));
+    for (Port* port : outputs()) {
+        setValue(port, model::outcome(values, computes, index++));
     }
     return computes % 2 == 0;
 }

@@ -48,6 +48,10 @@ public:
     TessilGraph::Node* clone() override;
     bool compute(const TessilGraph::ComputeData* data) override;
 
+    /// The ports, without a look at the lists of them: lists that were looked at are kept in another form.
+    std::vector<TessilGraph::Port*> inputs();
+    std::vector<TessilGraph::Port*> outputs();
+
     /// Hands the port over; false when the node refuses it.
     bool takes(TessilGraph::Port* port, bool input);
 
