@@ -140,11 +140,16 @@ void Comparison::compareRun(const model::World& world, bool isWhole) {
         }
     }
     same({"number of computes"}, position, record.computed.size());
+    same({"other data handed to a compute"}, false, record.hadOtherData);
 }
 
 void Comparison::compareNode(Id id) {
     const model::Node& told = both_.world.nodes[id];
     const Twin& found = *both_.nodes[id];
+    const model::NodeType& type = model::nodeTypes()[told.type];
+    same({"node", id, "type"}, type.name, found.typeStr());
+    same({"node", id, "type number"}, type.id, found.typeId());
+    same({"node", id, "group"}, 0, found.baseNodeType());
     same({"node", id, "name"}, told.name, found.name());
     same({"node", id, "dirty"}, told.dirty, found.isDirty());
     same({"node", id, "profile time"}, told.profileTime, found.profileTime());
@@ -164,6 +169,7 @@ void Comparison::compareNames(Id node, const std::vector<Id>& told, const std::v
         same({"node", node, "name of a port"}, both_.world.ports[told[index]].name, names[index]);
         same({"node", node, "port by name"}, both_.at(told[index]), (both_.nodes[node]->*find)(names[index]));
     }
+    same({"node", node, "port by a name of none"}, static_cast<Port*>(nullptr), (both_.nodes[node]->*find)("none"));
 }
 
 const std::vector<Port*>& Comparison::portsOf(std::vector<Port*>::const_iterator begin,
@@ -175,6 +181,7 @@ const std::vector<Port*>& Comparison::portsOf(std::vector<Port*>::const_iterator
 void Comparison::comparePort(Id id) {
     const model::Port& told = both_.world.ports[id];
     const Port& found = *both_.ports[id];  // Without const, the library would take its list for edited.
+    same({"port", id, "type"}, told.type, found.typeStr());
     same({"port", id, "name"}, told.name, found.name());
     same({"port", id, "node"}, told.node == none ? nullptr : static_cast<Node*>(both_.twin(told.node)), found.node());
     same({"port", id, "direction"}, told.input, found.isInput());
@@ -215,6 +222,18 @@ void Comparison::compareManager(Id index) {
     for (std::size_t type = 0; type < firstOfType.size(); ++type) {
         same({"manager", index, "node by type"}, firstOfType[type], found.getNodeByType(model::nodeTypes()[type].id));
     }
+    same({"manager", index, "node by a name of none"}, static_cast<Node*>(nullptr), found.getNode("none"));
+    same({"manager", index, "node by a type of none"}, static_cast<Node*>(nullptr), found.getNodeByType(1));
+}
+
+void Comparison::compareFactory() {
+    TessilGraph::NodeFactory& factory = TessilGraph::NodeFactory::instance();
+    std::vector<std::string> told;
+    for (const auto& [name, type] : both_.world.registered) {
+        told.push_back(name);
+        same({"a type is registered"}, both_.world.typeNamed(name) != none, factory.isRegistered(name));
+    }
+    same({"registered types"}, told, factory.getRegisteredNodes());
 }
 
 }  // namespace twins

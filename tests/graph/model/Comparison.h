@@ -23,6 +23,9 @@ public:
     /// All that can be seen of nodes, ports and managers.
     void compareEverything();
 
+    /// Which types the factory knows.
+    void compareFactory();
+
     /// Notes a difference of another kind.
     void note(const std::string& difference) { differs() << difference << '\n'; }
 

@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
-#include <map>
 #include <memory>
-#include <string>
 
 namespace twins {
 namespace {

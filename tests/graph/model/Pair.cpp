@@ -85,6 +85,7 @@ private:
     /// Takes a step in the library, and compares. False, and not compared, when it was called off for want of memory.
     bool isComplete(const Step& step, std::size_t first, tests::Shortage kind) {
         record.computed.clear();
+        record.hadOtherData = false;
         record.destroyed.clear();
         both_.messages.clear();
         std::string actual;
@@ -126,6 +127,9 @@ private:
         ++looks_;
         if (comparison_.isAlike() && (look_ == Look::Always || looks_ % seldom == 0)) {
             comparison_.compareEverything();
+        }
+        if (looks_ % seldom == 0) {
+            comparison_.compareFactory();
         }
     }
 

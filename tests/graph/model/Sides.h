@@ -54,6 +54,7 @@ struct Sides {
     std::set<model::Id> removed;                            ///< Ports that a node had, and the host has now.
     std::vector<double> numbers;                            ///< Values outside of the network, and texts.
     std::vector<std::string> texts;
+    TessilGraph::ComputeData data;
     model::Id expected = model::none;
     std::vector<std::string> messages;  ///< Of the last step.
 

@@ -433,10 +433,14 @@ Step Steps::computeByName(Id manager) {
     const std::string name = anyName(manager);
     const bool parallel = chance(45);
     const bool useCache = chance(35);
+    const TessilGraph::ComputeData* data = chance(50) ? nullptr : &both_.data;
     Step evaluation = step(
         "computeNode", managerText(manager) + name + (parallel ? " parallel" : "") + (useCache ? " cached" : ""),
         [=](World& world) { world.computeNode(manager, name, parallel, useCache); },
-        [=] { network->computeNode(name, nullptr, parallel, useCache); });
+        [=] {
+            record.data = data;
+            network->computeNode(name, data, parallel, useCache);
+        });
     evaluation.calledOff = [this](World& world, const World& told) { both_.computePart(world, told); };
     return evaluation;
 }
@@ -597,7 +601,7 @@ Step Steps::byHand(Id manager, Id node, Id port) {
     if (kind == 2) {
         return step(
             "compute", nodeText(node), [=](World& world) { world.computeByHand(node); },
-            [=] { both_.twin(node)->compute(nullptr); });
+            [=] { both_.twin(node)->compute(record.data); });
     }
     if (kind == 3) {
         return writeThrough(port);

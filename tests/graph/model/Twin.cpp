@@ -98,11 +98,12 @@ Node* Twin::clone() {
     return copy.release();
 }
 
-bool Twin::compute(const ComputeData*) {
+bool Twin::compute(const ComputeData* data) {
     const SparedFromShortage spared;
     {
         const std::lock_guard<std::mutex> guard(record.mutex);
         record.computed.push_back(id);
+        record.hadOtherData = record.hadOtherData || data != record.data;
     }
     if (throws) {
         throw Failure(name());

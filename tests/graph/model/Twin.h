@@ -22,6 +22,8 @@ struct Record {
     std::mutex mutex;
     std::vector<model::Id> computed;
     std::vector<model::Id> destroyed;
+    const TessilGraph::ComputeData* data = nullptr;  ///< What evaluations are to hand on.
+    bool hadOtherData = false;
 };
 
 extern Record record;
