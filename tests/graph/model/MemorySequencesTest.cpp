@@ -11,7 +11,8 @@ namespace {
 /// So that names and texts ask for memory.
 const char* const longPrefix = "no_string_has_room_for_this_";
 
-/// One word more than a step looks at says which of its allocations fails, if any does.
+/// One word more than a step looks at says which of its allocations fails, if any does, and whether it is taken again
+/// when that calls it off.
 constexpr std::size_t wordsInShortage = mostWords + 1;
 
 Taken takeStep(Pair& pair, const Words& words) {
@@ -21,7 +22,10 @@ Taken takeStep(Pair& pair, const Words& words) {
     if (word % 2 == 0 || first == 0) {
         return pair.step(words);
     }
-    return pair.stepInShortage(words, first, word % 4 == 1 ? tests::Shortage::Once : tests::Shortage::Lasting);
+    const bool isRepeated = word / 4 / mostAllocations % 2 == 1;
+    const tests::Shortage kind = word % 4 == 1 ? tests::Shortage::Once : tests::Shortage::Lasting;
+    const Taken outcome = pair.stepInShortage(words, first, kind);
+    return outcome == Taken::CalledOff && isRepeated ? pair.step(words) : outcome;
 }
 
 bool agreeInShortage(Look look) {

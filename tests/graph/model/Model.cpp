@@ -251,6 +251,13 @@ void World::destroyNode(Id node) {
     destroyed.push_back(node);
 }
 
+void World::destroyMember(Id manager, Id node) {
+    for (auto& [name, order] : managers[manager].networkCache) {
+        order.erase(std::remove(order.begin(), order.end(), node), order.end());
+    }
+    destroyNode(node);
+}
+
 bool World::addPort(Id node, Id port, bool input) {
     std::vector<Id>& list = input ? nodes[node].inputs : nodes[node].outputs;
     for (const Id other : list) {
@@ -400,7 +407,7 @@ void World::deleteNode(Id manager, const std::string& name) {
                 disconnect(other, port);
             }
         }
-        destroyNode(node);
+        destroyMember(manager, node);
         mine.nodes.erase(name);
     }
     mine.nodeCache.erase(name);
@@ -417,7 +424,7 @@ bool World::renameNode(Id manager, const std::string& oldName, const std::string
     if (old != mine.nodeCache.end() && old->second.node == node) {
         const auto waiting = mine.nodeCache.find(unique);
         if (waiting != mine.nodeCache.end() && !waiting->second.inUse && waiting->second.node != none) {
-            destroyNode(waiting->second.node);
+            destroyMember(manager, waiting->second.node);
         }
         const CacheEntry entry = old->second;
         mine.nodeCache[unique] = entry;
@@ -625,7 +632,7 @@ void World::clearNodeCache(Id manager) {
             continue;
         }
         if (entry->second.node != none) {
-            destroyNode(entry->second.node);
+            destroyMember(manager, entry->second.node);
         }
         entry = mine.nodeCache.erase(entry);
     }

@@ -147,6 +147,9 @@ struct World {
     Id upstream(Id port) const;
 
 private:
+    /// Destroys a node that a manager owns.
+    void destroyMember(Id manager, Id node);
+
     bool reaches(Id from, Id target) const;
     std::vector<Id> serialOrder(Id node, bool dirtyOnly) const;
     std::vector<std::vector<Id>> levels(Id node) const;

@@ -46,14 +46,14 @@ public:
             history_.back() += " [allocation " + std::to_string(first) +
                                (kind == tests::Shortage::Lasting ? " and all later ones fail]" : " fails]");
         }
-        if (!isComplete(step, first, kind)) {
+        const bool isWhole = isComplete(step, first, kind);
+        if (!isWhole) {
             callOff(step);
-            if (comparison_.isAlike() && isTaken(step)) {
-                history_.push_back(step.text);
-                isComplete(step, 0, kind);
-            }
         }
-        return comparison_.isAlike() ? Taken::Alike : Taken::Differently;
+        if (!comparison_.isAlike()) {
+            return Taken::Differently;
+        }
+        return isWhole ? Taken::Alike : Taken::CalledOff;
     }
 
     std::string report() const {

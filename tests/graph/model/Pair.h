@@ -19,6 +19,7 @@ constexpr std::size_t mostWords = 12;
 
 enum class Taken {
     Alike,        ///< Model and library agree on everything that can be seen.
+    CalledOff,    ///< The library ran out of memory, and they agree on what that leaves.
     Skipped,      ///< No such step can be taken, or its outcome is left open. Nothing was done.
     Differently,  ///< They disagree.
 };
@@ -38,8 +39,7 @@ public:
 
     Taken step(const Words& words);
 
-    /// The same while the library runs short of memory, from its allocation number `first` on. A step that is called
-    /// off is compared, then it is taken again with memory.
+    /// The same while the library runs short of memory, from its allocation number `first` on.
     Taken stepInShortage(const Words& words, std::size_t first, tests::Shortage kind);
 
     /// Where model and library differ, and the last steps before.
