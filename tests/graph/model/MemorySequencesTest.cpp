@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <random>
+#include <set>
+#include <string>
 
 namespace twins {
 namespace {
@@ -39,6 +44,23 @@ TEST(MemorySequences, LeaveModelAndLibraryAlike) {
 
 TEST(MemorySequences, LeaveThemAlikeWhileNobodyLooks) {
     EXPECT_TRUE(agreeInShortage(Look::Seldom));
+}
+
+TEST(MemorySequences, CallOffStepsOfManyKinds) {
+    std::set<std::string> kinds;
+    std::mt19937 numbers(1);
+    for (int sequence = 0; sequence < 30; ++sequence) {
+        Pair pair(Look::Seldom, longPrefix);
+        for (int step = 0; step < 300; ++step) {
+            Words words(wordsInShortage);
+            std::generate(words.begin(), words.end(), [&] { return static_cast<std::uint16_t>(numbers()); });
+            ASSERT_NE(takeStep(pair, words), Taken::Differently) << pair.report();
+        }
+        for (const auto& [kind, count] : pair.calledOff()) {
+            kinds.insert(kind);
+        }
+    }
+    EXPECT_GE(kinds.size(), 20U) << testing::PrintToString(kinds);
 }
 
 }  // namespace
