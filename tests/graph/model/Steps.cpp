@@ -629,24 +629,7 @@ Step Steps::onFactory() {
             [=] { return NodeFactory::instance().isRegistered(name); });
     }
     if (kind == 3) {
-        return step(
-            "getRegisteredNodes", "",
-            [](World& world) {
-                std::string all;
-                for (const auto& [known, made] : world.registered) {
-                    all += known + " ";
-                }
-                return all;
-            },
-            [] {
-                const std::vector<std::string> names = NodeFactory::instance().getRegisteredNodes();
-                const SparedFromShortage spared;
-                std::string all;
-                for (const std::string& known : names) {
-                    all += known + " ";
-                }
-                return all;
-            });
+        return listTypes();
     }
     return step(
         "make", name,
@@ -656,6 +639,27 @@ Step Steps::onFactory() {
             return nodeText(both_.expected);
         },
         [=] { return nodeText(both_.meet(NodeFactory::instance().createNode(name))); });
+}
+
+Step Steps::listTypes() {
+    return step(
+        "getRegisteredNodes", "",
+        [](World& world) {
+            std::string all;
+            for (const auto& [known, made] : world.registered) {
+                all += known + " ";
+            }
+            return all;
+        },
+        [] {
+            const std::vector<std::string> names = NodeFactory::instance().getRegisteredNodes();
+            const SparedFromShortage spared;
+            std::string all;
+            for (const std::string& known : names) {
+                all += known + " ";
+            }
+            return all;
+        });
 }
 
 Step Steps::changeFactory(bool adds, std::size_t type, const std::string& name) {

@@ -93,6 +93,7 @@ private:
     // What a host does itself, past the manager, and the factory
     Step byHand(model::Id manager, model::Id node, model::Id port);
     Step onFactory();
+    static Step listTypes();
     Step changeFactory(bool adds, std::size_t type, const std::string& name);
 
     Sides& both_;
