@@ -9,7 +9,6 @@
 #include <vector>
 
 using namespace tests;
-using TessilGraph::NetworkManager;
 using TessilGraph::Node;
 using TessilGraph::Port;
 using TessilGraph::PortTemplate;

@@ -10,7 +10,6 @@
 using namespace tests;
 using TessilGraph::Frames;
 using TessilGraph::NetworkManager;
-using TessilGraph::Node;
 using TessilGraph::PreparedEvaluation;
 using TessilGraph::RunOptions;
 using TessilGraph::RunStatus;

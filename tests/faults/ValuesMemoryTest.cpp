@@ -6,7 +6,6 @@
 #include <vector>
 
 using namespace tests;
-using TessilGraph::Port;
 using TessilGraph::PortTemplate;
 using TessilUtils::Curve;
 using TessilUtils::Image;

@@ -8,9 +8,7 @@
 #include <vector>
 
 using namespace tests;
-using TessilGraph::Node;
 using TessilGraph::Port;
-using TessilGraph::PortTemplate;
 
 namespace {
 
