@@ -606,7 +606,8 @@ TEST(LevelWalk, SeesStorageThatASourceBindsToAnInput) {
     };
     for (; round < 16; ++round) {
         network.compute();
-        EXPECT_EQ(network.last->out()->get(), 6.0 + 100.0 * (round / 4)) << "round " << round;
+        const int bound = round / 4;
+        EXPECT_EQ(network.last->out()->get(), 6.0 + 100.0 * bound) << "round " << round;
     }
     takeComputed();
 }
