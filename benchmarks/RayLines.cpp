@@ -16,7 +16,6 @@
 namespace bench {
 
 using Imath::V3d;
-using Imath::V3f;
 
 namespace {
 

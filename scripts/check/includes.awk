@@ -1,5 +1,6 @@
-# Which includes a file lacks, repeats or has for nothing. Files come one after the other; for a source
-# the headers that its own header includes count as its own.
+# Which includes a file lacks, repeats or has for nothing, and which using declarations and names for namespaces a
+# source has for nothing. Files come one after the other; for a source the headers that its own header includes count
+# as its own.
 
 BEGIN {
     # Names of the standard library, by the header that gives them. A header that is listed with all that is
@@ -88,7 +89,7 @@ function groupOf(include) {
     return 5
 }
 
-function check(path,    line, include, has, at, rest, code, used, count, i, order, seen, group, last, others, n, list, word, ownPath) {
+function check(path,    line, include, has, at, rest, code, used, count, i, order, seen, group, last, others, n, list, word, shortNames) {
     file = path
     own = path
     isSource = sub(/\.cpp$/, ".h", own)
@@ -97,6 +98,7 @@ function check(path,    line, include, has, at, rest, code, used, count, i, orde
     split("", has)
     split("", used)
     split("", others)
+    split("", shortNames)
     while ((getline line < path) > 0) {
         if (line ~ /^#include/) {
             include = line
@@ -117,6 +119,16 @@ function check(path,    line, include, has, at, rest, code, used, count, i, orde
         gsub(/\\"/, "", line)
         gsub(/"[^"]*"/, "\"\"", line)
         sub(/\/\/.*/, "", line)
+        if (isSource && line ~ /^(using [A-Za-z_0-9:]+::[A-Za-z_0-9]+;|namespace [A-Za-z_0-9]+ =)/) {
+            word = line
+            sub(/^using .*::|^namespace /, "", word)
+            sub(/[; ].*/, "", word)
+            shortNames[word]
+        } else {
+            for (word in shortNames) {
+                if (line ~ ("(^|[^A-Za-z_0-9])" word "([^A-Za-z_0-9]|$)")) delete shortNames[word]
+            }
+        }
         while (match(line, /std::[a-z_0-9]+/)) {
             word = substr(line, RSTART + 5, RLENGTH - 5)
             line = substr(line, RSTART + RLENGTH)
@@ -124,6 +136,7 @@ function check(path,    line, include, has, at, rest, code, used, count, i, orde
         }
     }
     close(path)
+    for (word in shortNames) fault("has for nothing a short name: " word)
 
     for (include in has) {
         n = split(gives[include], list, " ")

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Every file includes what it uses of the standard library, nothing of it for nothing, nothing twice, and
-# in the order of the groups: its own header, TessilGraph, TessilUtils, others, the standard library.
+# in the order of the groups: its own header, TessilGraph, TessilUtils, others, the standard library. No source
+# shortens a name that it does not use.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 

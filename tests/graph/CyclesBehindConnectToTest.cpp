@@ -18,7 +18,6 @@
 namespace TessilGraph {
 namespace {
 
-using tests::Messages;
 using tests::Pipe;
 using tests::Sum;
 using tests::Sum3;

@@ -19,7 +19,6 @@ namespace {
 
 using tests::Messages;
 using tests::Pipe;
-using tests::Source;
 using tests::Sum;
 using tests::takeLog;
 

@@ -21,7 +21,6 @@ namespace {
 
 using tests::Messages;
 using tests::Pipe;
-using tests::Source;
 using tests::Sum;
 using tests::Sum3;
 using tests::takeLog;

@@ -13,7 +13,6 @@
 using namespace tests;
 using TessilGraph::Node;
 using TessilGraph::NodeFactory;
-using TessilGraph::Port;
 
 namespace {
 
