@@ -126,6 +126,27 @@ TEST_F(Ownership, OfANodeThatWasHandedInUnderTwoNamesEndsOnce) {
     EXPECT_EQ(network.getNodeNames(), Names{});
 }
 
+TEST_F(Ownership, OfANodeUnderManyNamesEndsOnceWhenItLeavesFewOthers) {
+    NetworkManager network;
+    auto* node = new Pipe;
+    for (const char* name : {"a", "b", "c", "d"}) {
+        network.addNode(node, name);
+    }
+    for (int other = 100; other < 140; ++other) {
+        network.addNode(new Pipe, std::to_string(other));
+    }
+    for (int other = 100; other < 131; ++other) {
+        network.deleteNode(std::to_string(other));
+    }
+    takeDestroyed();
+    network.deleteNode("d");
+    EXPECT_EQ(takeDestroyed(), Names{"d"});
+    EXPECT_EQ(network.getNodeNames().size(), 9U);
+    for (const char* name : {"a", "b", "c"}) {
+        EXPECT_EQ(network.getNode(name), nullptr) << name;
+    }
+}
+
 TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
     for (const bool waits : {false, true}) {
         SCOPED_TRACE(waits);

@@ -16,6 +16,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,16 @@ TEST(Port, LooksForCyclesAlongTheListsOfOutputsOnly) {
     d.in()->getConnections().push_back(c.out());
     EXPECT_TRUE(d.out()->connectTo(c.in()));
     d.in()->getConnections().clear();
+}
+
+TEST(Port, LooksForCyclesAlongListsThatAnotherThreadHasEdited) {
+    Pipe last;
+    Pipe first;
+    Pipe middle;
+    ASSERT_TRUE(first.out()->connectTo(middle.in()));
+    std::thread([&] { middle.out()->getConnections().push_back(last.in()); }).join();
+    EXPECT_FALSE(last.out()->connectTo(first.in()));
+    EXPECT_EQ(takeLog(), Messages{cycleMessage});
 }
 
 TEST(Port, LooksForCyclesThroughPortsThatMovedWithTheirLinks) {

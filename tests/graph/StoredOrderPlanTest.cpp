@@ -237,6 +237,35 @@ TEST_F(PlanOfBuiltInNodes, TakesAnyNumberOfNodes) {
     }
 }
 
+TEST_F(PlanOfBuiltInNodes, ComputesTheDirtyPartOfWhatAWalkFoundWholeBefore) {
+    const auto walk = [this] {
+        network.computeNode(last());
+        return nodes.back()->outputPort()->get();
+    };
+    const auto walkFrom = [&](std::size_t place, double value) {
+        nodes[place]->input2Port()->set(value);
+        nodes[place]->setDirty(true);
+        return walk();
+    };
+    for (int time = 0; time < 4; ++time) {
+        network.setAllNodeDirty();
+        EXPECT_EQ(walk(), 80.0);
+    }
+    for (int time = 0; time < 40; ++time) {
+        EXPECT_EQ(walkFrom(72, 1.0), 80.0);
+    }
+    EXPECT_EQ(walkFrom(40, 11.0), 90.0);
+    EXPECT_FALSE(nodes[60]->isDirty());
+    // A clean node hides what feeds it.
+    nodes[40]->input2Port()->set(21.0);
+    nodes[40]->setDirty(true);
+    nodes[60]->setDirty(false);
+    EXPECT_EQ(walk(), 90.0);
+    EXPECT_TRUE(nodes[59]->isDirty());
+    EXPECT_EQ(walkFrom(60, 1.0), 100.0);
+    EXPECT_FALSE(nodes[59]->isDirty());
+}
+
 TEST_F(PlanOfBuiltInNodes, SeesLinksToStorageOutsideAndTheirEnd) {
     double outside = 11.0;
     warm();

@@ -573,6 +573,21 @@ TEST(LevelWalk, SharesSlowPureNodesAmongThreadsOnceItKnowsThem) {
     }
 }
 
+TEST(LevelWalk, ComputesAHostsSourceBeforeTheSlowPureNodesThatItFeeds) {
+    Fan<Passing> fan(32);
+    auto* source = new tests::Source;
+    fan.network.addNode(source, "source");
+    for (Passing* node : fan.nodes) {
+        node->onCompute = sleepAWhile;
+        EXPECT_TRUE(source->out()->connectTo(node->in2));
+    }
+    for (int round = 0; round < 4; ++round) {
+        EXPECT_EQ(fan.compute(), 3.0 * 32 + 1.0);
+        EXPECT_EQ(source->computes, round + 1);
+    }
+    takeComputed();
+}
+
 TEST(LevelWalk, ComputesNodesThatMustRunAloneBesideNoOther) {
     Fan<Lonely> fan(32);
     std::atomic<int> running{0};
