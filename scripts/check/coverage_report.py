@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints which lines and branches the tests leave out, and fails where there are too many.
+"""Prints which lines and branches the tests leave out; fails where there are too many, or too many without a reason.
 
 Usage: coverage_report.py JSON-OF-GCOVR UNCOVERED-LIST
 
@@ -13,6 +13,8 @@ from pathlib import Path
 
 LEAST_LINES = 97.0
 LEAST_BRANCHES = 90.0
+# What threads do differs from run to run, so that a line may be left out for once.
+MOST_UNLISTED = 8
 
 
 def percent(part, whole):
@@ -55,8 +57,9 @@ def main():
     lines, branches = percent(*all_counts[:2]), percent(*all_counts[2:])
     print(f"report: {lines:.1f} % of {all_counts[1]} lines and {branches:.1f} % of {all_counts[3]} branches are run;")
     print(f"report: at least {LEAST_LINES:.0f} % and {LEAST_BRANCHES:.0f} % have to be.", end=" ")
-    print(f"{all_counts[1] - all_counts[0]} lines are not, {unlisted} of them without a reason in {sys.argv[2]}")
-    sys.exit(0 if lines >= LEAST_LINES and branches >= LEAST_BRANCHES else 1)
+    print(f"{all_counts[1] - all_counts[0]} lines are not, {unlisted} of them without a reason in {sys.argv[2]};")
+    print(f"report: more than {MOST_UNLISTED} must not be without one")
+    sys.exit(0 if lines >= LEAST_LINES and branches >= LEAST_BRANCHES and unlisted <= MOST_UNLISTED else 1)
 
 
 main()

@@ -35,7 +35,7 @@ def options_of_sources(build):
         options = []
         words = iter(shlex.split(entry["command"])[1:])
         for word in words:
-            if word in ("-o", "-c"):
+            if word in ("-o", "-c", "-Xclang"):
                 next(words)
             elif not re.match("-[Of]", word):
                 options.append(word)

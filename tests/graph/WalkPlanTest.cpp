@@ -201,6 +201,20 @@ TEST_F(WalkPlan, ComputesNodesThatWereToBeComputedAndNoOthers) {
     EXPECT_TRUE(nodes[20]->isDirty());
 }
 
+TEST_F(WalkPlan, GoesOnAsItBeganWhenANodeChangesTheWiring) {
+    warm();
+    nodes[50]->onCompute = [this] {
+        network.disconnectAttr(nameOf(60), "out", nameOf(61), "in1");
+        network.deleteNode(nameOf(70));
+    };
+    Names expected = namesFrom(40, 70);
+    for (const std::string& name : namesFrom(71)) {
+        expected.push_back(name);
+    }
+    EXPECT_EQ(changed(40), expected);
+    EXPECT_EQ(nodes[60]->out()->numConnections(), 0U);
+}
+
 TEST_F(WalkPlan, GivesWayToWalksFromWithinACompute) {
     warm();
     bool inside = false;
