@@ -17,6 +17,25 @@ namespace {
 
 const std::string longName = "a_name_that_is_longer_than_what_a_string_holds_itself";
 
+/// A host's node with so many ports that most find no room beside it.
+class Crowded : public TessilGraph::NodeShape<Crowded> {
+public:
+    Crowded() {
+        for (int i = 0; i < 40; ++i) {
+            TessilGraph::addInput<double>(*this, ("in" + std::to_string(i)).c_str());
+        }
+    }
+};
+
+}  // namespace
+
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Crowded>{"FaultsCrowded", 9505};
+
+namespace {
+
+const bool crowdedIsRegistered = (TessilGraph::registerNodes<Crowded>(), true);
+
 /// A few linked nodes, one of them numbered.
 struct Few : FaultsNetwork {
     Few() {
@@ -35,6 +54,7 @@ struct Few : FaultsNetwork {
 TEST(BuildingShortOfMemory, MakesANodeOrNone) {
     everyAllocationFails<Few>([](Few& few) { few.add("AddDouble", "c"); });
     everyAllocationFails<Few>([](Few& few) { few.add("FaultsJoint", longName + longName); });
+    everyAllocationFails<Few>([](Few& few) { few.add("FaultsCrowded", "c"); });
 }
 
 TEST(BuildingShortOfMemory, NumbersANodeOrMakesNone) {
@@ -166,6 +186,8 @@ struct Waiting : Few {
         network.reset();
         add("AddDouble", "c");
     }
+
+    std::string picture() override { return std::to_string(Joint::alive) + " joints " + Few::picture(); }
 };
 
 TEST(BuildingShortOfMemory, HandsAWaitingNodeOutOrLetsItWait) {
@@ -204,6 +226,19 @@ struct Stored : Few {
     Stored() {
         network.cacheNodeNetwork(longName);
         network.cacheNodeNetwork("b");
+        computeByThem();
+    }
+
+    void computeByThem() {
+        network.setAllNodeDirty();
+        for (const std::string& name : {longName, std::string("b")}) {
+            network.computeNode(name, nullptr, false, true);
+        }
+    }
+
+    std::string later() override {
+        computeByThem();
+        return picture() + Few::later();
     }
 };
 
@@ -260,6 +295,18 @@ TEST(BuildingShortOfMemory, ResetsANetworkOrNot) {
             many.add("AddDouble", "n7");
         },
         Promise::Usable);
+}
+
+TEST(BuildingShortOfMemory, LetsNoNodeWaitAfterAResetThatFailed) {
+    everyAllocationFails<Few>([](Few& few) {
+        try {
+            few.network.reset();
+        } catch (...) {
+            MemoryShortage::end();
+            few.network.clearNodeCache();
+            throw;
+        }
+    });
 }
 
 TEST(BuildingShortOfMemory, ClearsTheNodeCache) {
@@ -319,12 +366,23 @@ struct RemovedPort : SparePort {
     }
 };
 
+/// It was removed from another node together with its link.
+struct LinkedPort : SparePort {
+    LinkedPort() {
+        port = std::make_unique<PortTemplate<double>>("linked");
+        network.getNode("b1")->addInputPort(port.get());
+        output("b").connectTo(port.get());
+        network.getNode("b1")->removeInputPort("linked");
+    }
+};
+
 TEST(BuildingShortOfMemory, TakesAPortInOrLeavesItToTheCaller) {
     for (const bool asInput : {true, false}) {
         const auto hand = [asInput](SparePort& world) { world.hand(asInput); };
         everyAllocationFails<SparePort>(hand);
         everyAllocationFails<SparePortForOpenLists>(hand);
         everyAllocationFails<RemovedPort>(hand);
+        everyAllocationFails<LinkedPort>(hand);
     }
 }
 

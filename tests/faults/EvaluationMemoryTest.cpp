@@ -51,16 +51,35 @@ private:
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
+/// The same, and a level walk may choose when to compute it.
+class Pure : public TessilGraph::NodeShape<Pure> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(12);
+        while (std::chrono::steady_clock::now() < end) {
+        }
+        out_->set(in1_->get() * 0.5 + in2_->get() + 1.0);
+        return true;
+    }
+
+private:
+    TessilGraph::PortTemplate<double>* in1_ = TessilGraph::addInput<double>(*this, "in1");
+    TessilGraph::PortTemplate<double>* in2_ = TessilGraph::addInput<double>(*this, "in2");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
 }  // namespace
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Slow>{"FaultsSlow", 9502};
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Deleter>{"FaultsDeleter", 9503};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Pure>{"FaultsPure", 9506, TessilGraph::pureNode};
 
 namespace {
 
-const bool areRegistered = (TessilGraph::registerNodes<Slow, Deleter>(), true);
+const bool areRegistered = (TessilGraph::registerNodes<Slow, Deleter, Pure>(), true);
 
 /// Layers of nodes of one type, each fed by two of the layer before; a last one that all of these lead to, and an
 /// order stored for that.
@@ -120,11 +139,16 @@ struct Layers : FaultsNetwork {
 };
 
 struct TinyNodes : Layers {
-    TinyNodes() : Layers("AddDouble", 9, 9) {}
+    TinyNodes() : Layers("AddDouble", 12, 9) {}
 };
 
 struct SlowNodes : Layers {
     SlowNodes() : Layers("FaultsSlow", 4, 4) {}
+};
+
+/// Narrower than where other types stand.
+struct PureNodes : Layers {
+    PureNodes() : Layers("FaultsPure", 6, 3) {}
 };
 
 constexpr bool serial = false;
@@ -145,8 +169,18 @@ TEST(EvaluationShortOfMemory, IsCompletedByStoredOrders) {
         Promise::Usable);
 }
 
+/// Shows what is stored by what a copy computes for the sake of a node that is clean.
+struct StoringNodes : TinyNodes {
+    std::string picture() override {
+        NetworkManager copy(network);
+        copy.getNode("n4_4")->setDirty(false);
+        copy.computeNode("n4_4", nullptr, serial, useCache);
+        return pictureOf(copy) + TinyNodes::picture();
+    }
+};
+
 TEST(EvaluationShortOfMemory, StoresAnOrderOrNot) {
-    everyAllocationFails<TinyNodes>([](TinyNodes& world) { world.network.cacheNodeNetwork("n4_4"); });
+    everyAllocationFails<StoringNodes>([](StoringNodes& world) { world.network.cacheNodeNetwork("n4_4"); });
 }
 
 /// The first of a row deletes the two in the middle before it is their turn.
@@ -184,6 +218,11 @@ TEST(EvaluationShortOfMemory, IsCompletedByLevelWalks) {
         Promise::Usable);
     everyAllocationFails<SlowNodes>(
         [](SlowNodes& world) {
+            world.evaluateOften([&world] { world.network.computeNode("last", nullptr, parallel); });
+        },
+        Promise::Usable);
+    everyAllocationFails<PureNodes>(
+        [](PureNodes& world) {
             world.evaluateOften([&world] { world.network.computeNode("last", nullptr, parallel); });
         },
         Promise::Usable);

@@ -14,6 +14,11 @@ namespace tests {
 /// A host's node whose outputs ask for memory.
 class Joint : public TessilGraph::NodeShape<Joint> {
 public:
+    Joint() { ++alive; }
+    ~Joint() override { --alive; }
+
+    static inline int alive = 0;
+
     bool compute(const TessilGraph::ComputeData*) override {
         const double sum = in1_->get() + in2_->get() + 1.0;
         text_->set("a text that finds no room in a string itself, " + std::to_string(sum) +

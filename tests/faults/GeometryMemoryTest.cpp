@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,7 +34,7 @@ struct Curves : World {
     std::string later() override { return textOf(curve.closestPoint({3, 1, 0}, 4, 20, 1e-6F)); }
 
     Curve curve{{{0, 0, 0}, {1, 2, 0}, {3, 1, 1}, {4, 0, 2}, {6, 1, 0}, {7, 7, 7}}};
-    Curve copy;
+    Curve copy{{{5, 5, 5}, {6, 6, 6}}};
 };
 
 TEST(GeometryShortOfMemory, CurvesAnswerOrStayAsTheyAre) {
@@ -121,15 +122,26 @@ struct Messages : World {
         Logger::setSink(previous);
     }
 
-    std::string picture() override { return "the log"; }
+    /// What arrives of a message.
+    std::string picture() override {
+        list.clear();
+        Logger::error() << "a message";
+        return list;
+    }
 
     std::string list;
     Logger::Sink previous;
 };
 
 TEST(LoggerShortOfMemory, LosesMessagesAndGoesOn) {
-    everyAllocationFails<Messages>(
-        [](Messages&) { Logger::error() << "a message that is longer than what a string holds itself" << 7 << 1.5; });
+    everyAllocationFails<Messages>([](Messages&) {
+        try {
+            Logger::error() << "a message that is longer than what a string holds itself" << 7 << 1.5;
+        } catch (...) {
+            MemoryShortage::end();
+            ADD_FAILURE() << "logging threw";
+        }
+    });
 }
 
 TEST(LoggerShortOfMemory, TakesASinkOrKeepsTheOneBefore) {
@@ -150,12 +162,18 @@ struct Loop : World {
     std::atomic<int> runs{0};
 };
 
+/// What a part of the work asks for itself.
+int ask() {
+    ::operator delete(::operator new(1));
+    return 1;
+}
+
 TEST(LoopsShortOfMemory, RunAllOrThrow) {
     everyAllocationFails<Loop>([](Loop& world) {
         std::vector<int> payload(40, 1);
         world.runs = 0;
         TessilUtils::parallel_for({0, 200}, [&world, payload](const TessilUtils::ParallelForRange& part) {
-            world.runs += static_cast<int>(part.end() - part.begin()) * payload.front();
+            world.runs += static_cast<int>(part.end() - part.begin()) * payload.front() * ask();
         });
         EXPECT_EQ(world.runs, 200);
     });
@@ -165,7 +183,7 @@ TEST(LoopsShortOfMemory, RunAllOrThrow) {
         TessilUtils::TaskGroup tasks;
         for (int i = 0; i < 20; ++i) {
             const std::vector<int> payload(10, 1);
-            tasks.run([&world, payload] { world.runs += payload.front(); });
+            tasks.run([&world, payload] { world.runs += payload.front() * ask(); });
             ++expected;
         }
         tasks.wait();

@@ -76,6 +76,7 @@ struct Searched : FaultsNetwork {
 TEST(WiringShortOfMemory, LooksForCyclesOrLinksNothing) {
     everyAllocationFails<Searched>([](Searched& world) { world.link("last", "first"); });
     everyAllocationFails<Searched>([](Searched& world) { world.link("low7", "high0"); });
+    everyAllocationFails<Searched>([](Searched& world) { world.link("last", "high0"); });
 }
 
 /// Hosts edit lists.
@@ -102,9 +103,15 @@ struct LinkedByHand : Searched {
     }
 };
 
+/// The input does not know of it.
+struct ListedByHand : Searched {
+    ListedByHand() { output("last").getConnections().push_back(&input("first")); }
+};
+
 TEST(WiringShortOfMemory, LooksThroughListsThatWereEdited) {
     everyAllocationFails<LinkedByHand>([](LinkedByHand& world) { world.link("low7", "low8", "in2"); });
     everyAllocationFails<LinkedByHand>([](LinkedByHand& world) { world.link("low7", "high3", "in2"); });
+    everyAllocationFails<ListedByHand>([](ListedByHand& world) { world.link("low7", "high3", "in2"); });
 }
 
 TEST(WiringShortOfMemory, LinksTwoOutputsOrNone) {
