@@ -51,11 +51,11 @@ private:
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
-/// The same, and a level walk may choose when to compute it.
+/// A host's node that takes even longer, and that a level walk computes when it likes.
 class Pure : public TessilGraph::NodeShape<Pure> {
 public:
     bool compute(const TessilGraph::ComputeData*) override {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(12);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(40);
         while (std::chrono::steady_clock::now() < end) {
         }
         out_->set(in1_->get() * 0.5 + in2_->get() + 1.0);
@@ -139,7 +139,12 @@ struct Layers : FaultsNetwork {
 };
 
 struct TinyNodes : Layers {
-    TinyNodes() : Layers("AddDouble", 12, 9) {}
+    TinyNodes() : Layers("AddDouble", 9, 9) {}
+};
+
+/// So many that the way through them is kept.
+struct KeptNodes : Layers {
+    KeptNodes() : Layers("AddDouble", 10, 9) {}
 };
 
 struct SlowNodes : Layers {
@@ -148,7 +153,7 @@ struct SlowNodes : Layers {
 
 /// Narrower than where other types stand.
 struct PureNodes : Layers {
-    PureNodes() : Layers("FaultsPure", 6, 3) {}
+    PureNodes() : Layers("FaultsPure", 3, 2) {}
 };
 
 constexpr bool serial = false;
@@ -156,8 +161,8 @@ constexpr bool parallel = true;
 constexpr bool useCache = true;
 
 TEST(EvaluationShortOfMemory, IsCompletedBySerialWalks) {
-    everyAllocationFails<TinyNodes>(
-        [](TinyNodes& world) { world.evaluateOften([&world] { world.network.computeNode("last"); }); },
+    everyAllocationFails<KeptNodes>(
+        [](KeptNodes& world) { world.evaluateOften([&world] { world.network.computeNode("last"); }); },
         Promise::Usable);
 }
 
@@ -303,6 +308,7 @@ TEST(EvaluationShortOfMemory, IsCompletedByFrames) {
         everyAllocationFails<Framed<TinyNodes>>([isParallel](Framed<TinyNodes>& world) { world.run(isParallel); },
                                                 Promise::Usable);
     }
+    everyAllocationFails<Framed<PureNodes>>([](Framed<PureNodes>& world) { world.run(true); }, Promise::Usable);
 }
 
 /// A network into which another one is copied.

@@ -22,10 +22,16 @@ struct Loose : FaultsNetwork {
     }
 };
 
+/// The next link finds no room in the list of a, nor beside it.
+struct Feeding : Loose {
+    Feeding() { link("a", "c"); }
+};
+
 TEST(WiringShortOfMemory, LinksOrLeavesBothEndsAsTheyAre) {
     everyAllocationFails<Loose>([](Loose& world) { world.link("c", "d"); });
     everyAllocationFails<Loose>([](Loose& world) { world.link("a", "c"); });
     everyAllocationFails<Loose>([](Loose& world) { world.link("b", "c"); });
+    everyAllocationFails<Feeding>([](Feeding& world) { world.link("a", "d"); });
 }
 
 TEST(WiringShortOfMemory, MakesManyLinksOfOneOutputOrSomeOfThem) {

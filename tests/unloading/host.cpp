@@ -19,6 +19,10 @@ int main(int, char** arguments) {
         }
         reinterpret_cast<void (*)()>(work)();
         dlclose(module);
+        if (dlopen(arguments[1], RTLD_NOW | RTLD_NOLOAD) != nullptr) {
+            std::fprintf(stderr, "the module stays loaded\n");
+            return 1;
+        }
     }
     return 0;
 }
