@@ -443,6 +443,18 @@ TEST_F(Prepared, FollowsListsThatAreEditedByHand) {
     EXPECT_EQ(output("later"), 1.0);
 }
 
+/// Each time that it is looked for, the log says so.
+TEST_F(Prepared, LooksForTheWayThroughACircleOnceForEachTarget) {
+    makeSums(5);
+    auto& first = input("sum0", "in2");
+    auto& last = *network->getNode("sum4")->getOutputPort("out");
+    first.getConnections().push_back(&last);
+    last.getConnections().push_back(&first);
+    PreparedEvaluation evaluation(*network, Names{"sum4", "sum2"});
+    expectResult(evaluation.run(), RunStatus::Done, 5);
+    EXPECT_EQ(takeLog().size(), 2U);
+}
+
 TEST_F(Prepared, FollowsListsOfLinksThatWereLentLongAgo) {
     makeSums(2);
     network->createNode("AddDouble", "later");
