@@ -634,6 +634,38 @@ TEST_F(NetworkCopy, RefusesCyclesThroughLinksThatACloneBringsAlong) {
     Accompanied::companion.reset();
 }
 
+/// Has two inputs of one name, the second of which it put there itself.
+class Alike : public Node {
+public:
+    Alike() {
+        addInputPort(new PortTemplate<double>("in"));
+        addInputPort(new PortTemplate<double>("other"));
+        Port*& place = *(inputPortBegin() + 1);
+        const std::unique_ptr<Port> former(place);
+        place = new PortTemplate<double>("in");
+        place->setNode(this);
+    }
+
+    std::string typeStr() const override { return "Alike"; }
+    unsigned int typeId() const override { return 0; }
+    Node* clone() override { return new Alike; }
+    bool compute(const ComputeData*) override { return true; }
+};
+
+TEST_F(NetworkCopy, TellsInputsOfOneNameApartByTheirPlaces) {
+    NetworkManager original;
+    original.addNode(new tests::Pipe, "source");
+    original.addNode(new Alike, "alike");
+    const auto inputsOf = [](NetworkManager& manager) {
+        const Node& node = *manager.getNode("alike");
+        return std::vector<Port*>(node.inputPortCBegin(), node.inputPortCEnd());
+    };
+    ASSERT_TRUE(original.getNode("source")->getOutputPort("out")->connectTo(inputsOf(original).back()));
+    NetworkManager copy(original);
+    EXPECT_EQ(inputsOf(copy).front()->numConnections(), 0U);
+    EXPECT_EQ(inputsOf(copy).back()->numConnections(), 1U);
+}
+
 /// Does something of its own whenever it is cloned.
 class Willful : public tests::Pipe {
 public:
