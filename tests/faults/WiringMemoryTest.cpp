@@ -160,7 +160,7 @@ struct Marked : FaultsNetwork {
     std::string later() override {
         set("n0", -1.0);
         std::string dirty;
-        for (const Node* node : network.getAllNodes()) {
+        for (const TessilGraph::Node* node : network.getAllNodes()) {
             dirty += node->isDirty() ? node->name() + " " : "";
         }
         return dirty;
