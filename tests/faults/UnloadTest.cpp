@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <condition_variable>
-#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -109,7 +108,7 @@ TEST(Unloading, LeavesTheLibraryToOthersThatUseIt) {
         goes.reset();
         EXPECT_EQ(stays.evaluate(), expected);
     }
-    std::remove(other.c_str());
+    unlink(other.c_str());
 }
 
 }  // namespace
