@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/LentLists.h>
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/NetworkCopy.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
@@ -152,6 +153,7 @@ void NetworkManager::addNode(Node* node, const std::string& name) {
     }
     constexpr bool made = false;
     nodes_.enter(*node, NodeSet::FreeName(nodes_, name), made);
+    internal::LentLists::noteLinks(*node);
 }
 
 Node* NetworkManager::createNode(const std::string& type, const std::string& name) {
@@ -160,6 +162,7 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
     Node* waiting = waitingNode(unique);
     if (waiting != nullptr && waiting->typeStr() == type) {
         nodes_.enter(*waiting, unique, made);
+        internal::LentLists::noteLinks(*waiting);
         eraseCacheEntry(unique);
         return waiting;
     }

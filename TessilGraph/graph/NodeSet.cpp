@@ -177,6 +177,7 @@ void NodeSet::rename(Position position, const HashedName& newName) {
         name.swap(keptNames_[position]);
         keptNames_.erase(position);
         settle(node, position);
+        internal::LentLists::noteLinks(node);
     }
     index_.erase(HashedName(name).hash(), position);
     index_.insert(newName.hash(), position, {&node});
@@ -265,6 +266,7 @@ void NodeSet::keepName(Node& node) {
     Access::home(node) = nullptr;
     Access::bringDirtyHome(node);
     internal::LentLists::nodeMoves(node);
+    internal::LentLists::noteLinks(node);
 }
 
 const std::vector<NodeSet::Position>& NodeSet::sorted() {

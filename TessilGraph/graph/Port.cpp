@@ -165,6 +165,7 @@ bool Port::connectTo(Port* other) {
         internal::LentLists::watch(*other);
     }
     addPeer(*other);
+    internal::LentLists::noteLink(node_, other->node_);
     noteLinkTo(*other);
     other->noteLinkTo(*this);
     return true;
@@ -182,7 +183,8 @@ bool Port::linkAtOnce(Port& in) {
     if (&typeid(*this) != library || &typeid(in) != library) {
         return false;
     }
-    if (node_ == nullptr || in.node_ == nullptr || node_ == in.node_ || node_->label_ >= in.node_->label_) {
+    if (node_ == nullptr || in.node_ == nullptr || node_ == in.node_ || node_->label_ >= in.node_->label_ ||
+        node_->home_ != in.node_->home_) {
         return false;
     }
     addPeer(in);

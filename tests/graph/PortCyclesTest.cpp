@@ -1,5 +1,6 @@
 #include <TessilGraph/graph/Port.h>
 
+#include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
@@ -522,6 +523,33 @@ TEST(Port, LooksForCyclesThroughALinkedOutputThatANodeTookAsAnInput) {
         EXPECT_FALSE(below.out()->connectTo(source.in(0)));
         EXPECT_EQ(takeLog(), (Messages{cycleMessage, cycleMessage}));
     });
+}
+
+TEST(Port, LooksForCyclesThroughListsThatWereEditedInAnotherNetwork) {
+    enum class Link { Made, MadeBeforeTheyStandThere, EditedByHand };
+    for (const Link link : {Link::Made, Link::MadeBeforeTheyStandThere, Link::EditedByHand}) {
+        forEachOrderOfMaking(3, [link](std::vector<std::unique_ptr<Sum>>& nodes) {
+            Sum* first = nodes[0].release();
+            Sum* middle = nodes[1].release();
+            Sum* last = nodes[2].release();
+            if (link == Link::MadeBeforeTheyStandThere) {
+                EXPECT_TRUE(first->out()->connectTo(middle->in(0)));
+            }
+            NetworkManager there;
+            NetworkManager here;
+            there.addNode(middle, "middle");
+            here.addNode(first, "first");
+            here.addNode(last, "last");
+            if (link == Link::Made) {
+                EXPECT_TRUE(first->out()->connectTo(middle->in(0)));
+            } else if (link == Link::EditedByHand) {
+                first->out()->getConnections().push_back(middle->in(0));
+            }
+            middle->out()->getConnections().push_back(last->in(0));
+            EXPECT_FALSE(last->out()->connectTo(first->in(0)));
+            EXPECT_EQ(takeLog(), Messages{cycleMessage});
+        });
+    }
 }
 
 }  // namespace

@@ -2,9 +2,12 @@
 
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/CycleCheck.h>
+#include <TessilGraph/graph/internal/NetworkState.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <mutex>
 #include <unordered_map>
@@ -49,13 +52,21 @@ Owner thisThread() {
     return owner;
 }
 
-bool isThread(Owner owner) {
-    return owner % 2 == 1;
-}
-
 Owner ownerOf(const Node* node) {
     const void* home = node != nullptr ? Access::home(*node) : nullptr;
     return home != nullptr ? reinterpret_cast<Owner>(home) : thisThread();
+}
+
+void noteLinkAbroad(Node& node) {
+    if (Access::home(node) != nullptr) {
+        Access::home(node)->linkedAbroad.store(true, std::memory_order_relaxed);
+    }
+}
+
+/// Whether something downstream of the node may stand elsewhere than it does.
+bool leadsAbroad(const Node* node) {
+    const NetworkState* home = node != nullptr ? Access::home(*node) : nullptr;
+    return home == nullptr || home->linkedAbroad.load(std::memory_order_relaxed);
 }
 
 /// Whether labels grow along a link, or could be made to.
@@ -75,6 +86,9 @@ void setEpoch(Port& input, std::uint32_t epoch) {
 enum class Verdict { Sound, OneSided, Disordered };
 
 Verdict checkOutput(Port& output) {
+    for (const Port* peer : Access::connections(output)) {
+        noteLink(output.node(), peer != nullptr ? peer->node() : nullptr);
+    }
     for (Port* peer : Access::connections(output)) {
         if (peer != nullptr && (peer->isOutput() || !isInOrder(output.node(), peer->node()))) {
             return Verdict::Disordered;
@@ -184,10 +198,11 @@ bool settleEntriesOf(Register& all, Owner owner) {
     return ordered;
 }
 
-bool anyOtherThreadHasEntries(const Register& all) {
+/// Whether there are entries of none of these owners.
+bool othersHaveEntries(const Register& all, std::initializer_list<Owner> owners) {
     for (auto entry = all.entries.begin(); entry != all.entries.end();) {
         const Owner owner = entry->first.first;
-        if (isThread(owner) && owner != thisThread()) {
+        if (std::find(owners.begin(), owners.end(), owner) == owners.end()) {
             return true;
         }
         entry = all.firstOf(owner + 1);
@@ -245,19 +260,43 @@ void nodeMoves(Node& node) noexcept {
     moveAll(Access::outputs(node));
 }
 
+void noteLink(Node* one, Node* other) noexcept {
+    if (one != nullptr && other != nullptr && Access::home(*one) != Access::home(*other)) {
+        noteLinkAbroad(*one);
+        noteLinkAbroad(*other);
+    }
+}
+
+void noteLinks(Node& node) noexcept {
+    const auto noteAll = [&node](PortRange ports) {
+        for (const Port* port : ports) {
+            if (port == nullptr) {
+                continue;
+            }
+            for (const Port* peer : Access::connections(*port)) {
+                if (peer != nullptr && Access::isLoose(*peer)) {
+                    noteLinkAbroad(node);
+                } else if (peer != nullptr) {
+                    noteLink(&node, peer->node());
+                }
+            }
+        }
+    };
+    noteAll(Access::inputs(node));
+    noteAll(Access::outputs(node));
+}
+
 bool settleWatched(const Port& one, const Port& other) {
     Register& all = watchRegister();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    bool ordered = settleEntriesOf(all, thisThread());
-    for (const Owner owner : {ownerOf(one.node()), ownerOf(other.node())}) {
-        if (!isThread(owner)) {
-            ordered = settleEntriesOf(all, owner) && ordered;
-        } else if (anyOtherThreadHasEntries(all)) {
-            // Another thread's ports are left alone: it may be using them.
-            ordered = false;
-        }
+    const std::initializer_list<Owner> owners = {thisThread(), ownerOf(one.node()), ownerOf(other.node())};
+    bool ordered = true;
+    for (const Owner owner : owners) {
+        ordered = settleEntriesOf(all, owner) && ordered;
     }
-    return ordered;
+    // The ports of other networks and threads are left alone: others may be using them.
+    const bool mayLeadThere = leadsAbroad(one.node()) || leadsAbroad(other.node());
+    return ordered && !(mayLeadThere && othersHaveEntries(all, owners));
 }
 
 }  // namespace TessilGraph::internal::LentLists

@@ -18,7 +18,7 @@ namespace TessilGraph::internal {
 /// links, and when two outputs are linked. Entries are kept apart by the network that a port's node
 /// stands in, which one thread uses at a time; those of nodes outside any network by the thread that
 /// entered them. Before a link is made, the entries of its two ends are looked through, and what is
-/// found sound leaves the register.
+/// found sound leaves the register. Those of others are not, but where links lead there, they matter.
 namespace LentLists {
 
 /// Enters a port, with what its list holds now. Safe from several threads at once. An entry of a port that
@@ -34,6 +34,12 @@ void forget(Port& port);
 
 /// Carries the entries of a node's ports along when the node enters or leaves a network.
 void nodeMoves(Node& node) noexcept;
+
+/// To be told of a link when it is made.
+void noteLink(Node* one, Node* other) noexcept;
+
+/// The same of all links of a node that comes to a network or leaves one, where it may have some.
+void noteLinks(Node& node) noexcept;
 
 /// How many ports the register holds; spares everybody the lock while there are none.
 extern std::atomic<std::size_t> watchedPorts;

@@ -60,6 +60,9 @@ struct NetworkState {
     /// The innermost order that is being computed by a serial walk; null while there is none.
     RunningOrder* runningOrder = nullptr;
 
+    /// Set once a link has led from here to a node outside, or from there to here.
+    std::atomic<bool> linkedAbroad{false};
+
     /// How many evaluations are under way, one from within another.
     std::atomic<std::uint32_t> evaluations{0};
 
