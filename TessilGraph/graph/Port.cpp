@@ -172,8 +172,8 @@ bool Port::connectTo(Port* other) {
 }
 
 /// Makes the link to an input where one look shows that nothing speaks against it, as it does for most: both
-/// ports are the library's, the input has no past, and the nodes are in order already. False, with nothing
-/// changed, where it takes more to tell.
+/// ports are the library's, the input has no past, and the nodes stand together and in order already. False, with
+/// nothing changed, where it takes more to tell.
 bool Port::linkAtOnce(Port& in) {
     if (input_ || !in.input_ || valueType_ != in.valueType_ || valueType_ == 0 || !in.connections_.empty() ||
         internal::Access::hasLost(in) || !internal::LentLists::areNone()) {

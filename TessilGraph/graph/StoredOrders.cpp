@@ -95,7 +95,7 @@ void StoredOrders::nodeDies(Node& node) noexcept {
         dead_.insert(&node);
     } catch (const std::bad_alloc&) {
         for (const auto& [name, order] : orders_) {
-            internal::leaveOut(node, order->nodes);
+            internal::replaceByNull(node, order->nodes);
         }
     }
 }

@@ -16,13 +16,17 @@ using TessilGraph::RunStatus;
 
 namespace {
 
+void beBusy(std::chrono::microseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (std::chrono::steady_clock::now() < end) {
+    }
+}
+
 /// A host's node that takes so long that other threads help.
 class Slow : public TessilGraph::NodeShape<Slow> {
 public:
     bool compute(const TessilGraph::ComputeData*) override {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(12);
-        while (std::chrono::steady_clock::now() < end) {
-        }
+        beBusy(std::chrono::microseconds(12));
         out_->set(in1_->get() * 0.5 + 1.0);
         return true;
     }
@@ -55,9 +59,7 @@ private:
 class Pure : public TessilGraph::NodeShape<Pure> {
 public:
     bool compute(const TessilGraph::ComputeData*) override {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(40);
-        while (std::chrono::steady_clock::now() < end) {
-        }
+        beBusy(std::chrono::microseconds(40));
         out_->set(in1_->get() * 0.5 + in2_->get() + 1.0);
         return true;
     }

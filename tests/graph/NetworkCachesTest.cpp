@@ -53,6 +53,21 @@ protected:
         return takeComputed();
     }
 
+    /// As many as it takes for one to stand where a deleted node stood in memory, each with an order of its own.
+    void storeNewNodes() {
+        for (const std::string& name : newNames) {
+            network.createNode(pipe, name);
+            network.cacheNodeNetwork(name);
+        }
+    }
+
+    void expectNewNodesAlone() {
+        for (const std::string& name : newNames) {
+            EXPECT_EQ(replayed(network, name), Names{name});
+        }
+    }
+
+    const Names newNames = {"new0", "new1", "new2", "new3", "new4", "new5", "new6", "new7"};
     NetworkManager network;
     Node* a = nullptr;
     Node* b = nullptr;
@@ -178,34 +193,20 @@ TEST_F(NetworkCaches, LoseADeletedNodeForGoodThoughANewOneTakesItsPlace) {
 TEST_F(NetworkCaches, KeepANewNodeThatStandsWhereADeletedOneStood) {
     network.cacheNodeNetwork("c");
     network.deleteNode("b");
-    for (int made = 0; made < 8; ++made) {
-        const std::string name = "new" + std::to_string(made);
-        network.createNode(pipe, name);
-        network.cacheNodeNetwork(name);
-    }
-    for (int made = 0; made < 8; ++made) {
-        const std::string name = "new" + std::to_string(made);
-        EXPECT_EQ(replayed(network, name), Names{name});
-    }
+    storeNewNodes();
+    expectNewNodesAlone();
 }
 
 TEST_F(NetworkCaches, DoNotTakeANewNodeIntoAnOrderThatIsBeingComputed) {
     network.cacheNodeNetwork("c");
     static_cast<tests::ProbeNode*>(a)->onCompute = [this] {
         network.deleteNode("b");
-        for (int made = 0; made < 8; ++made) {
-            const std::string name = "new" + std::to_string(made);
-            network.createNode(pipe, name);
-            network.cacheNodeNetwork(name);
-        }
+        storeNewNodes();
         static_cast<tests::ProbeNode*>(a)->onCompute = nullptr;
     };
     EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
     EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
-    for (int made = 0; made < 8; ++made) {
-        const std::string name = "new" + std::to_string(made);
-        EXPECT_EQ(replayed(network, name), Names{name});
-    }
+    expectNewNodesAlone();
 }
 
 TEST_F(NetworkCaches, ComputeAnOrderToItsEndThoughItIsReplacedMeanwhile) {

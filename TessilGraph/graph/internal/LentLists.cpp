@@ -291,8 +291,9 @@ bool settleWatched(const Port& one, const Port& other) {
     const std::lock_guard<std::mutex> lock(all.mutex);
     const std::initializer_list<Owner> owners = {thisThread(), ownerOf(one.node()), ownerOf(other.node())};
     bool ordered = true;
-    for (const Owner owner : owners) {
-        ordered = settleEntriesOf(all, owner) && ordered;
+    for (const Owner* owner = owners.begin(); owner != owners.end(); ++owner) {
+        const bool isSettled = std::find(owners.begin(), owner, *owner) != owner;
+        ordered = (isSettled || settleEntriesOf(all, *owner)) && ordered;
     }
     // The ports of other networks and threads are left alone: others may be using them.
     const bool mayLeadThere = leadsAbroad(one.node()) || leadsAbroad(other.node());

@@ -35,10 +35,10 @@ void forget(Port& port);
 /// Carries the entries of a node's ports along when the node enters or leaves a network.
 void nodeMoves(Node& node) noexcept;
 
-/// To be told of a link when it is made.
+/// To be told of a link when it is made: networks know by that whether links lead out of them.
 void noteLink(Node* one, Node* other) noexcept;
 
-/// The same of all links of a node that comes to a network or leaves one, where it may have some.
+/// The same of all links of a node that comes to a network or leaves one, unless it is known to have none.
 void noteLinks(Node& node) noexcept;
 
 /// How many ports the register holds; spares everybody the lock while there are none.

@@ -25,11 +25,11 @@ void RunningOrder::leaveOut(const Node& node) noexcept {
         }
         dead_->insert(&node);
     } catch (const std::bad_alloc&) {
-        internal::leaveOut(node, nodes_);
+        replaceByNull(node, nodes_);
     }
 }
 
-void leaveOut(const Node& node, std::vector<Node*>& nodes) noexcept {
+void replaceByNull(const Node& node, std::vector<Node*>& nodes) noexcept {
     std::replace(nodes.begin(), nodes.end(), const_cast<Node*>(&node), static_cast<Node*>(nullptr));
 }
 

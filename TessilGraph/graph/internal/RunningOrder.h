@@ -49,8 +49,8 @@ private:
     RunningOrder* const outer_;  ///< From within which this one runs; null if there is none.
 };
 
-/// Puts null in the place of a node.
-void leaveOut(const Node& node, std::vector<Node*>& nodes) noexcept;
+/// Looks through all of the nodes.
+void replaceByNull(const Node& node, std::vector<Node*>& nodes) noexcept;
 
 }  // namespace internal
 }  // namespace TessilGraph
