@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <deque>
 #include <map>
+#include <random>
 #include <utility>
 
 namespace bench {
@@ -28,14 +29,18 @@ public:
         : side_(side), wallTime_(wallTime), units_(side.units > 0.0 ? side.units : units) {
         constexpr double enough = 2e6;
         constexpr double longEnough = 5e8;
+        constexpr double settled = 1.5e8;
         constexpr int atMost = 100000;
-        double once = 0.0;
-        // The first runs also warm the caches; long ones do so at once.
-        for (int i = 0; i < 3 && once < longEnough; ++i) {
+        const double begin = wallNow();
+        double once = longEnough;
+        double all = 0.0;
+        // The first runs also warm the caches, and networks plan in them what comes again; long ones do so at once.
+        for (int i = 0; all < (i < 10 ? longEnough : settled); ++i) {
             prepare();
             const double start = wallNow();
             side_.run();
-            once = wallNow() - start;
+            once = std::min(once, wallNow() - start);
+            all = wallNow() - begin;
         }
         isShort_ = once < 2e4;
         runs_ = static_cast<int>(std::clamp(enough / std::max(once, 20.0), 1.0, double{atMost}));
@@ -106,10 +111,17 @@ void runRounds(benchmark::State& state, const std::string& name, const Case& com
     for (const Rival& rival : compared.rivals) {
         timers.emplace_back(rival.side, compared.wallTime, compared.units);
     }
+    // Whoever comes after another one finds the caches, and threads that are still awake, as that one left them.
+    std::vector<Timer*> turns;
+    for (Timer& timer : timers) {
+        turns.push_back(&timer);
+    }
+    std::mt19937 draw(1);
     for (auto _ : state) {
         bool isRight = true;
-        for (Timer& timer : timers) {
-            isRight = timer.round() && isRight;
+        std::shuffle(turns.begin(), turns.end(), draw);
+        for (Timer* timer : turns) {
+            isRight = timer->round() && isRight;
         }
         state.SetIterationTime(timers.front().times().back() * 1e-9);
         if (!isRight) {

@@ -67,8 +67,11 @@ public:
         const Kernels kernels = this->kernels();
         const Step* steps = steps_.data();
         const bool fetches = isLarge();
-        while (begin != end && (fetches ? kernels.computeAndFetch(steps[begin]) : kernels.compute(steps[begin]))) {
-            ++begin;
+        for (; begin != end; ++begin) {
+            const Step step = steps[begin];
+            if (fetches ? !kernels.computeAndFetch(step) : !kernels.compute(step)) {
+                break;
+            }
         }
         return begin;
     }

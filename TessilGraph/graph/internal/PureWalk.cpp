@@ -19,9 +19,11 @@ namespace {
 constexpr double segmentCost = 16000.0;
 constexpr double planCostPerNode = 30.0;
 constexpr double worthPlanning = 40000.0;
+constexpr double worthPlanningTiny = 200000.0;  // Values of tiny nodes take longer to another core than the nodes do.
 constexpr unsigned int usesPerSum = 32;
 constexpr unsigned int patience = 4;
-constexpr double muchTooLong = 3.0;  // Times as long as in turn.
+constexpr double tooLong = 1.5;  // Times as long as in turn.
+constexpr double muchTooLong = 3.0;
 constexpr unsigned int usesWithoutPlan = 256;
 constexpr unsigned int firstTimeInTurn = 8;
 constexpr double littleWork = 1e7;
@@ -253,18 +255,22 @@ void PureWalk::compute(const ComputeData* data) {
 bool PureWalk::isWorthPlanning() const {
     const double cost = cost_ * scale_;
     const double planning = uses_ != 0 ? 0.0 : planCostPerNode * static_cast<double>(order_.size());
-    return cost >= worthPlanning && cost / threadCount() + planning < 0.9 * cost;
+    return cost >= (areTiny() ? worthPlanningTiny : worthPlanning) && cost / threadCount() + planning < 0.9 * cost;
 }
 
 /// Tiny nodes seem dearer one by one than they are together, where their values stay in one cache; how much, a walk
 /// in turn shows. Without one there is no plan for them.
 bool PureWalk::findScale() {
     scale_ = timeInTurn_ != 0.0 && timeInTurn_ < cost_ ? timeInTurn_ / cost_ : 1.0;
-    return timeInTurn_ != 0.0 || cost_ >= littleWork || cost_ >= tinyNode * static_cast<double>(order_.size());
+    return timeInTurn_ != 0.0 || !areTiny();
+}
+
+bool PureWalk::areTiny() const {
+    return cost_ < tinyNode * static_cast<double>(order_.size());
 }
 
 void PureWalk::plan() {
-    if (planned_ == &sorted_ && uses_ >= inTurnAt_ && cost_ < littleWork) {
+    if (planned_ == &sorted_ && uses_ >= inTurnAt_ && cost_ * scale_ < littleWork) {
         inTurnStep_ = std::min(2 * inTurnStep_, usesWithoutPlan);
         inTurnAt_ = uses_ + inTurnStep_;
         takeAsItStands();
@@ -325,7 +331,12 @@ void PureWalk::judge(double elapsed) {
         failedUses_ -= failedUses_ != 0 ? 1 : 0;
         return;
     }
-    failedUses_ += elapsed > muchTooLong * inTurn ? patience : 1;
+    failedUses_ += 1;
+    if (elapsed > muchTooLong * inTurn) {
+        failedUses_ = patience;
+    } else if (elapsed > tooLong * inTurn) {
+        failedUses_ += 1;
+    }
     if (failedUses_ >= patience) {
         takeAsItStands();
         planFrom_ = uses_ + usesWithoutPlan;

@@ -82,6 +82,7 @@ private:
     void sumUp();
     bool isWorthPlanning() const;
     bool findScale();
+    bool areTiny() const;
     bool isWorthALoop(const Rank& rank) const;
     void plan();
     void takeAsItStands();

@@ -23,7 +23,8 @@ constexpr float measuredAtOnce = 2000.0f;
 constexpr float unknownGuess = 500.0f;  ///< Of a node that was never measured; it keeps batches small.
 constexpr float slowNode = 500.0f;      ///< From here on measuring is cheap.
 constexpr unsigned int batchesPerMeasure = 32;
-constexpr unsigned int plannedBatchesPerMeasure = 256;
+constexpr std::ptrdiff_t kernelsAtOnce = 1024;  ///< Of nodes that cannot fail.
+constexpr unsigned int plannedBatchesPerMeasure = 16;
 
 class Stopwatch {
 public:
@@ -164,8 +165,9 @@ void StageRun::computeAsPlanned(const Stage& stage, const OrderPlan* plan) {
 
 void StageRun::computeInTurn(Node* const* begin, Node* const* end) {
     const bool isPlanned = plan_ != nullptr && plan_->hasKernelsOnly();
+    const std::ptrdiff_t atOnce = isPlanned ? kernelsAtOnce : nodesAtOnce;
     while (begin != end) {
-        Node* const* batchEnd = end - begin > nodesAtOnce ? begin + nodesAtOnce : end;
+        Node* const* batchEnd = end - begin > atOnce ? begin + atOnce : end;
         if (isPlanned ? !arePlannedToBeMeasured() : !isToBeMeasured(Access::cost(**begin))) {
             if (!computeBatch(begin, batchEnd)) {
                 return;
