@@ -21,6 +21,7 @@ constexpr double planCostPerNode = 30.0;
 constexpr double worthPlanning = 40000.0;
 constexpr double worthPlanningTiny = 200000.0;  // Values of tiny nodes take longer to another core than the nodes do.
 constexpr unsigned int usesPerSum = 32;
+constexpr unsigned int usesPerSumOfKernels = 256;
 constexpr unsigned int patience = 4;
 constexpr double tooLong = 1.5;  // Times as long as in turn.
 constexpr double muchTooLong = 3.0;
@@ -33,8 +34,9 @@ constexpr double tinyNode = 500.0;  // What nodes take that are quicker is not k
 
 PureWalk::Found PureWalk::gather(Node& target, const NetworkState& network) {
     if (isCurrent(target, network)) {
-        // What nodes take is looked at now and then.
-        if (uses_++ % usesPerSum == 0) {
+        // What nodes take is looked at now and then; of kernels it hardly changes, and the nodes are cold.
+        const bool areKernels = kernels_ != nullptr && kernels_->hasKernelsOnly();
+        if (uses_++ % (areKernels ? usesPerSumOfKernels : usesPerSum) == 0) {
             sumUp();
         }
         return Found::PureNodes;
