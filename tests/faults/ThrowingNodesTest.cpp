@@ -114,6 +114,27 @@ TEST_P(ThrowingNodes, MayThrowAgainAndAgain) {
     EXPECT_EQ(doers_.values(), rightValues(1.0));
 }
 
+TEST_P(ThrowingNodes, AreDirtyAfterwardsThoughTheyMarkedThemselvesClean) {
+    double value = 0.0;
+    for (int round = 0; round < 3; ++round) {
+        for (const std::string& name : doers_.names) {
+            SCOPED_TRACE(name);
+            doers_.change(value += 1.0);
+            deed = [&name](Node& node) {
+                if (node.name() == name) {
+                    node.setDirty(false);
+                    throw Refusal(name);
+                }
+            };
+            EXPECT_THROW(GetParam().evaluate(doers_), Refusal);
+            deed = nullptr;
+            EXPECT_TRUE(doers_.network.getNode(name)->isDirty());
+            GetParam().evaluate(doers_);
+            EXPECT_EQ(doers_.values(), rightValues(value));
+        }
+    }
+}
+
 /// One node at a time throws, once: the next one that is computed throws nothing any more.
 TEST_P(ThrowingNodes, MayThrowAtAnyPointAndOnlyThere) {
     addShortcut(doers_);

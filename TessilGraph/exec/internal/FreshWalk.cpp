@@ -41,7 +41,7 @@ public:
             if (!control_.mayGoOn()) {
                 return false;
             }
-            upstream->compute(data_);
+            computeOrLeaveDirty(*upstream, data_);
             upstream->setDirty(false);
             control_.addComputed(1);
             if (!control_.goesOn(1) || state_.wiring.load(std::memory_order_relaxed) != wiring) {

@@ -1,6 +1,7 @@
 #include <TessilGraph/exec/internal/Run.h>
 
 #include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/internal/EvaluationOrder.h>
 
 #include <atomic>
 #include <chrono>
@@ -211,10 +212,9 @@ bool Run::node(Slot slot, Turn& turn) {
     }
     const Clock::time_point begin = how_.timed ? Clock::now() : Clock::time_point();
     try {
-        node.compute(how_.data);
+        computeOrLeaveDirty(node, how_.data);
     } catch (...) {
         control_.stop();
-        node.setDirtyFlag();
         throw;
     }
     ++turn.computed;

@@ -341,12 +341,21 @@ bool runsInACircle(Node& target) {
     return walkUpstream(target, Gather::Dirty, ByMarks(nullptr), scratch) == Outcome::Cyclic;
 }
 
+void computeOrLeaveDirty(Node& node, const ComputeData* data) {
+    try {
+        node.compute(data);
+    } catch (...) {
+        node.setDirtyFlag();
+        throw;
+    }
+}
+
 void computeIfDirty(Node& node, const ComputeData* data) {
     if (node.profileTime() != 0) {
         node.setProfileTime(0);
     }
     if (node.isDirty()) {
-        node.compute(data);
+        computeOrLeaveDirty(node, data);
         Access::setClean(node);
     }
 }

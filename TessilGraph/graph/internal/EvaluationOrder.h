@@ -30,6 +30,9 @@ std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home
 /// Whether links between dirty nodes upstream of `target` run in a circle.
 bool runsInACircle(Node& target);
 
+/// Computes a node. One that throws is dirty afterwards, whatever it did to its own flag.
+void computeOrLeaveDirty(Node& node, const ComputeData* data);
+
 /// Computes a node and marks it clean, if it is dirty. Sets its profile time to 0.
 void computeIfDirty(Node& node, const ComputeData* data);
 

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
+#include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/KernelPorts.h>
 #include <TessilGraph/graph/internal/PreparedNodes.h>
 
@@ -271,7 +272,7 @@ void OrderPlan::computeByKernels(const std::uint32_t* places, std::size_t count)
 
 bool OrderPlan::computeByItself(std::size_t place, const ComputeData* data) {
     Node& node = *order_[place];
-    node.compute(data);
+    computeOrLeaveDirty(node, data);
     Access::setClean(node);
     return isCurrent() && knowsProfileTimes();
 }
