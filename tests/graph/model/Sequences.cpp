@@ -18,8 +18,11 @@ constexpr std::size_t stepsOfASequence = 300;
 /// Some words make no step, so that a sequence has more of them.
 constexpr std::size_t triesOfASequence = 600;
 
+/// With how far it has been made shorter, so that steps that are needed are not tried again and again.
 struct Sequence {
     std::vector<Words> steps;
+    std::size_t chunk = triesOfASequence / 2;  ///< So many steps are left out at once; 0: it gets no shorter.
+    std::size_t end = triesOfASequence;        ///< Of the steps that have not been tried with this chunk.
 };
 
 void showValue(const Sequence& sequence, std::ostream& out) {
@@ -47,15 +50,42 @@ Sequence sequenceOf(std::uint64_t seed, std::size_t wordsOfAStep) {
     return sequence;
 }
 
+/// The sequence without the chunk that ends there, to be gone on with before it.
+Sequence withoutChunk(const Sequence& sequence, std::size_t end) {
+    const std::size_t begin = end - std::min(end, sequence.chunk);
+    Sequence left = sequence;
+    const auto first = left.steps.begin();
+    left.steps.erase(first + static_cast<std::ptrdiff_t>(begin), first + static_cast<std::ptrdiff_t>(end));
+    left.end = begin;
+    return left;
+}
+
+/// Chunks are left out from behind, then smaller ones: sequences in number about as the steps that are needed, times
+/// the logarithm of all. The last one is the sequence itself, which fails again and so is gone on with.
+std::vector<Sequence> withFewerSteps(const Sequence& sequence) {
+    std::vector<Sequence> shorter;
+    for (std::size_t end = std::min(sequence.end, sequence.steps.size()); end != 0;
+         end -= std::min(end, sequence.chunk)) {
+        shorter.push_back(withoutChunk(sequence, end));
+    }
+    shorter.push_back(sequence);
+    shorter.back().chunk = sequence.chunk / 2;
+    shorter.back().end = triesOfASequence;
+    return shorter;
+}
+
 /// Fewer steps, then smaller words: a word that is 0 stands for the first of what it chooses from.
 rc::Seq<Sequence> shorter(const Sequence& sequence) {
-    const auto asSequence = [](std::vector<Words> steps) { return Sequence{std::move(steps)}; };
+    if (sequence.chunk != 0) {
+        return rc::seq::fromContainer(withFewerSteps(sequence));
+    }
     const auto smaller = [](const Words& words) {
         return rc::shrink::eachElement(
             words, [](std::uint16_t word) { return rc::shrink::towards<std::uint16_t>(word, std::uint16_t{0}); });
     };
-    return rc::seq::concat(rc::seq::map(rc::shrink::removeChunks(sequence.steps), asSequence),
-                           rc::seq::map(rc::shrink::eachElement(sequence.steps, smaller), asSequence));
+    return rc::seq::map(rc::shrink::eachElement(sequence.steps, smaller), [](std::vector<Words> steps) {
+        return Sequence{std::move(steps), 0, 0};
+    });
 }
 
 rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep) {
