@@ -18,11 +18,13 @@ constexpr std::size_t stepsOfASequence = 300;
 /// Some words make no step, so that a sequence has more of them.
 constexpr std::size_t triesOfASequence = 600;
 
-/// With how far it has been made shorter, so that steps that are needed are not tried again and again.
+/// With how far it has been made shorter, so that nothing that is needed is tried again and again.
 struct Sequence {
     std::vector<Words> steps;
     std::size_t chunk = triesOfASequence / 2;  ///< So many steps are left out at once; 0: it gets no shorter.
     std::size_t end = triesOfASequence;        ///< Of the steps that have not been tried with this chunk.
+    std::size_t word = 0;                      ///< The first one that has not been tried to be smaller.
+    bool isSmaller = false;                    ///< Than when the largest chunks were tried.
 };
 
 void showValue(const Sequence& sequence, std::ostream& out) {
@@ -57,6 +59,7 @@ Sequence withoutChunk(const Sequence& sequence, std::size_t end) {
     const auto first = left.steps.begin();
     left.steps.erase(first + static_cast<std::ptrdiff_t>(begin), first + static_cast<std::ptrdiff_t>(end));
     left.end = begin;
+    left.isSmaller = true;
     return left;
 }
 
@@ -74,18 +77,33 @@ std::vector<Sequence> withFewerSteps(const Sequence& sequence) {
     return shorter;
 }
 
-/// Fewer steps, then smaller words: a word that is 0 stands for the first of what it chooses from.
-rc::Seq<Sequence> shorter(const Sequence& sequence) {
-    if (sequence.chunk != 0) {
-        return rc::seq::fromContainer(withFewerSteps(sequence));
+/// Each word is made smaller at most once: 0 stands for the first of what it chooses from.
+std::vector<Sequence> withASmallerWord(const Sequence& sequence) {
+    std::vector<Sequence> smaller;
+    const std::size_t wordsOfAStep = sequence.steps.empty() ? 1U : sequence.steps.front().size();
+    for (std::size_t i = sequence.word; i < sequence.steps.size() * wordsOfAStep; ++i) {
+        const std::uint16_t word = sequence.steps[i / wordsOfAStep][i % wordsOfAStep];
+        std::uint16_t tried = word;
+        for (const unsigned int divisor : {65536U, 256U, 16U, 2U}) {
+            const auto less = static_cast<std::uint16_t>(word / divisor);
+            if (less != tried) {
+                tried = less;
+                smaller.push_back(sequence);
+                smaller.back().steps[i / wordsOfAStep][i % wordsOfAStep] = less;
+                smaller.back().word = i + 1;
+                smaller.back().isSmaller = true;
+            }
+        }
     }
-    const auto smaller = [](const Words& words) {
-        return rc::shrink::eachElement(
-            words, [](std::uint16_t word) { return rc::shrink::towards<std::uint16_t>(word, std::uint16_t{0}); });
-    };
-    return rc::seq::map(rc::shrink::eachElement(sequence.steps, smaller), [](std::vector<Words> steps) {
-        return Sequence{std::move(steps), 0, 0};
-    });
+    if (sequence.isSmaller) {
+        // Steps may go now that were needed.
+        smaller.push_back({sequence.steps, sequence.steps.size() / 2, sequence.steps.size(), 0, false});
+    }
+    return smaller;
+}
+
+rc::Seq<Sequence> shorter(const Sequence& sequence) {
+    return rc::seq::fromContainer(sequence.chunk != 0 ? withFewerSteps(sequence) : withASmallerWord(sequence));
 }
 
 rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep) {
