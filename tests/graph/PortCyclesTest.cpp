@@ -552,5 +552,47 @@ TEST(Port, LooksForCyclesThroughListsThatWereEditedInAnotherNetwork) {
     }
 }
 
+TEST(Port, LooksForCyclesThroughAPortThatANodeOfAnotherNetworkTakesWithItsLink) {
+    forEachOrderOfMaking(3, [](std::vector<std::unique_ptr<Sum>>& nodes) {
+        Sum* first = nodes[0].release();
+        Sum* middle = nodes[1].release();
+        Sum* last = nodes[2].release();
+        auto* moving = new PortTemplate<double>("moving");
+        middle->addInputPort(moving);
+        EXPECT_TRUE(first->out()->connectTo(moving));
+        middle->removeInputPort("moving");
+        NetworkManager there;
+        NetworkManager here;
+        there.addNode(middle, "middle");
+        here.addNode(first, "first");
+        here.addNode(last, "last");
+        middle->addInputPort(moving);
+        middle->out()->getConnections().push_back(last->in(0));
+        EXPECT_FALSE(last->out()->connectTo(first->in(0)));
+        EXPECT_EQ(takeLog(), Messages{cycleMessage});
+    });
+}
+
+TEST(Port, LooksForCyclesThroughANodeThatCameWithoutOneOfItsPorts) {
+    forEachOrderOfMaking(3, [](std::vector<std::unique_ptr<Sum>>& nodes) {
+        Sum* first = nodes[0].release();
+        Sum* middle = nodes[1].release();
+        Sum* last = nodes[2].release();
+        auto* more = new PortTemplate<double>("more");
+        first->addOutputPort(more);
+        EXPECT_TRUE(more->connectTo(middle->in(0)));
+        NetworkManager there;
+        NetworkManager here;
+        there.addNode(middle, "middle");
+        Port* left = std::exchange(*first->outputPortBegin(), nullptr);
+        here.addNode(first, "first");
+        *first->outputPortBegin() = left;
+        here.addNode(last, "last");
+        middle->out()->getConnections().push_back(last->in(0));
+        EXPECT_FALSE(last->out()->connectTo(first->in(0)));
+        EXPECT_EQ(takeLog(), Messages{cycleMessage});
+    });
+}
+
 }  // namespace
 }  // namespace TessilGraph
