@@ -10,11 +10,11 @@ namespace TessilUtils {
 
 namespace {
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr float unbounded = std::numeric_limits<float>::infinity();
 
 struct Box {
-    float low[3] = {infinity, infinity, infinity};
-    float high[3] = {-infinity, -infinity, -infinity};
+    float low[3] = {unbounded, unbounded, unbounded};
+    float high[3] = {-unbounded, -unbounded, -unbounded};
 
     Box() = default;
 
@@ -30,8 +30,8 @@ struct Box {
         const Imath::V3f lowest = toFloat(least);
         const Imath::V3f highest = toFloat(most);
         for (int axis = 0; axis < 3; ++axis) {
-            low[axis] = std::nextafter(lowest[axis], -infinity);
-            high[axis] = std::nextafter(highest[axis], infinity);
+            low[axis] = std::nextafter(lowest[axis], -unbounded);
+            high[axis] = std::nextafter(highest[axis], unbounded);
         }
     }
 
@@ -51,8 +51,8 @@ std::size_t blocksFor(std::size_t boxes) {
 
 BoxBlock::BoxBlock() {
     for (unsigned int axis = 0; axis < 3; ++axis) {
-        std::fill_n(low[axis], size, infinity);
-        std::fill_n(high[axis], size, -infinity);
+        std::fill_n(low[axis], size, unbounded);
+        std::fill_n(high[axis], size, -unbounded);
     }
 }
 

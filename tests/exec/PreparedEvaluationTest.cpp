@@ -1,6 +1,7 @@
 #include <TessilGraph/TessilGraph.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -579,8 +580,6 @@ TEST_F(Prepared, CutsOffNothingThatOtherEvaluationsTookNoticeOf) {
     PreparedEvaluation evaluation(*network, "sum99");
     evaluation.run(nullptr, options);
     network->cacheNodeNetwork("sum60");
-    constexpr bool parallel = true;
-    constexpr bool useCache = true;
     double first = 0.0;
     const auto expectCurrentAfter = [&](const std::string& node, bool inParallel, bool cached) {
         // Often enough for whatever is planned.

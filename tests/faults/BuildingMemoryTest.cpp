@@ -206,8 +206,8 @@ TEST(BuildingShortOfMemory, DeletesANodeOrNot) {
 }
 
 /// A node whose lists a host edits.
-struct Edited : Few {
-    Edited() {
+struct FewEdited : Few {
+    FewEdited() {
         for (const char* name : {"a", "b"}) {
             output(name).getConnections();
             network.getNode(name)->inputPortBegin();
@@ -217,8 +217,8 @@ struct Edited : Few {
 };
 
 TEST(BuildingShortOfMemory, DeletesANodeWhoseListsAreOpenOrNot) {
-    everyAllocationFails<Edited>([](Edited& world) { world.network.deleteNode("a"); });
-    everyAllocationFails<Edited>([](Edited& world) { world.network.deleteNode("b"); });
+    everyAllocationFails<FewEdited>([](FewEdited& world) { world.network.deleteNode("a"); });
+    everyAllocationFails<FewEdited>([](FewEdited& world) { world.network.deleteNode("b"); });
 }
 
 /// Orders are stored that hold the nodes.
@@ -285,7 +285,7 @@ TEST(BuildingShortOfMemory, NamesANodeAnewOrNot) {
 
 TEST(BuildingShortOfMemory, ResetsANetworkOrNot) {
     everyAllocationFails<Few>([](Few& few) { few.network.reset(); });
-    everyAllocationFails<Edited>([](Edited& world) { world.network.reset(); });
+    everyAllocationFails<FewEdited>([](FewEdited& world) { world.network.reset(); });
     everyAllocationFails<Stored>([](Stored& world) { world.network.reset(); });
     everyAllocationFails<Waiting>([](Waiting& world) { world.network.reset(); });
     // Nodes are handed out again after a reset that failed at first.
@@ -316,7 +316,7 @@ TEST(BuildingShortOfMemory, ClearsTheNodeCache) {
 TEST(BuildingShortOfMemory, CleansANetworkWithoutAnyMemory) {
     everyAllocationFails<Few>([](Few& few) { few.network.cleanNetwork(); });
     everyAllocationFails<Twice>([](Twice& world) { world.network.cleanNetwork(); });
-    everyAllocationFails<Edited>([](Edited& world) { world.network.cleanNetwork(); });
+    everyAllocationFails<FewEdited>([](FewEdited& world) { world.network.cleanNetwork(); });
     everyAllocationFails<Waiting>([](Waiting& world) { world.network.cleanNetwork(); });
     everyAllocationFails<Many>([](Many& many) { many.network.cleanNetwork(); });
 }
@@ -398,7 +398,7 @@ TEST(BuildingShortOfMemory, MakesAPortOfEveryTypeOrNone) {
 
 TEST(BuildingShortOfMemory, NamesAnotherOwnerOrNot) {
     everyAllocationFails<Few>([](Few& few) { few.input("b1").setNode(few.network.getNode("a")); });
-    everyAllocationFails<Edited>([](Edited& world) { world.output("a").setNode(nullptr); });
+    everyAllocationFails<FewEdited>([](FewEdited& world) { world.output("a").setNode(nullptr); });
 }
 
 /// The node has it.

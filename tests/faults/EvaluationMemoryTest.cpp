@@ -1,5 +1,7 @@
 #include "FaultsNetwork.h"
 
+#include <tests/support/HowToCompute.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -157,10 +159,6 @@ struct SlowNodes : Layers {
 struct PureNodes : Layers {
     PureNodes() : Layers("FaultsPure", 3, 2) {}
 };
-
-constexpr bool serial = false;
-constexpr bool parallel = true;
-constexpr bool useCache = true;
 
 TEST(EvaluationShortOfMemory, IsCompletedBySerialWalks) {
     everyAllocationFails<KeptNodes>(

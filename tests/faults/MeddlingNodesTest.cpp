@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -189,12 +188,6 @@ TEST_P(MeddlingNodes, MayEvaluateOthersWhereNoneIsComputedBesideThem) {
         static_cast<void>(node);
         deed = outer;
     });
-}
-
-std::string wayName(const testing::TestParamInfo<Way>& info) {
-    std::string name = info.param.name;
-    std::replace(name.begin(), name.end(), ' ', '_');
-    return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, MeddlingNodes, testing::ValuesIn(waysOfEvaluating()), wayName);

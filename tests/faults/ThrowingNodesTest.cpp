@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <set>
@@ -166,12 +165,6 @@ TEST_P(ThrowingNodes, MayThrowAtAnyPointAndOnlyThere) {
             EXPECT_EQ(doers_.values(), rightValues(value, true));
         }
     }
-}
-
-std::string wayName(const testing::TestParamInfo<Way>& info) {
-    std::string name = info.param.name;
-    std::replace(name.begin(), name.end(), ' ', '_');
-    return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, ThrowingNodes, testing::ValuesIn(waysOfEvaluating()), wayName);

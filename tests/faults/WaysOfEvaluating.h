@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -137,6 +138,13 @@ struct Way {
 
 inline void PrintTo(const Way& way, std::ostream* out) {
     *out << way.name;
+}
+
+/// For the names of tests.
+inline std::string wayName(const testing::TestParamInfo<Way>& info) {
+    std::string name = info.param.name;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
 }
 
 /// Something that a prepared order cannot be relied on for: an input that may have outlived its owner.

@@ -86,8 +86,8 @@ TEST(WiringShortOfMemory, LooksForCyclesOrLinksNothing) {
 }
 
 /// Hosts edit lists.
-struct Edited : Loose {
-    Edited() {
+struct LooseEdited : Loose {
+    LooseEdited() {
         for (const char* name : {"a", "c"}) {
             output(name).getConnections();
             input(name).getConnections();
@@ -97,8 +97,8 @@ struct Edited : Loose {
 };
 
 TEST(WiringShortOfMemory, LinksPortsWhoseListsAreOpenOrLeavesThem) {
-    everyAllocationFails<Edited>([](Edited& world) { world.link("a", "c"); });
-    everyAllocationFails<Edited>([](Edited& world) { world.link("d", "c"); });
+    everyAllocationFails<LooseEdited>([](LooseEdited& world) { world.link("a", "c"); });
+    everyAllocationFails<LooseEdited>([](LooseEdited& world) { world.link("d", "c"); });
 }
 
 /// A link was added by hand that labels do not know of.
@@ -203,7 +203,7 @@ TEST(WiringShortOfMemory, UnlinksWithoutAnyMemory) {
 }
 
 TEST(WiringShortOfMemory, ResetsPortsAndNodes) {
-    everyAllocationFails<Edited>([](Edited& world) {
+    everyAllocationFails<LooseEdited>([](LooseEdited& world) {
         world.output("a").reset();
         world.network.getNode("b")->reset();
     });

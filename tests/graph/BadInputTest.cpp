@@ -5,7 +5,9 @@
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/initTessilGraph.h>
 
+#include <tests/graph/PortMessages.h>
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -19,26 +21,21 @@ namespace TessilGraph {
 namespace {
 
 using tests::Messages;
+using tests::parallel;
 using tests::Pipe;
 using tests::takeComputed;
 using tests::takeLog;
+using tests::useCache;
 
 using Names = std::vector<std::string>;
 
-constexpr bool parallel = true;
-constexpr bool useCache = true;
-
-const Messages nullMessage = {"Error null pointer "};
+const Messages aNullPointer = {tests::nullMessage};
 
 /// A node that has no copy.
 class Unique : public Pipe {
 public:
     Node* clone() override { return nullptr; }
 };
-
-Node* makeNothing() {
-    return nullptr;
-}
 
 /// An output port that belongs to no node.
 class LooseOutput : public PortTemplate<double> {
@@ -49,13 +46,13 @@ public:
 TEST(BadInput, NullPortsCannotBeConnected) {
     Pipe node;
     EXPECT_FALSE(node.in()->connectTo(nullptr));
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
     EXPECT_FALSE(node.out()->connectTo(nullptr));
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
     EXPECT_FALSE(node.in()->disconnectFrom(nullptr));
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
     EXPECT_FALSE(node.out()->disconnectFrom(nullptr));
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
 }
 
 TEST(BadInput, PortsWithoutANodeArePassedOverByEveryWalk) {
@@ -174,7 +171,7 @@ TEST(BadInput, NullEntriesInListsOfBuiltInNodesArePassedOver) {
 TEST(BadInput, NullNodesAreNotAdded) {
     NetworkManager network;
     network.addNode(nullptr, "a");
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
     EXPECT_TRUE(network.getAllNodes().empty());
     network.setAllNodeDirty();
     network.computeNode("a");
@@ -183,14 +180,14 @@ TEST(BadInput, NullNodesAreNotAdded) {
 
 TEST(BadInput, NullCreatorsAreNotRegistered) {
     NodeFactory::instance().registerNode("BadNothing", nullptr);
-    EXPECT_EQ(takeLog(), nullMessage);
+    EXPECT_EQ(takeLog(), aNullPointer);
     EXPECT_FALSE(NodeFactory::instance().isRegistered("BadNothing"));
     NodeFactory::instance().registerNode("BadNothing", Pipe::creator);
     NodeFactory::instance().deregisterNode("BadNothing");
 }
 
 TEST(BadInput, CreatorsThatReturnNullAreLikeUnknownTypes) {
-    NodeFactory::instance().registerNode("BadBarren", makeNothing);
+    NodeFactory::instance().registerNode("BadBarren", []() -> Node* { return nullptr; });
     NetworkManager network;
     EXPECT_EQ(NodeFactory::instance().createNode("BadBarren"), nullptr);
     EXPECT_EQ(network.createNode("BadBarren", "a"), nullptr);

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NetworkManager.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -16,7 +17,9 @@
 namespace TessilGraph {
 namespace {
 
+using tests::parallel;
 using tests::Pipe;
+using tests::useCache;
 
 /// What a host might pass along: it says when it dies.
 class FrameData : public ComputeData {
@@ -77,8 +80,6 @@ TEST(ComputeData, ReachesEveryComputeUnchanged) {
         network.addNode(b, "b");
         ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
 
-        const bool parallel = true;
-        const bool useCache = true;
         network.computeNode("b", &data);
         EXPECT_EQ(a->seenData, &data);
         EXPECT_EQ(b->seenData, &data);

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNetwork.h>
 #include <tests/support/ProbeNode.h>
 
@@ -17,17 +18,16 @@
 namespace TessilGraph {
 namespace {
 
+using tests::parallel;
 using tests::Pipe;
+using tests::serial;
 using tests::Source;
 using tests::Sum;
 using tests::Sum3;
 using tests::takeComputed;
+using tests::useCache;
 
 using Names = std::vector<std::string>;
-
-constexpr bool parallel = true;
-constexpr bool serial = false;
-constexpr bool useCache = true;
 
 Names sorted(Names names) {
     std::sort(names.begin(), names.end());

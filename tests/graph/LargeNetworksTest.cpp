@@ -5,6 +5,7 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 
 #include <gtest/gtest.h>
 
@@ -30,6 +31,10 @@
 namespace TessilGraph {
 namespace {
 
+using tests::parallel;
+using tests::serial;
+using tests::useCache;
+
 // Sizes at which a way that is quadratic, exponential or recursive does not come to an end. Under
 // a sanitizer, whose frames are larger and whose steps are slower, a tenth will do.
 #ifdef TESSIL_TESTS_SANITIZED
@@ -37,10 +42,6 @@ constexpr std::size_t scale = 10;
 #else
 constexpr std::size_t scale = 1;
 #endif
-
-constexpr bool parallel = true;
-constexpr bool serial = false;
-constexpr bool useCache = true;
 
 std::atomic<std::uint64_t> computes{0};
 std::atomic<std::int64_t> alive{0};

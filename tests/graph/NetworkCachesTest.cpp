@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -20,27 +21,25 @@
 namespace TessilGraph {
 namespace {
 
+using tests::pipeType;
+using tests::serial;
 using tests::Source;
+using tests::sourceType;
+using tests::sumType;
 using tests::takeComputed;
 using tests::takeDestroyed;
+using tests::useCache;
 
 using Names = std::vector<std::string>;
 using Ports = std::vector<Port*>;
-
-constexpr bool serial = false;
-constexpr bool useCache = true;
-
-const std::string source = "ProbeNumber0";
-const std::string pipe = "ProbeNumber1";
-const std::string sum = "ProbeNumber2";
 
 /// a to b to c, made by type.
 class NetworkCaches : public testing::Test {
 protected:
     NetworkCaches() {
-        a = network.createNode(pipe, "a");
-        b = network.createNode(pipe, "b");
-        c = network.createNode(pipe, "c");
+        a = network.createNode(pipeType, "a");
+        b = network.createNode(pipeType, "b");
+        c = network.createNode(pipeType, "c");
         EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
         EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
         takeComputed();
@@ -56,7 +55,7 @@ protected:
     /// As many as it takes for one to stand where a deleted node stood in memory, each with an order of its own.
     void storeNewNodes() {
         for (const std::string& name : newNames) {
-            network.createNode(pipe, name);
+            network.createNode(pipeType, name);
             network.cacheNodeNetwork(name);
         }
     }
@@ -101,9 +100,9 @@ TEST_F(NetworkCaches, StoreCleanNodesTooAndChangeNoFlag) {
 }
 
 TEST_F(NetworkCaches, StoreTheWholeUpstreamNetworkEachNodeBehindItsSources) {
-    network.createNode(source, "x");
-    network.createNode(sum, "s");
-    network.createNode(sum, "d");
+    network.createNode(sourceType, "x");
+    network.createNode(sumType, "s");
+    network.createNode(sumType, "d");
     ASSERT_TRUE(network.connectAttr("c", "out", "d", "in1"));
     ASSERT_TRUE(network.connectAttr("x", "out", "s", "in1"));
     ASSERT_TRUE(network.connectAttr("a", "out", "s", "in2"));
@@ -133,7 +132,7 @@ TEST_F(NetworkCaches, ReplaceAnOrderThatWasStoredBefore) {
 
 TEST_F(NetworkCaches, IgnoreUnknownNames) {
     network.cacheNodeNetwork("x");
-    network.createNode(pipe, "x");
+    network.createNode(pipeType, "x");
     EXPECT_EQ(replayed(network, "x"), Names{"x"});
     network.cacheNodeNetwork("c");
     network.clearNodeNetworkCache("X");
@@ -157,12 +156,12 @@ TEST_F(NetworkCaches, KeepAnOrderUnderTheOldNameWhenANodeIsRenamed) {
     ASSERT_TRUE(network.disconnectAttr("a", "out", "b", "in1"));
     EXPECT_EQ(replayed(network, "d"), (Names{"b", "d"}));
     EXPECT_EQ(replayed(network, "c"), Names{});
-    network.createNode(pipe, "c");
+    network.createNode(pipeType, "c");
     EXPECT_EQ(replayed(network, "c"), (Names{"a", "b", "d"}));
 }
 
 TEST_F(NetworkCaches, KeepAnOrderWhenTheNamedNodeIsDeleted) {
-    network.createNode(pipe, "d");
+    network.createNode(pipeType, "d");
     network.cacheNodeNetwork("c");
     network.cacheNodeNetwork("b");
     network.deleteNode("d");
@@ -172,7 +171,7 @@ TEST_F(NetworkCaches, KeepAnOrderWhenTheNamedNodeIsDeleted) {
     ASSERT_TRUE(network.renameNode("b", "e"));
     network.clearNodeNetworkCache("c");
     network.deleteNode("c");
-    network.createNode(pipe, "b");
+    network.createNode(pipeType, "b");
     EXPECT_EQ(replayed(network, "b"), (Names{"a", "e"}));
 }
 
@@ -181,7 +180,7 @@ TEST_F(NetworkCaches, LoseADeletedNodeForGoodThoughANewOneTakesItsPlace) {
     network.deleteNode("b");
     // As many as it takes for one to stand where the deleted node stood in memory.
     for (int made = 0; made < 8; ++made) {
-        network.createNode(pipe, made == 0 ? "b" : "more");
+        network.createNode(pipeType, made == 0 ? "b" : "more");
     }
     NetworkManager copy(network);
     EXPECT_EQ(replayed(copy, "c"), (Names{"a", "c"}));
@@ -225,19 +224,19 @@ TEST_F(NetworkCaches, RememberDeletedNodesWhenOneOfSeveralOrdersIsDropped) {
     network.cacheNodeNetwork("c");
     network.deleteNode("a");
     network.clearNodeNetworkCache("b");
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     EXPECT_EQ(replayed(network, "c"), (Names{"b", "c"}));
 }
 
 TEST_F(NetworkCaches, DropOrdersOnResetAndOnCleaning) {
     network.cacheNodeNetwork("c");
     network.reset();
-    network.createNode(pipe, "c");
+    network.createNode(pipeType, "c");
     EXPECT_EQ(replayed(network, "c"), Names{"c"});
     network.cacheNodeNetwork("c");
     network.cleanNetwork();
-    network.createNode(pipe, "c");
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "c");
+    network.createNode(pipeType, "a");
     ASSERT_TRUE(network.connectAttr("a", "out", "c", "in1"));
     EXPECT_EQ(replayed(network, "c"), (Names{"a", "c"}));
 }
@@ -247,17 +246,17 @@ TEST_F(NetworkCaches, HandTheSameNodeOutAgainAfterReset) {
     EXPECT_TRUE(network.getNodeNames().empty());
     EXPECT_EQ(network.getNode("a"), nullptr);
     EXPECT_EQ(takeDestroyed(), Names{});
-    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    EXPECT_EQ(network.createNode(pipeType, "a"), a);
     EXPECT_EQ(a->name(), "a");
     EXPECT_EQ(network.getNode("a"), a);
     EXPECT_EQ(network.getNodeNames(), Names{"a"});
-    EXPECT_EQ(network.createNode(pipe, "b"), b);
+    EXPECT_EQ(network.createNode(pipeType, "b"), b);
 }
 
 TEST_F(NetworkCaches, HandANodeOutOnlyOnce) {
     network.reset();
-    EXPECT_EQ(network.createNode(pipe, "a"), a);
-    Node* second = network.createNode(pipe, "a");
+    EXPECT_EQ(network.createNode(pipeType, "a"), a);
+    Node* second = network.createNode(pipeType, "a");
     EXPECT_EQ(second->name(), "a1");
     EXPECT_NE(second, a);
     EXPECT_NE(second, b);
@@ -266,12 +265,12 @@ TEST_F(NetworkCaches, HandANodeOutOnlyOnce) {
 
 TEST_F(NetworkCaches, MakeANewNodeForAnotherTypeOrAnotherName) {
     network.reset();
-    Node* made = network.createNode(sum, "a");
+    Node* made = network.createNode(sumType, "a");
     EXPECT_NE(made, a);
-    EXPECT_EQ(made->typeStr(), sum);
+    EXPECT_EQ(made->typeStr(), sumType);
     EXPECT_EQ(takeDestroyed(), Names{});
     delete a;  // Its entry was taken by the new node, and with it the manager's claim.
-    EXPECT_EQ(network.createNode(pipe, "d")->numOutputPorts(), 1U);
+    EXPECT_EQ(network.createNode(pipeType, "d")->numOutputPorts(), 1U);
     EXPECT_NE(network.getNode("d"), b);
 }
 
@@ -280,7 +279,7 @@ TEST_F(NetworkCaches, CompareTheTypeExactly) {
     Node* made = network.createNode("probeNumber1", "a");
     ASSERT_NE(made, nullptr);
     EXPECT_NE(made, a);
-    EXPECT_EQ(made->typeStr(), pipe);
+    EXPECT_EQ(made->typeStr(), pipeType);
     delete a;
 }
 
@@ -297,21 +296,21 @@ TEST_F(NetworkCaches, ResetWhatTheyKeep) {
         EXPECT_FALSE(node->isDirty());
     }
     EXPECT_EQ(a->profileTime(), 9U);
-    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    EXPECT_EQ(network.createNode(pipeType, "a"), a);
     EXPECT_FALSE(a->isDirty());
 }
 
 TEST_F(NetworkCaches, ResetTwiceLikeOnce) {
     network.reset();
     network.reset();
-    EXPECT_EQ(network.createNode(pipe, "b"), b);
+    EXPECT_EQ(network.createNode(pipeType, "b"), b);
 }
 
 TEST_F(NetworkCaches, FollowARenamedNode) {
     ASSERT_TRUE(network.renameNode("a", "z"));
     network.reset();
-    EXPECT_NE(network.createNode(pipe, "a"), a);
-    EXPECT_EQ(network.createNode(pipe, "z"), a);
+    EXPECT_NE(network.createNode(pipeType, "a"), a);
+    EXPECT_EQ(network.createNode(pipeType, "z"), a);
 }
 
 /// A link of which only one end knows, and that end dies second.
@@ -326,7 +325,7 @@ TEST_F(NetworkCaches, ForgetADeletedNode) {
     network.deleteNode("a");
     EXPECT_EQ(takeDestroyed(), Names{"a"});
     network.reset();
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     network.clearNodeCache();
     EXPECT_EQ(takeDestroyed(), (Names{"b", "c"}));
 }
@@ -339,7 +338,7 @@ TEST_F(NetworkCaches, PassOverAnEntryWithoutANode) {
     network.clearNodeCache();
     EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c"}));
     EXPECT_EQ(network.createNode("NoSuchType", "n"), nullptr);
-    EXPECT_NE(network.createNode(pipe, "n"), nullptr);
+    EXPECT_NE(network.createNode(pipeType, "n"), nullptr);
     network.cleanNetwork();
     EXPECT_EQ(takeDestroyed(), Names{"n"});
 }
@@ -349,33 +348,33 @@ TEST_F(NetworkCaches, AreClearedOfUnusedNodesOnly) {
     EXPECT_EQ(takeDestroyed(), Names{});
     EXPECT_EQ(network.getNodeNames(), (Names{"a", "b", "c"}));
     network.reset();
-    EXPECT_EQ(network.createNode(pipe, "b"), b);
+    EXPECT_EQ(network.createNode(pipeType, "b"), b);
     network.clearNodeCache();
     EXPECT_EQ(takeDestroyed(), (Names{"a", "c"}));
     EXPECT_EQ(network.getNodeNames(), Names{"b"});
     network.reset();
-    EXPECT_EQ(network.createNode(pipe, "b"), b);
+    EXPECT_EQ(network.createNode(pipeType, "b"), b);
 }
 
 TEST_F(NetworkCaches, UnlinkTheWaitingNodesThatTheyDelete) {
     for (const bool waitingIsFed : {true, false}) {
         SCOPED_TRACE(waitingIsFed);
         network.cleanNetwork();
-        Node* kept = network.createNode(pipe, "a");
-        Node* waiting = network.createNode(pipe, "b");
+        Node* kept = network.createNode(pipeType, "a");
+        Node* waiting = network.createNode(pipeType, "b");
         network.reset();
         takeDestroyed();
         Port* mine = waitingIsFed ? kept->getOutputPort("out") : kept->getInputPort("in1");
         Port* other = waitingIsFed ? waiting->getInputPort("in1") : waiting->getOutputPort("out");
         ASSERT_TRUE(mine->connectTo(other));
-        ASSERT_EQ(network.createNode(pipe, "a"), kept);
+        ASSERT_EQ(network.createNode(pipeType, "a"), kept);
         network.clearNodeCache();
         EXPECT_EQ(takeDestroyed(), Names{"b"});
         EXPECT_EQ(mine->numConnections(), 0U);
         kept->setDirty(false);
         static_cast<PortTemplate<double>*>(kept->getInputPort("in1"))->set(3.0);
         EXPECT_TRUE(kept->isDirty());
-        network.createNode(pipe, "b");
+        network.createNode(pipeType, "b");
         EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
         network.computeNode("b");
         EXPECT_EQ(value(network.getNode("b"), "out"), 5.0);
@@ -387,14 +386,14 @@ TEST_F(NetworkCaches, UnlinkTheWaitingNodeWhoseNameARenamedNodeTakes) {
     for (const bool waitingIsFed : {true, false}) {
         SCOPED_TRACE(waitingIsFed);
         network.cleanNetwork();
-        Node* kept = network.createNode(pipe, "a");
-        Node* waiting = network.createNode(pipe, "b");
+        Node* kept = network.createNode(pipeType, "a");
+        Node* waiting = network.createNode(pipeType, "b");
         network.reset();
         takeDestroyed();
         Port* mine = waitingIsFed ? kept->getOutputPort("out") : kept->getInputPort("in1");
         Port* other = waitingIsFed ? waiting->getInputPort("in1") : waiting->getOutputPort("out");
         ASSERT_TRUE(mine->connectTo(other));
-        ASSERT_EQ(network.createNode(pipe, "a"), kept);
+        ASSERT_EQ(network.createNode(pipeType, "a"), kept);
         ASSERT_TRUE(network.renameNode("a", "b"));
         EXPECT_EQ(takeDestroyed(), Names{"b"});
         EXPECT_EQ(network.getNode("b"), kept);
@@ -402,7 +401,7 @@ TEST_F(NetworkCaches, UnlinkTheWaitingNodeWhoseNameARenamedNodeTakes) {
         kept->setDirty(false);
         static_cast<PortTemplate<double>*>(kept->getInputPort("in1"))->set(3.0);
         EXPECT_TRUE(kept->isDirty());
-        network.createNode(pipe, "c");
+        network.createNode(pipeType, "c");
         EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
         network.computeNode("c");
         EXPECT_EQ(value(network.getNode("c"), "out"), 5.0);
@@ -427,7 +426,7 @@ Names wiring(NetworkManager& network) {
 class NetworkCopy : public NetworkCaches {
 protected:
     NetworkCopy() {
-        network.createNode(sum, "d");
+        network.createNode(sumType, "d");
         EXPECT_TRUE(network.connectAttr("b", "out", "d", "in2"));
         static_cast<PortTemplate<double>*>(network.getNode("d")->getInputPort("in1"))->set(4.0);
         static_cast<PortTemplate<double>*>(a->getInputPort("in1"))->set(2.0);
@@ -498,7 +497,7 @@ TEST_F(NetworkCopy, KeepsAnOrderUnderAKeyThatNamesNoNode) {
     network.cacheNodeNetwork("c");
     ASSERT_TRUE(network.renameNode("c", "e"));
     NetworkManager copy(network);
-    copy.createNode(pipe, "c");
+    copy.createNode(pipeType, "c");
     EXPECT_EQ(replayed(copy, "c"), (Names{"a", "b", "e"}));
 }
 
@@ -523,7 +522,7 @@ TEST_F(NetworkCopy, HasAnEmptyNodeCache) {
     const std::vector<Node*> nodes = copy.getAllNodes();
     copy.reset();
     EXPECT_EQ(takeDestroyed(), Names{});
-    Node* made = copy.createNode(pipe, "a");
+    Node* made = copy.createNode(pipeType, "a");
     EXPECT_NE(made, nodes[0]);
     copy.clearNodeCache();
     EXPECT_EQ(takeDestroyed(), Names{});
@@ -551,8 +550,8 @@ TEST_F(NetworkCopy, TakesTheNodesOwnNames) {
 
 TEST_F(NetworkCopy, DeletesACloneWhoseNameAnotherOneTakes) {
     NetworkManager namesakes;
-    namesakes.createNode(pipe, "a");
-    namesakes.createNode(pipe, "b")->setName("a");
+    namesakes.createNode(pipeType, "a");
+    namesakes.createNode(pipeType, "b")->setName("a");
     takeDestroyed();
     {
         const NetworkManager copy(namesakes);
@@ -563,15 +562,15 @@ TEST_F(NetworkCopy, DeletesACloneWhoseNameAnotherOneTakes) {
 
 TEST_F(NetworkCopy, WiresTheCloneThatHasTheName) {
     NetworkManager namesakes;
-    namesakes.createNode(pipe, "a");
-    namesakes.createNode(sum, "b")->setName("a");
-    namesakes.createNode(pipe, "c");
+    namesakes.createNode(pipeType, "a");
+    namesakes.createNode(sumType, "b")->setName("a");
+    namesakes.createNode(pipeType, "c");
     ASSERT_TRUE(namesakes.connectAttr("c", "out", "a", "in1"));
     ASSERT_TRUE(namesakes.connectAttr("c", "out", "b", "in2"));
     namesakes.cacheNodeNetwork("a");
     NetworkManager copy(namesakes);
     EXPECT_EQ(copy.getNodeNames(), (Names{"a", "c"}));
-    EXPECT_EQ(copy.getNode("a")->typeStr(), sum);
+    EXPECT_EQ(copy.getNode("a")->typeStr(), sumType);
     EXPECT_EQ(wiring(copy), (Names{"c.out a.in1", "c.out a.in2"}));
     EXPECT_EQ(replayed(copy, "a"), (Names{"c", "a"}));
 }
@@ -717,18 +716,18 @@ TEST_F(NetworkCopy, LeavesOutWhatACloneAddsToTheSource) {
     NetworkManager growing;
     auto* original = new Willful;
     original->onClone = [&growing](Willful& self) {
-        growing.createNode(pipe, "late");
+        growing.createNode(pipeType, "late");
         auto* clone = new tests::Pipe;
         clone->setName(self.name());
         return clone;
     };
     growing.addNode(original, "m");
-    growing.createNode(pipe, "a");
+    growing.createNode(pipeType, "a");
     NetworkManager copy(growing);
     EXPECT_EQ(growing.getNodeNames(), (Names{"a", "late", "m"}));
     EXPECT_EQ(copy.getNodeNames(), (Names{"a", "m"}));
     EXPECT_EQ(copy.getNode("late"), nullptr);
-    EXPECT_NE(copy.createNode(pipe, "late"), nullptr);
+    EXPECT_NE(copy.createNode(pipeType, "late"), nullptr);
     EXPECT_EQ(copy.getNodeNames(), (Names{"a", "late", "m"}));
 }
 
@@ -750,7 +749,7 @@ TEST_F(NetworkCopy, CallsACloneByTheNameOfItsOriginal) {
 
 TEST_F(NetworkCopy, KeepsTheNamesInOrderWhateverComesAndGoesLater) {
     for (const char* name : {"z", "y", "x", "w"}) {
-        network.createNode(pipe, name);
+        network.createNode(pipeType, name);
     }
     network.deleteNode("z");
     network.deleteNode("a");
@@ -761,8 +760,8 @@ TEST_F(NetworkCopy, KeepsTheNamesInOrderWhateverComesAndGoesLater) {
         EXPECT_EQ(copy.getNode(name)->name(), name);
         EXPECT_NE(copy.getNode(name), network.getNode(name));
     }
-    EXPECT_EQ(copy.createNode(pipe, "b")->name(), "b1");
-    EXPECT_EQ(copy.createNode(pipe, "a")->name(), "a");
+    EXPECT_EQ(copy.createNode(pipeType, "b")->name(), "b1");
+    EXPECT_EQ(copy.createNode(pipeType, "a")->name(), "a");
     EXPECT_TRUE(copy.renameNode("y", "e"));
     copy.deleteNode("x");
     EXPECT_EQ(copy.getNodeNames(), (Names{"a", "b", "b1", "c", "d", "e", "w"}));
@@ -777,8 +776,8 @@ TEST_F(NetworkCopy, KeepsTheNamesInOrderWhateverComesAndGoesLater) {
 
 TEST_F(NetworkCopy, ReplacesWhatWasThere) {
     NetworkManager target;
-    target.createNode(pipe, "old");
-    target.createNode(pipe, "a");
+    target.createNode(pipeType, "old");
+    target.createNode(pipeType, "a");
     target.cacheNodeNetwork("a");
     takeDestroyed();
     target = network;
@@ -794,7 +793,7 @@ TEST_F(NetworkCopy, OfItselfIsEmpty) {
     network = same;
     EXPECT_TRUE(network.getNodeNames().empty());
     EXPECT_EQ(takeDestroyed(), (Names{"a", "b", "c", "d"}));
-    EXPECT_NE(network.createNode(pipe, "a"), nullptr);
+    EXPECT_NE(network.createNode(pipeType, "a"), nullptr);
 }
 
 TEST_F(NetworkCopy, OfNothingIsEmpty) {

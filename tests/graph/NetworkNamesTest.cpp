@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/NodeFactory.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>
@@ -18,14 +19,15 @@ namespace TessilGraph {
 namespace {
 
 using tests::Messages;
+using tests::parallel;
 using tests::Pipe;
+using tests::pipeType;
 using tests::Sum;
+using tests::sumType;
 using tests::takeLog;
+using tests::useCache;
 
 using Names = std::vector<std::string>;
-
-const std::string pipe = "ProbeNumber1";
-const std::string sum = "ProbeNumber2";
 
 /// Shows the protected member.
 class OpenNetwork : public NetworkManager {
@@ -44,7 +46,7 @@ TEST(NetworkNames, StartEmpty) {
 TEST(NetworkNames, AreMadeUniqueByTheNextNumber) {
     NetworkManager network;
     for (const char* expected : {"mult", "mult1", "mult2"}) {
-        Node* node = network.createNode(pipe, "mult");
+        Node* node = network.createNode(pipeType, "mult");
         ASSERT_NE(node, nullptr);
         EXPECT_EQ(node->name(), expected);
         EXPECT_EQ(network.getNode(expected), node);
@@ -55,53 +57,53 @@ TEST(NetworkNames, AreMadeUniqueByTheNextNumber) {
 TEST(NetworkNames, GetTheLowestFreeNumber) {
     NetworkManager network;
     for (int index = 0; index < 12; ++index) {
-        network.createNode(pipe, "mult");
+        network.createNode(pipeType, "mult");
     }
     for (const char* freed : {"mult1", "mult7", "mult11", "mult"}) {
         network.deleteNode(freed);
-        EXPECT_EQ(network.createNode(pipe, "mult")->name(), freed);
+        EXPECT_EQ(network.createNode(pipeType, "mult")->name(), freed);
     }
     network.deleteNode("mult9");
     network.deleteNode("mult3");
     network.deleteNode("mult10");
-    EXPECT_EQ(network.createNode(pipe, "mult")->name(), "mult3");
-    EXPECT_EQ(network.createNode(pipe, "mult")->name(), "mult9");
-    EXPECT_EQ(network.createNode(pipe, "mult")->name(), "mult10");
-    EXPECT_EQ(network.createNode(pipe, "mult")->name(), "mult12");
+    EXPECT_EQ(network.createNode(pipeType, "mult")->name(), "mult3");
+    EXPECT_EQ(network.createNode(pipeType, "mult")->name(), "mult9");
+    EXPECT_EQ(network.createNode(pipeType, "mult")->name(), "mult10");
+    EXPECT_EQ(network.createNode(pipeType, "mult")->name(), "mult12");
 }
 
 TEST(NetworkNames, AreNotParsedForNumbers) {
     NetworkManager network;
-    EXPECT_EQ(network.createNode(pipe, "add1")->name(), "add1");
-    EXPECT_EQ(network.createNode(pipe, "add1")->name(), "add11");
-    EXPECT_EQ(network.createNode(pipe, "add")->name(), "add");
-    EXPECT_EQ(network.createNode(pipe, "add")->name(), "add2");
-    EXPECT_EQ(network.createNode(pipe, "add01")->name(), "add01");
-    EXPECT_EQ(network.createNode(pipe, "add0")->name(), "add0");
-    EXPECT_EQ(network.createNode(pipe, "add0")->name(), "add02");
+    EXPECT_EQ(network.createNode(pipeType, "add1")->name(), "add1");
+    EXPECT_EQ(network.createNode(pipeType, "add1")->name(), "add11");
+    EXPECT_EQ(network.createNode(pipeType, "add")->name(), "add");
+    EXPECT_EQ(network.createNode(pipeType, "add")->name(), "add2");
+    EXPECT_EQ(network.createNode(pipeType, "add01")->name(), "add01");
+    EXPECT_EQ(network.createNode(pipeType, "add0")->name(), "add0");
+    EXPECT_EQ(network.createNode(pipeType, "add0")->name(), "add02");
 }
 
 TEST(NetworkNames, SeeNumbersThatWereTakenInAnyOtherWay) {
     NetworkManager network;
-    network.createNode(pipe, "n");
-    network.createNode(pipe, "n");  // n1
+    network.createNode(pipeType, "n");
+    network.createNode(pipeType, "n");  // n1
     auto* added = new Pipe;
     network.addNode(added, "n3");
-    network.createNode(pipe, "other");
+    network.createNode(pipeType, "other");
     EXPECT_TRUE(network.renameNode("other", "n2"));
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n4");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n4");
     EXPECT_TRUE(network.renameNode("n1", "free"));
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n1");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n1");
     EXPECT_TRUE(network.renameNode("n", "n"));
     EXPECT_EQ(network.getNodeNames(), (Names{"free", "n1", "n2", "n3", "n4", "n5"}));
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n");
     network.reset();
     delete added;  // A reset lets go of what was added.
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n");
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n1");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n1");
     network.cleanNetwork();
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n");
-    EXPECT_EQ(network.createNode(pipe, "n")->name(), "n1");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n");
+    EXPECT_EQ(network.createNode(pipeType, "n")->name(), "n1");
 }
 
 TEST(NetworkNames, StayLowestThroughRandomChanges) {
@@ -123,7 +125,7 @@ TEST(NetworkNames, StayLowestThroughRandomChanges) {
             ASSERT_EQ(network.getUniqueName(base), expected);
             switch (random() % 4) {
                 case 0:
-                    ASSERT_EQ(network.createNode(pipe, base)->name(), expected);
+                    ASSERT_EQ(network.createNode(pipeType, base)->name(), expected);
                     break;
                 case 1:
                     network.addNode(new Pipe, base);
@@ -151,7 +153,7 @@ TEST(NetworkNames, ComeFromTheNodeSetOnly) {
     EXPECT_EQ(network.getUniqueName("a"), "a");
     EXPECT_EQ(network.createNode("NoSuchType", "a"), nullptr);
     EXPECT_EQ(network.getUniqueName("a"), "a");
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     EXPECT_EQ(network.getUniqueName("a"), "a1");
     network.cacheNodeNetwork("a");
     network.reset();
@@ -164,7 +166,7 @@ TEST(NetworkNames, AreKeptInAscendingByteOrder) {
     NetworkManager network;
     const Names names = {"b", "a", "B", "a1", "a10", "a2", "", "\xff", "_", "~"};
     for (const std::string& name : names) {
-        network.createNode(pipe, name);
+        network.createNode(pipeType, name);
     }
     const Names expected = {"", "B", "_", "a", "a1", "a10", "a2", "b", "~", "\xff"};
     EXPECT_EQ(network.getNodeNames(), expected);
@@ -177,7 +179,7 @@ TEST(NetworkNames, AreKeptInAscendingByteOrder) {
 
 TEST(NetworkNames, AreLookedUpExactly) {
     NetworkManager network;
-    Node* node = network.createNode(pipe, "Node");
+    Node* node = network.createNode(pipeType, "Node");
     EXPECT_EQ(network.getNode("Node"), node);
     EXPECT_EQ(network.getNode("node"), nullptr);
     EXPECT_EQ(network.getNode("Node "), nullptr);
@@ -186,9 +188,9 @@ TEST(NetworkNames, AreLookedUpExactly) {
 
 TEST(NetworkNames, FindTheFirstNodeOfAType) {
     NetworkManager network;
-    network.createNode(pipe, "z");
-    Node* first = network.createNode(pipe, "b");
-    network.createNode(sum, "a");
+    network.createNode(pipeType, "z");
+    Node* first = network.createNode(pipeType, "b");
+    network.createNode(sumType, "a");
     EXPECT_EQ(network.getNodeByType(Pipe::staticTypeId()), first);
     EXPECT_EQ(network.getNodeByType(Sum::staticTypeId()), network.getNode("a"));
     EXPECT_EQ(network.getNodeByType(0), nullptr);
@@ -214,7 +216,7 @@ TEST(NetworkNames, AreNotTakenByANullNode) {
     EXPECT_EQ(takeLog(), Messages{"Error null pointer "});
     EXPECT_TRUE(network.getNodeNames().empty());
     EXPECT_EQ(network.getNode("a"), nullptr);
-    EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+    EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a");
 }
 
 TEST(NetworkNames, AreNotTakenByAnUnknownType) {
@@ -222,7 +224,7 @@ TEST(NetworkNames, AreNotTakenByAnUnknownType) {
     EXPECT_EQ(network.createNode("NoSuchType", "a"), nullptr);
     EXPECT_EQ(network.createNode("", "a"), nullptr);
     EXPECT_TRUE(network.getNodeNames().empty());
-    EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+    EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a");
     network.reset();
     network.cleanNetwork();
 }
@@ -231,12 +233,12 @@ TEST(NetworkNames, AcceptTypesWithASmallFirstLetter) {
     NetworkManager network;
     Node* node = network.createNode("probeNumber1", "a");
     ASSERT_NE(node, nullptr);
-    EXPECT_EQ(node->typeStr(), pipe);
+    EXPECT_EQ(node->typeStr(), pipeType);
 }
 
 TEST(NetworkNames, ChangeWithRename) {
     NetworkManager network;
-    Node* node = network.createNode(pipe, "a");
+    Node* node = network.createNode(pipeType, "a");
     EXPECT_TRUE(network.renameNode("a", "b-C_9"));
     EXPECT_EQ(node->name(), "b-C_9");
     EXPECT_EQ(network.getNode("b-C_9"), node);
@@ -246,7 +248,7 @@ TEST(NetworkNames, ChangeWithRename) {
 
 TEST(NetworkNames, GetANumberWhenRenamedToTheSame) {
     NetworkManager network;
-    Node* node = network.createNode(pipe, "a");
+    Node* node = network.createNode(pipeType, "a");
     EXPECT_TRUE(network.renameNode("a", "a"));
     EXPECT_EQ(node->name(), "a1");
     EXPECT_EQ(network.getNodeNames(), Names{"a1"});
@@ -256,15 +258,15 @@ TEST(NetworkNames, GetANumberWhenRenamedToTheSame) {
 
 TEST(NetworkNames, GetANumberWhenRenamedToATakenName) {
     NetworkManager network;
-    network.createNode(pipe, "a");
-    network.createNode(pipe, "b");
+    network.createNode(pipeType, "a");
+    network.createNode(pipeType, "b");
     EXPECT_TRUE(network.renameNode("a", "b"));
     EXPECT_EQ(network.getNodeNames(), (Names{"b", "b1"}));
 }
 
 TEST(NetworkNames, RefuseToChangeIntoWhatThePatternDoesNotAllow) {
     NetworkManager network;
-    Node* node = network.createNode(pipe, "a");
+    Node* node = network.createNode(pipeType, "a");
     for (const std::string& name :
          {std::string(), std::string(" "), std::string("a b"), std::string("b "), std::string(" b"), std::string("b\n"),
           std::string("\nb"), std::string("b\r"), std::string("b\0", 2), std::string("b\0c", 3), std::string("a.b"),
@@ -284,7 +286,7 @@ TEST(NetworkNames, AllowLettersDigitsHyphensAndUnderscoresAlone) {
         for (const std::string& name : {std::string(1, character), std::string("x") + character,
                                         character + std::string("x"), std::string("x") + character + "x"}) {
             NetworkManager network;
-            network.createNode(pipe, "start");
+            network.createNode(pipeType, "start");
             EXPECT_EQ(network.renameNode("start", name), allowed) << "byte " << byte;
             EXPECT_EQ(network.getNode(name) != nullptr, allowed) << "byte " << byte;
         }
@@ -293,7 +295,7 @@ TEST(NetworkNames, AllowLettersDigitsHyphensAndUnderscoresAlone) {
 
 TEST(NetworkNames, OfUnknownNodesCannotChange) {
     NetworkManager network;
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     EXPECT_FALSE(network.renameNode("b", "c"));
     EXPECT_FALSE(network.renameNode("", "c"));
     EXPECT_FALSE(network.renameNode("A", "c"));
@@ -305,8 +307,8 @@ TEST(NetworkNames, MayHaveAnyLengthAndAnyBytes) {
     const std::string bytes("\0 \n\xff/", 5);
     NetworkManager network;
     for (const std::string& name : {longName, bytes, std::string()}) {
-        Node* first = network.createNode(pipe, name);
-        Node* second = network.createNode(pipe, name);
+        Node* first = network.createNode(pipeType, name);
+        Node* second = network.createNode(pipeType, name);
         ASSERT_NE(first, nullptr);
         EXPECT_EQ(first->name(), name);
         EXPECT_EQ(second->name(), name + "1");
@@ -314,8 +316,6 @@ TEST(NetworkNames, MayHaveAnyLengthAndAnyBytes) {
         EXPECT_TRUE(network.connectAttr(name, "out", name + "1", "in1"));
         EXPECT_FALSE(network.connectAttr(name + "1", "out", name, "in1"));
         EXPECT_EQ(takeLog(), Messages{"Cycle detected! the connection is not allowed! "});
-        const bool parallel = true;
-        const bool useCache = true;
         network.computeNode(name + "1");
         EXPECT_FALSE(second->isDirty());
         network.setAllNodeDirty();

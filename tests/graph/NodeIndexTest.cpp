@@ -22,11 +22,10 @@ namespace TessilGraph {
 namespace {
 
 using tests::Pipe;
+using tests::pipeType;
 using tests::takeDestroyed;
 
 using Names = std::vector<std::string>;
-
-const std::string pipe = "ProbeNumber1";
 
 /// What nodes are found by: their names in a network, however they and their nodes' own names change.
 class NodeIndex : public testing::Test {
@@ -37,8 +36,8 @@ protected:
 };
 
 TEST_F(NodeIndex, KeepsTheNameOfANodeThatTheHostRenames) {
-    Node* a = network.createNode(pipe, "a");
-    Node* b = network.createNode(pipe, "b");
+    Node* a = network.createNode(pipeType, "a");
+    Node* b = network.createNode(pipeType, "b");
     a->setName("own");
     EXPECT_EQ(network.getNode("a"), a);
     EXPECT_EQ(network.getNode("own"), nullptr);
@@ -48,23 +47,23 @@ TEST_F(NodeIndex, KeepsTheNameOfANodeThatTheHostRenames) {
     b->setName("a");
     EXPECT_EQ(network.getNode("a"), a);
     EXPECT_EQ(network.getNode("b"), b);
-    EXPECT_EQ(network.createNode(pipe, "a")->name(), "a1");
+    EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a1");
     EXPECT_EQ(network.getAllNodes(), (std::vector<Node*>{a, network.getNode("a1"), b}));
     EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
     EXPECT_FALSE(network.connectAttr("other", "out", "a1", "in1"));
 }
 
 TEST_F(NodeIndex, FreesANameThatOnlyTheNodeItselfBears) {
-    Node* a = network.createNode(pipe, "a");
+    Node* a = network.createNode(pipeType, "a");
     a->setName("own");
-    Node* own = network.createNode(pipe, "own");
+    Node* own = network.createNode(pipeType, "own");
     EXPECT_EQ(own->name(), "own");
     EXPECT_EQ(network.getNode("own"), own);
     EXPECT_EQ(network.getNode("a"), a);
 }
 
 TEST_F(NodeIndex, RenamesANodeThatTheHostRenamedByItsNameInTheNetwork) {
-    Node* a = network.createNode(pipe, "a");
+    Node* a = network.createNode(pipeType, "a");
     a->setName("own");
     EXPECT_FALSE(network.renameNode("own", "z"));
     EXPECT_TRUE(network.renameNode("a", "z"));
@@ -72,23 +71,23 @@ TEST_F(NodeIndex, RenamesANodeThatTheHostRenamedByItsNameInTheNetwork) {
     EXPECT_EQ(network.getNode("z"), a);
     EXPECT_EQ(network.getNode("a"), nullptr);
     EXPECT_EQ(network.getNodeNames(), Names{"z"});
-    EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+    EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a");
 }
 
 TEST_F(NodeIndex, DeletesANodeThatTheHostRenamedByItsNameInTheNetwork) {
-    network.createNode(pipe, "a")->setName("own");
+    network.createNode(pipeType, "a")->setName("own");
     network.deleteNode("own");
     EXPECT_EQ(takeDestroyed(), Names{});
     network.deleteNode("a");
     EXPECT_EQ(takeDestroyed(), Names{"own"});
     EXPECT_EQ(network.getNodeNames(), Names{});
-    EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+    EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a");
 }
 
 TEST_F(NodeIndex, ListsNodesByTheirNamesInTheNetwork) {
-    network.createNode(pipe, "a")->setName("z");
-    network.createNode(pipe, "b")->setName("y");
-    network.createNode(pipe, "c")->setName("");
+    network.createNode(pipeType, "a")->setName("z");
+    network.createNode(pipeType, "b")->setName("y");
+    network.createNode(pipeType, "c")->setName("");
     EXPECT_EQ(network.getNodeNames(), (Names{"a", "b", "c"}));
     EXPECT_EQ(network.getNodeByType(Pipe::staticTypeId()), network.getNode("a"));
     network.cleanNetwork();
@@ -96,17 +95,17 @@ TEST_F(NodeIndex, ListsNodesByTheirNamesInTheNetwork) {
 }
 
 TEST_F(NodeIndex, ResetsANodeThatTheHostRenamedUnderItsNameInTheNetwork) {
-    Node* a = network.createNode(pipe, "a");
+    Node* a = network.createNode(pipeType, "a");
     a->setName("own");
     network.reset();
     EXPECT_EQ(a->name(), "own");
-    EXPECT_EQ(network.createNode(pipe, "a"), a);
+    EXPECT_EQ(network.createNode(pipeType, "a"), a);
     EXPECT_EQ(a->name(), "a");
     EXPECT_EQ(network.getNode("own"), nullptr);
 }
 
 TEST_F(NodeIndex, GivesTheNameBackThatTheNodeHadBefore) {
-    Node* a = network.createNode(pipe, "a");
+    Node* a = network.createNode(pipeType, "a");
     a->setName("own");
     a->setName("a");
     EXPECT_EQ(network.getNode("a"), a);
@@ -175,7 +174,7 @@ TEST_F(NodeIndex, TellsNamesOfAnyBytesAndLengthsApart) {
     names.back().back() = 'y';
     std::vector<Node*> nodes;
     for (const std::string& name : names) {
-        nodes.push_back(network.createNode(pipe, name));
+        nodes.push_back(network.createNode(pipeType, name));
         ASSERT_EQ(nodes.back()->name(), name);
     }
     for (std::size_t index = 0; index < names.size(); ++index) {
@@ -184,7 +183,7 @@ TEST_F(NodeIndex, TellsNamesOfAnyBytesAndLengthsApart) {
     Names sorted = names;
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(network.getNodeNames(), sorted);
-    EXPECT_EQ(network.createNode(pipe, megabyte)->name(), megabyte + "1");
+    EXPECT_EQ(network.createNode(pipeType, megabyte)->name(), megabyte + "1");
     for (std::size_t index = 0; index < names.size(); index += 2) {
         network.deleteNode(names[index]);
     }
@@ -205,7 +204,7 @@ TEST_F(NodeIndex, ListsInByteOrderHoweverAlikeTheNamesAre) {
                 for (std::size_t left = random() % 12; left > 0; --left) {
                     name += "\0a\x7f\x80\xff"[random() % 5];
                 }
-                names.push_back(network.createNode(pipe, name)->name());
+                names.push_back(network.createNode(pipeType, name)->name());
             }
             std::sort(names.begin(), names.end());
             ASSERT_EQ(network.getNodeNames(), names);
@@ -222,18 +221,18 @@ TEST_F(NodeIndex, ListsInByteOrderHoweverAlikeTheNamesAre) {
 }
 
 TEST_F(NodeIndex, ListsAnewAfterEveryChangeOfNames) {
-    network.createNode(pipe, "b");
+    network.createNode(pipeType, "b");
     EXPECT_EQ(network.getNodeNames(), Names{"b"});
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     EXPECT_EQ(network.getNodeNames(), (Names{"a", "b"}));
     network.renameNode("a", "c");
     EXPECT_EQ(network.getNodeNames(), (Names{"b", "c"}));
     network.deleteNode("b");
-    network.createNode(pipe, "d");
+    network.createNode(pipeType, "d");
     EXPECT_EQ(network.getNodeNames(), (Names{"c", "d"}));
     network.reset();
     EXPECT_EQ(network.getNodeNames(), Names{});
-    network.createNode(pipe, "c");
+    network.createNode(pipeType, "c");
     EXPECT_EQ(network.getNodeNames(), Names{"c"});
 }
 
@@ -295,7 +294,7 @@ private:
         const std::string expected = uniqueName(asked);
         Node* node = nullptr;
         if (below(2) == 0) {
-            node = network_.createNode(pipe, asked);
+            node = network_.createNode(pipeType, asked);
         } else {
             node = new Pipe;
             network_.addNode(node, asked);
@@ -349,7 +348,7 @@ TEST_F(NodeIndex, EmptiesFromEitherEndAndFromTheMiddle) {
     constexpr int count = 500;
     for (int stride : {1, -1, 7, 249}) {
         for (int index = 0; index < count; ++index) {
-            network.createNode(pipe, std::to_string(index));
+            network.createNode(pipeType, std::to_string(index));
         }
         network.getNode("3")->setName("renamed by the host");
         std::vector<bool> isThere(count, true);
@@ -362,7 +361,7 @@ TEST_F(NodeIndex, EmptiesFromEitherEndAndFromTheMiddle) {
                     ASSERT_EQ(network.getNode(std::to_string(other)) != nullptr,
                               isThere[static_cast<std::size_t>(other)]);
                 }
-                Node* added = network.createNode(pipe, "new");
+                Node* added = network.createNode(pipeType, "new");
                 ASSERT_EQ(network.getNode("new"), added);
                 network.deleteNode("new");
             }
@@ -376,7 +375,7 @@ TEST_F(NodeIndex, KnowsWhichNodesWereMadeByTypeThroughDeletionsAndRenames) {
     std::vector<Node*> made(400);
     std::vector<std::unique_ptr<Node>> added;
     for (std::size_t index = 0; index < made.size(); ++index) {
-        made[index] = network.createNode(pipe, "made" + std::to_string(index));
+        made[index] = network.createNode(pipeType, "made" + std::to_string(index));
         added.push_back(std::make_unique<Pipe>());
         network.addNode(added.back().get(), "added" + std::to_string(index));
     }
@@ -397,8 +396,8 @@ TEST_F(NodeIndex, KnowsWhichNodesWereMadeByTypeThroughDeletionsAndRenames) {
     for (std::size_t index = 0; index < made.size(); index += 8) {
         const std::string number = std::to_string(index);
         const bool renamed = index % 16 == 0;
-        EXPECT_EQ(network.createNode(pipe, (renamed ? "m" : "made") + number), made[index]);
-        EXPECT_NE(network.createNode(pipe, (renamed ? "a" : "added") + number), added[index].get());
+        EXPECT_EQ(network.createNode(pipeType, (renamed ? "m" : "made") + number), made[index]);
+        EXPECT_NE(network.createNode(pipeType, (renamed ? "a" : "added") + number), added[index].get());
     }
     network.cleanNetwork();
     takeDestroyed();
@@ -412,7 +411,7 @@ public:
     static Node* creator() {
         if (NetworkManager* network = std::exchange(into, nullptr)) {
             for (int made = 0; made < 100; ++made) {
-                network->createNode(pipe, "inner");
+                network->createNode(pipeType, "inner");
             }
         }
         return new Nested;

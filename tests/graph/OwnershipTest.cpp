@@ -21,12 +21,11 @@ namespace TessilGraph {
 namespace {
 
 using tests::Pipe;
+using tests::pipeType;
+using tests::sumType;
 using tests::takeDestroyed;
 
 using Names = std::vector<std::string>;
-
-const std::string pipe = "ProbeNumber1";
-const std::string sum = "ProbeNumber2";
 
 class Ownership : public testing::Test {
 protected:
@@ -36,8 +35,8 @@ protected:
 TEST_F(Ownership, EndsWithTheManager) {
     {
         NetworkManager network;
-        network.createNode(pipe, "b");
-        network.createNode(pipe, "a");
+        network.createNode(pipeType, "b");
+        network.createNode(pipeType, "a");
         network.addNode(new Pipe, "c");
         EXPECT_TRUE(network.connectAttr("a", "out", "b", "in1"));
         EXPECT_TRUE(network.connectAttr("b", "out", "c", "in1"));
@@ -48,7 +47,7 @@ TEST_F(Ownership, EndsWithTheManager) {
 
 TEST_F(Ownership, EndsWithCleaning) {
     NetworkManager network;
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     network.addNode(new Pipe, "b");
     network.cleanNetwork();
     EXPECT_EQ(takeDestroyed(), (Names{"a", "b"}));
@@ -61,10 +60,10 @@ TEST_F(Ownership, EndsWithCleaning) {
 TEST_F(Ownership, OfNodesThatWaitAfterAResetEndsWithTheManager) {
     {
         NetworkManager network;
-        network.createNode(pipe, "a");
-        network.createNode(pipe, "b");
+        network.createNode(pipeType, "a");
+        network.createNode(pipeType, "b");
         network.reset();
-        network.createNode(pipe, "c");
+        network.createNode(pipeType, "c");
         EXPECT_EQ(takeDestroyed(), Names{});
     }
     EXPECT_EQ(takeDestroyed(), (Names{"c", "a", "b"}));
@@ -73,11 +72,11 @@ TEST_F(Ownership, OfNodesThatWaitAfterAResetEndsWithTheManager) {
 TEST_F(Ownership, OfANodeThatWasHandedOutTwiceEndsOnce) {
     {
         NetworkManager network;
-        network.createNode(pipe, "a");
+        network.createNode(pipeType, "a");
         network.reset();
-        network.createNode(pipe, "a");
+        network.createNode(pipeType, "a");
         network.reset();
-        network.createNode(pipe, "a");
+        network.createNode(pipeType, "a");
     }
     EXPECT_EQ(takeDestroyed(), Names{"a"});
 }
@@ -152,7 +151,7 @@ TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
         SCOPED_TRACE(waits);
         {
             NetworkManager network;
-            Node* node = network.createNode(pipe, "a");
+            Node* node = network.createNode(pipeType, "a");
             if (waits) {
                 network.reset();
             }
@@ -161,7 +160,7 @@ TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
             EXPECT_EQ(takeDestroyed(), Names{"again"});
             EXPECT_EQ(network.getNodeNames(), Names{});
             network.reset();
-            EXPECT_EQ(network.createNode(pipe, "a")->name(), "a");
+            EXPECT_EQ(network.createNode(pipeType, "a")->name(), "a");
             EXPECT_EQ(takeDestroyed(), Names{});
         }
         EXPECT_EQ(takeDestroyed(), Names{"a"});
@@ -171,8 +170,8 @@ TEST_F(Ownership, OfANodeThatWasMadeAndHandedInAgainEndsOnce) {
 TEST_F(Ownership, OfANodeThatWaitsAndWasHandedInAgainEndsOnce) {
     for (const char* name : {"a", "again"}) {
         NetworkManager network;
-        Node* node = network.createNode(pipe, "a");
-        network.createNode(pipe, "b");
+        Node* node = network.createNode(pipeType, "a");
+        network.createNode(pipeType, "b");
         network.reset();
         network.addNode(node, name);
         network.cleanNetwork();
@@ -182,20 +181,20 @@ TEST_F(Ownership, OfANodeThatWaitsAndWasHandedInAgainEndsOnce) {
 
 TEST_F(Ownership, OfANodeThatWaitsFollowsItsNewName) {
     NetworkManager network;
-    Node* node = network.createNode(pipe, "a");
+    Node* node = network.createNode(pipeType, "a");
     network.reset();
     network.addNode(node, "a");
     EXPECT_TRUE(network.renameNode("a", "b"));
     network.reset();
-    EXPECT_NE(network.createNode(pipe, "a"), node);
-    EXPECT_EQ(network.createNode(pipe, "b"), node);
+    EXPECT_NE(network.createNode(pipeType, "a"), node);
+    EXPECT_EQ(network.createNode(pipeType, "b"), node);
     network.cleanNetwork();
     EXPECT_EQ(takeDestroyed(), (Names{"a", "b"}));
 }
 
 TEST_F(Ownership, EndsWithDeleteNode) {
     NetworkManager network;
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     network.addNode(new Pipe, "b");
     network.deleteNode("a");
     network.deleteNode("b");
@@ -210,22 +209,22 @@ TEST_F(Ownership, OfANodeWhoseEntryWasOverwrittenReturnsToTheHost) {
     std::unique_ptr<Node> old;
     {
         NetworkManager network;
-        old.reset(network.createNode(pipe, "a"));
+        old.reset(network.createNode(pipeType, "a"));
         network.reset();
-        Node* made = network.createNode(sum, "a");
+        Node* made = network.createNode(sumType, "a");
         EXPECT_NE(made, old.get());
         network.reset();
-        EXPECT_EQ(network.createNode(sum, "a"), made);
+        EXPECT_EQ(network.createNode(sumType, "a"), made);
     }
     EXPECT_EQ(takeDestroyed(), Names{"a"});
-    EXPECT_EQ(old->typeStr(), pipe);
+    EXPECT_EQ(old->typeStr(), pipeType);
 }
 
 TEST_F(Ownership, OfAWaitingNodeReturnsToTheHostWhenAnUnknownTypeTakesItsEntry) {
     std::unique_ptr<Node> old;
     {
         NetworkManager network;
-        old.reset(network.createNode(pipe, "a"));
+        old.reset(network.createNode(pipeType, "a"));
         network.reset();
         EXPECT_EQ(network.createNode("NoSuchType", "a"), nullptr);
         network.reset();
@@ -238,7 +237,7 @@ TEST_F(Ownership, OfAWaitingNodeReturnsToTheHostWhenANodeOfItsNameIsDeleted) {
     std::unique_ptr<Node> old;
     {
         NetworkManager network;
-        old.reset(network.createNode(pipe, "a"));
+        old.reset(network.createNode(pipeType, "a"));
         network.reset();
         network.addNode(new Pipe, "a");
         network.deleteNode("a");
@@ -251,32 +250,32 @@ TEST_F(Ownership, OfAWaitingNodeReturnsToTheHostWhenItsNameIsDeleted) {
     std::unique_ptr<Node> old;
     {
         NetworkManager network;
-        old.reset(network.createNode(pipe, "a"));
+        old.reset(network.createNode(pipeType, "a"));
         network.reset();
         network.deleteNode("a");  // There is no such node, but there is an entry in the node cache.
         EXPECT_EQ(takeDestroyed(), Names{});
-        EXPECT_NE(network.createNode(pipe, "a"), old.get());
+        EXPECT_NE(network.createNode(pipeType, "a"), old.get());
     }
     EXPECT_EQ(takeDestroyed(), Names{"a"});
 }
 
 TEST_F(Ownership, OfAWaitingNodeEndsWhenARenamedNodeTakesItsName) {
     NetworkManager network;
-    network.createNode(pipe, "a");
-    network.createNode(pipe, "b");
+    network.createNode(pipeType, "a");
+    network.createNode(pipeType, "b");
     network.reset();
-    Node* b = network.createNode(pipe, "b");
+    Node* b = network.createNode(pipeType, "b");
     EXPECT_TRUE(network.renameNode("b", "a"));
     EXPECT_EQ(takeDestroyed(), Names{"a"});
     network.reset();
-    EXPECT_EQ(network.createNode(pipe, "a"), b);
+    EXPECT_EQ(network.createNode(pipeType, "a"), b);
     network.cleanNetwork();
     EXPECT_EQ(takeDestroyed(), Names{"a"});
 }
 
 TEST_F(Ownership, OfAWaitingNodeStaysWhenANodeThatWasHandedInTakesItsName) {
     NetworkManager network;
-    Node* waiting = network.createNode(pipe, "a");
+    Node* waiting = network.createNode(pipeType, "a");
     network.reset();
     auto* handedIn = new Pipe;
     network.addNode(handedIn, "b");
@@ -284,14 +283,14 @@ TEST_F(Ownership, OfAWaitingNodeStaysWhenANodeThatWasHandedInTakesItsName) {
     EXPECT_EQ(takeDestroyed(), Names{});
     EXPECT_EQ(network.getNode("a"), handedIn);
     EXPECT_TRUE(network.renameNode("a", "c"));
-    EXPECT_EQ(network.createNode(pipe, "a"), waiting);
+    EXPECT_EQ(network.createNode(pipeType, "a"), waiting);
     network.cleanNetwork();
     EXPECT_EQ(takeDestroyed(), (Names{"a", "c"}));
 }
 
 TEST_F(Ownership, OfACopyIsItsOwn) {
     NetworkManager network;
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     {
         NetworkManager copy = network.clone();
         NetworkManager second;
@@ -303,7 +302,7 @@ TEST_F(Ownership, OfACopyIsItsOwn) {
 
 TEST_F(Ownership, OfAMovedManagerIsCopied) {
     NetworkManager network;
-    network.createNode(pipe, "a");
+    network.createNode(pipeType, "a");
     NetworkManager moved(std::move(network));
     EXPECT_EQ(moved.getNodeNames(), Names{"a"});
 }
@@ -312,8 +311,8 @@ TEST_F(Ownership, OfARemovedPortIsTheHosts) {
     std::unique_ptr<Port> removed;
     {
         NetworkManager network;
-        Node* node = network.createNode(sum, "a");
-        network.createNode(pipe, "b");
+        Node* node = network.createNode(sumType, "a");
+        network.createNode(pipeType, "b");
         removed.reset(node->getInputPort("in2"));
         ASSERT_TRUE(network.connectAttr("b", "out", "a", "in2"));
         node->removeInputPort("in2");
@@ -325,10 +324,10 @@ TEST_F(Ownership, OfARemovedPortIsTheHosts) {
 }
 
 TEST_F(Ownership, OfANewNodeIsTheCallersOfTheFactory) {
-    const std::unique_ptr<Node> node(NodeFactory::instance().createNode(pipe));
+    const std::unique_ptr<Node> node(NodeFactory::instance().createNode(pipeType));
     ASSERT_NE(node, nullptr);
-    NodeFactory::instance().deregisterNode(pipe);
-    NodeFactory::instance().registerNode(pipe, Pipe::creator);
+    NodeFactory::instance().deregisterNode(pipeType);
+    NodeFactory::instance().registerNode(pipeType, Pipe::creator);
     EXPECT_EQ(takeDestroyed(), Names{});
 }
 

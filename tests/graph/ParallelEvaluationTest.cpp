@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/HowToCompute.h>
 #include <tests/support/Levels.h>
 #include <tests/support/ProbeNetwork.h>
 #include <tests/support/ProbeNode.h>
@@ -29,8 +30,10 @@ namespace {
 
 using tests::expectedLevels;
 using tests::Messages;
+using tests::parallel;
 using tests::Pipe;
 using tests::ProbeNode;
+using tests::serial;
 using tests::Source;
 using tests::Sum;
 using tests::Sum3;
@@ -43,8 +46,6 @@ using tests::TextSum;
 using Names = std::vector<std::string>;
 
 const std::string cycleMessage = "Cycle detected! the connection is not allowed! ";
-constexpr bool parallel = true;
-constexpr bool serial = false;
 
 class ParallelEvaluation : public tests::ProbeNetwork {
 protected:

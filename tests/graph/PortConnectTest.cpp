@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <tests/graph/LoosePort.h>
 #include <tests/graph/PortMessages.h>
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
@@ -20,6 +21,7 @@ namespace {
 using tests::connectedMessage;
 using tests::cycleMessage;
 using tests::directionMessage;
+using tests::LoosePort;
 using tests::Messages;
 using tests::nullMessage;
 using tests::occupiedMessage;
@@ -31,13 +33,6 @@ using tests::TextPipe;
 using tests::typeMessage;
 
 using Ports = std::vector<Port*>;
-
-/// A port whose direction a test may choose.
-class LoosePort : public PortTemplate<double> {
-public:
-    using PortTemplate<double>::PortTemplate;
-    using Port::setAsInput;
-};
 
 TEST(Port, ConnectsFromTheOutputAsWellAsFromTheInput) {
     for (const bool fromOutput : {true, false}) {

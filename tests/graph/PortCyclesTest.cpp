@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <tests/graph/LoosePort.h>
 #include <tests/graph/PortMessages.h>
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
@@ -25,6 +26,7 @@ namespace TessilGraph {
 namespace {
 
 using tests::cycleMessage;
+using tests::LoosePort;
 using tests::Messages;
 using tests::Pipe;
 using tests::Sum;
@@ -32,13 +34,6 @@ using tests::Sum3;
 using tests::takeLog;
 
 using Ports = std::vector<Port*>;
-
-/// A port whose direction a test may choose.
-class LoosePort : public PortTemplate<double> {
-public:
-    using PortTemplate<double>::PortTemplate;
-    using Port::setAsInput;
-};
 
 TEST(Port, LooksForCyclesAlongTheListsOfOutputsOnly) {
     Pipe a;

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
+#include <tests/graph/LoosePort.h>
 #include <tests/graph/PortMessages.h>
 #include <tests/support/ProbeNode.h>
 
@@ -19,16 +20,10 @@
 namespace TessilGraph {
 namespace {
 
+using tests::LoosePort;
 using tests::Pipe;
 
 using Ports = std::vector<Port*>;
-
-/// A port whose direction a test may choose.
-class LoosePort : public PortTemplate<double> {
-public:
-    using PortTemplate<double>::PortTemplate;
-    using Port::setAsInput;
-};
 
 TEST(Port, StartsAsAnUnconnectedInputWithoutANode) {
     Port port("weight");

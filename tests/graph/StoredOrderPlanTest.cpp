@@ -1,6 +1,7 @@
 #include <TessilGraph/TessilGraph.h>
 
 #include <tests/graph/LongChain.h>
+#include <tests/support/HowToCompute.h>
 
 #include <cstddef>
 #include <memory>
@@ -14,10 +15,9 @@ namespace {
 
 using tests::Pipe;
 using tests::takeComputed;
+using tests::useCache;
 
 using AddDouble = AddNode<double, double, double, double>;
-
-constexpr bool useCache = true;
 
 /// A stored order that is evaluated again and again.
 class StoredOrderPlan : public tests::LongChain {

@@ -21,9 +21,6 @@ using Imath::V3d;
 
 namespace {
 
-constexpr Long lowest = std::numeric_limits<Long>::min();
-constexpr Long highest = std::numeric_limits<Long>::max();
-
 template <class T>
 bool compared(const T& in1, const T& in2, Long operation) {
     const auto node = make<CompareNode<T>>();

@@ -2,6 +2,7 @@
 
 #include "NodeTesting.h"
 
+#include <tests/support/HowToCompute.h>
 #include <tests/support/Levels.h>
 #include <tests/support/ProbeNode.h>
 
@@ -34,8 +35,6 @@ namespace {
 using AddDouble = AddNode<double, double, double, double>;
 using MaxDouble = MaxNode<double, double, double, double>;
 using Doubles = PortTemplate<double>;
-
-constexpr bool parallel = true;
 
 /// Its output tells how often it was computed.
 class Counting : public Node {

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <memory>
 #include <string>
 
@@ -14,9 +13,6 @@ using namespace tests;
 using namespace TessilGraph;
 
 namespace {
-
-constexpr Long lowest = std::numeric_limits<Long>::min();
-constexpr Long highest = std::numeric_limits<Long>::max();
 
 using AddLong = AddNode<Long, Long, Long, Long>;
 using AddDouble = AddNode<double, double, double, double>;
@@ -67,23 +63,6 @@ auto resultOf(const In1& in1, const In2& in2) {
     node->input2Port()->set(in2);
     EXPECT_TRUE(node->compute(nullptr));
     return node->outputPort()->get();
-}
-
-template <class N>
-void checkUnary(const char* typeStr, unsigned int typeId) {
-    checkShape<N>(typeStr, typeId);
-    const auto node = make<N>();
-    expectInput(*node, "in", node->inputPort());
-    expectOutput(*node, "out", node->outputPort());
-}
-
-template <class N>
-void checkBinary(const char* typeStr, unsigned int typeId) {
-    checkShape<N>(typeStr, typeId);
-    const auto node = make<N>();
-    expectInput(*node, "in1", node->input1Port());
-    expectInput(*node, "in2", node->input2Port());
-    expectOutput(*node, "out", node->outputPort());
 }
 
 }  // namespace

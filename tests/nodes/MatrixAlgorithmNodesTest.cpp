@@ -17,9 +17,6 @@ using Imath::V3d;
 
 namespace {
 
-// Sixteen different elements, a column 3 that is no affine one.
-constexpr Rows projective{{{2, 3, 5, 7}, {11, -13, 17, 19}, {23, 29, -31, 37}, {41, 43, 47, 53}}};
-
 template <class N>
 V3d transformed(const Rows& matrix, const Triple& vector) {
     N node;

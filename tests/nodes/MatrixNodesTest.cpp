@@ -37,9 +37,6 @@ using SetTranslationMatrix = TessilGraph::SetTranslationNode<M44d, M44d, V3d, M4
 using ShearMatrix = TessilGraph::ShearNode<M44d, M44d, V3d, M44d>;
 using SetShearMatrix = TessilGraph::SetShearNode<M44d, M44d, V3d, M44d>;
 
-// Sixteen different elements, a column 3 that is no affine one.
-constexpr Rows projective{{{2, 3, 5, 7}, {11, -13, 17, 19}, {23, 29, -31, 37}, {41, 43, 47, 53}}};
-
 template <class N>
 M44d binary(const M44d& in1, const M44d& in2) {
     N node;

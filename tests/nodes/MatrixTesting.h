@@ -27,6 +27,9 @@ inline constexpr double pi = 3.14159265358979323846;
 inline constexpr double infinity = std::numeric_limits<double>::infinity();
 inline constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
+// Sixteen different elements, a column 3 that is no affine one.
+inline constexpr Rows projective{{{2, 3, 5, 7}, {11, -13, 17, 19}, {23, 29, -31, 37}, {41, 43, 47, 53}}};
+
 inline Imath::M44d toMatrix(const Rows& rows) {
     Imath::M44d matrix;
     for (int row = 0; row < 4; ++row) {

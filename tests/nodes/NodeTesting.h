@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/Node.h>
 #include <TessilGraph/graph/NodeFactory.h>
+#include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/initTessilGraph.h>
 
 #include <tests/support/CollectedLog.h>
@@ -11,12 +12,16 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
 
 namespace tests {
+
+inline constexpr TessilGraph::Long lowest = std::numeric_limits<TessilGraph::Long>::min();
+inline constexpr TessilGraph::Long highest = std::numeric_limits<TessilGraph::Long>::max();
 
 inline const bool libraryIsStarted = (TessilGraph::initTessilGraph(), true);
 
@@ -143,6 +148,25 @@ inline void expectOutput(TessilGraph::Node& node, const char* name, TessilGraph:
     ASSERT_NE(port, nullptr) << name;
     EXPECT_EQ(node.getOutputPort(name), port) << name;
     EXPECT_TRUE(port->isOutput()) << name;
+}
+
+/// The same, and one input and an output.
+template <class N>
+void checkUnary(const char* typeStr, unsigned int typeId) {
+    checkShape<N>(typeStr, typeId);
+    const auto node = make<N>();
+    expectInput(*node, "in", node->inputPort());
+    expectOutput(*node, "out", node->outputPort());
+}
+
+/// The same, and two inputs and an output.
+template <class N>
+void checkBinary(const char* typeStr, unsigned int typeId) {
+    checkShape<N>(typeStr, typeId);
+    const auto node = make<N>();
+    expectInput(*node, "in1", node->input1Port());
+    expectInput(*node, "in2", node->input2Port());
+    expectOutput(*node, "out", node->outputPort());
 }
 
 }  // namespace tests

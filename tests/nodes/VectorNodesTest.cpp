@@ -43,23 +43,6 @@ auto resultOf(const V3d& in1, const In2& in2) {
     return node->outputPort()->get();
 }
 
-template <class N>
-void checkUnary(const char* typeStr, unsigned int typeId) {
-    checkShape<N>(typeStr, typeId);
-    const auto node = make<N>();
-    expectInput(*node, "in", node->inputPort());
-    expectOutput(*node, "out", node->outputPort());
-}
-
-template <class N>
-void checkBinary(const char* typeStr, unsigned int typeId) {
-    checkShape<N>(typeStr, typeId);
-    const auto node = make<N>();
-    expectInput(*node, "in1", node->input1Port());
-    expectInput(*node, "in2", node->input2Port());
-    expectOutput(*node, "out", node->outputPort());
-}
-
 bool isNaN(const V3d& vector) {
     return std::isnan(vector.x) && std::isnan(vector.y) && std::isnan(vector.z);
 }

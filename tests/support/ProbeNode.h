@@ -154,6 +154,11 @@ using TextSource = Probe<std::string, 0>;
 using TextPipe = Probe<std::string, 1>;
 using TextSum = Probe<std::string, 2>;
 
+// For who makes them by type.
+inline const std::string sourceType = Source::staticTypeStr();
+inline const std::string pipeType = Pipe::staticTypeStr();
+inline const std::string sumType = Sum::staticTypeStr();
+
 template <class... Types>
 bool registerProbes() {
     (TessilGraph::NodeFactory::instance().registerNode(Types::staticTypeStr(), Types::creator), ...);

@@ -17,7 +17,7 @@ namespace {
 /// Keeps a mistaken path (an endless device, a disk image) from filling the memory.
 constexpr std::size_t maxBytes = std::size_t{1} << 30;
 
-[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+[[noreturn]] void refuseFile(const std::string& path, const std::string& reason) {
     throw UserError(oneLine(path) + ": " + reason);
 }
 
@@ -35,7 +35,7 @@ struct Descriptor {
 std::string readTextFile(const std::string& path) {
     const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.number < 0) {
-        refuse(path, std::generic_category().message(errno));
+        refuseFile(path, std::generic_category().message(errno));
     }
     std::string content;
     char block[1 << 16];
@@ -45,14 +45,14 @@ std::string readTextFile(const std::string& path) {
             continue;
         }
         if (length < 0) {
-            refuse(path, std::generic_category().message(errno));
+            refuseFile(path, std::generic_category().message(errno));
         }
         if (length == 0) {
             return content;
         }
         content.append(block, static_cast<std::size_t>(length));
         if (content.size() > maxBytes) {
-            refuse(path, "the file is larger than 1 GiB");
+            refuseFile(path, "the file is larger than 1 GiB");
         }
     }
 }

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <ostream>
 #include <random>
-#include <utility>
 #include <vector>
 
 namespace twins {
