@@ -3,6 +3,11 @@
 include(GenerateExportHeader)
 
 set(TESSIL_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+# For sources that are compiled several at once: what one of them hides is another one's business.
+set(TESSIL_WARNINGS_TOGETHER ${TESSIL_WARNINGS} -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+if(CMAKE_UNITY_BUILD)
+  set(TESSIL_WARNINGS ${TESSIL_WARNINGS_TOGETHER})
+endif()
 set(TESSIL_LIBRARY_OPTIONS "" CACHE STRING "Further options that the libraries alone are compiled and linked with")
 
 # tessil_library(NAME MACRO): turns the target NAME into one of our shared libraries. Its export

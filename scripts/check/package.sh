@@ -52,7 +52,7 @@ needs_no_utils() {
 }
 # Only to be seen to build and to serve: with assertions, but neither optimised nor with debug information,
 # which would take half as long again.
-plain=(-G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+plain=(-G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_UNITY_BUILD=ON)
 
 say "a TessilUtils of the host's own, as a target"
 cmake -S tests/package/own-utils -B "$work/own-utils" "${plain[@]}"
