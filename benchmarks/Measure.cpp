@@ -112,10 +112,8 @@ void runRounds(benchmark::State& state, const std::string& name, const Case& com
         timers.emplace_back(rival.side, compared.wallTime, compared.units);
     }
     // Whoever comes after another one finds the caches, and threads that are still awake, as that one left them.
-    std::vector<Timer*> turns;
-    for (Timer& timer : timers) {
-        turns.push_back(&timer);
-    }
+    std::vector<Timer*> turns(timers.size());
+    std::transform(timers.begin(), timers.end(), turns.begin(), [](Timer& timer) { return &timer; });
     std::mt19937 draw(1);
     for (auto _ : state) {
         bool isRight = true;
