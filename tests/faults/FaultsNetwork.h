@@ -4,6 +4,8 @@
 
 #include <TessilGraph/TessilGraph.h>
 
+#include <tests/support/HowToCompute.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -135,7 +137,6 @@ struct FaultsNetwork : World {
         for (int times = 0; times < 3; ++times) {
             note("serial", [&](const std::string& name) { network.computeNode(name); });
         }
-        const bool parallel = true;
         note("levels", [&](const std::string& name) { network.computeNode(name, nullptr, parallel); });
         TessilGraph::PreparedEvaluation evaluation(network, names);
         note("prepared", [&](const std::string&) { evaluation.run(); });

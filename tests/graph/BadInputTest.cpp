@@ -241,10 +241,10 @@ TEST(BadInput, ClonesWithoutTheExtraPortsAreWiredAsFarAsTheyGo) {
 TEST(BadInput, ExceptionsOfACreatorLeaveTheNetworkUsable) {
     NodeFactory::instance().registerNode("BadThrowing", []() -> Node* { throw std::runtime_error("creator"); });
     NetworkManager network;
-    network.createNode("ProbeNumber1", "a");
+    network.createNode(tests::pipeType, "a");
     EXPECT_THROW(network.createNode("BadThrowing", "b"), std::runtime_error);
     EXPECT_EQ(network.getNode("b"), nullptr);
-    EXPECT_NE(network.createNode("ProbeNumber1", "b"), nullptr);
+    EXPECT_NE(network.createNode(tests::pipeType, "b"), nullptr);
     EXPECT_EQ(network.getNodeNames(), (Names{"a", "b"}));
     network.reset();
     NodeFactory::instance().deregisterNode("BadThrowing");

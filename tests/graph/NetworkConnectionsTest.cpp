@@ -23,9 +23,9 @@ using Ports = std::vector<Port*>;
 class NetworkConnections : public testing::Test {
 protected:
     NetworkConnections() {
-        a = network.createNode("ProbeNumber2", "a");
-        b = network.createNode("ProbeNumber2", "b");
-        c = network.createNode("ProbeNumber2", "c");
+        a = network.createNode(tests::sumType, "a");
+        b = network.createNode(tests::sumType, "b");
+        c = network.createNode(tests::sumType, "c");
         t = network.createNode("ProbeText1", "t");
     }
 

@@ -4,6 +4,8 @@
 
 #include <TessilGraph/graph/NetworkManager.h>
 
+#include <tests/support/HowToCompute.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -35,7 +37,6 @@ std::size_t allocationsOf(Node& node, std::size_t computesBefore) {
 /// How often computing the levels upstream of a node allocates once that was done a few times. Loops may
 /// still have to learn something now and then, so the least of several times counts.
 std::size_t allocationsOfLevels(TessilGraph::NetworkManager& network, const std::string& name) {
-    constexpr bool parallel = true;
     std::size_t least = ~std::size_t{0};
     for (int round = 0; round < 10; ++round) {
         network.setAllNodeDirty();
@@ -136,7 +137,6 @@ TEST(Allocation, HappensNotWhenNodesOfOneLevelReadEachOther) {
 
 TEST(Allocation, HappensNotHoweverOftenLevelsAreComputed) {
     // What grows by a little each time allocates now and then only.
-    constexpr bool parallel = true;
     TessilGraph::NetworkManager network;
     const std::string last = makeNodesThatReadTheirLevel(network);
     std::size_t before = 0;

@@ -333,11 +333,11 @@ void PureWalk::judge(double elapsed) {
         failedUses_ -= failedUses_ != 0 ? 1 : 0;
         return;
     }
-    failedUses_ += 1;
+    ++failedUses_;
     if (elapsed > muchTooLong * inTurn) {
         failedUses_ = patience;
     } else if (elapsed > tooLong * inTurn) {
-        failedUses_ += 1;
+        ++failedUses_;
     }
     if (failedUses_ >= patience) {
         takeAsItStands();

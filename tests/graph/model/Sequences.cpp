@@ -3,10 +3,12 @@
 #include <rapidcheck.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace twins {
@@ -64,45 +66,53 @@ Sequence withoutChunk(const Sequence& sequence, std::size_t end) {
 
 /// Chunks are left out from behind, then smaller ones: sequences in number about as the steps that are needed, times
 /// the logarithm of all. The last one is the sequence itself, which fails again and so is gone on with.
-std::vector<Sequence> withFewerSteps(const Sequence& sequence) {
-    std::vector<Sequence> shorter;
-    for (std::size_t end = std::min(sequence.end, sequence.steps.size()); end != 0;
-         end -= std::min(end, sequence.chunk)) {
-        shorter.push_back(withoutChunk(sequence, end));
-    }
-    shorter.push_back(sequence);
-    shorter.back().chunk = sequence.chunk / 2;
-    shorter.back().end = triesOfASequence;
-    return shorter;
+rc::Seq<Sequence> withFewerSteps(const Sequence& sequence) {
+    const std::size_t end = std::min(sequence.end, sequence.steps.size());
+    const std::size_t chunks = (end + sequence.chunk - 1) / sequence.chunk;
+    Sequence next = sequence;
+    next.chunk /= 2;
+    next.end = triesOfASequence;
+    return rc::seq::concat(rc::seq::map(rc::seq::range(std::size_t{0}, chunks),
+                                        [sequence, end](std::size_t later) {
+                                            return withoutChunk(sequence, end - later * sequence.chunk);
+                                        }),
+                           rc::seq::just(next));
 }
 
-/// Each word is made smaller at most once: 0 stands for the first of what it chooses from.
-std::vector<Sequence> withASmallerWord(const Sequence& sequence) {
-    std::vector<Sequence> smaller;
-    const std::size_t wordsOfAStep = sequence.steps.empty() ? 1U : sequence.steps.front().size();
-    for (std::size_t i = sequence.word; i < sequence.steps.size() * wordsOfAStep; ++i) {
-        const std::uint16_t word = sequence.steps[i / wordsOfAStep][i % wordsOfAStep];
-        std::uint16_t tried = word;
-        for (const unsigned int divisor : {65536U, 256U, 16U, 2U}) {
-            const auto less = static_cast<std::uint16_t>(word / divisor);
-            if (less != tried) {
-                tried = less;
-                smaller.push_back(sequence);
-                smaller.back().steps[i / wordsOfAStep][i % wordsOfAStep] = less;
-                smaller.back().word = i + 1;
-                smaller.back().isSmaller = true;
-            }
-        }
+constexpr std::array<unsigned int, 4> divisors = {65536, 256, 16, 2};
+
+/// The sequence with one word divided, to be gone on with behind it. Nothing where an earlier divisor gives the same.
+rc::Maybe<Sequence> withASmallerWord(const Sequence& sequence, std::size_t place) {
+    const std::size_t word = place / divisors.size();
+    const std::size_t divisor = place % divisors.size();
+    const std::size_t wordsOfAStep = sequence.steps.front().size();
+    const std::uint16_t old = sequence.steps[word / wordsOfAStep][word % wordsOfAStep];
+    const auto less = static_cast<std::uint16_t>(old / divisors[divisor]);
+    if (less == (divisor == 0 ? old : old / divisors[divisor - 1])) {
+        return rc::Nothing;
     }
-    if (sequence.isSmaller) {
-        // Steps may go now that were needed.
-        smaller.push_back({sequence.steps, sequence.steps.size() / 2, sequence.steps.size(), 0, false});
-    }
+    Sequence smaller = sequence;
+    smaller.steps[word / wordsOfAStep][word % wordsOfAStep] = less;
+    smaller.word = word + 1;
+    smaller.isSmaller = true;
     return smaller;
 }
 
+/// Each word is made smaller at most once: 0 stands for the first of what it chooses from. If that changed anything,
+/// steps may go that were needed, and are tried again.
+rc::Seq<Sequence> withSmallerWords(const Sequence& sequence) {
+    const std::size_t words = sequence.steps.empty() ? 0U : sequence.steps.size() * sequence.steps.front().size();
+    auto smaller = rc::seq::mapMaybe(rc::seq::range(sequence.word * divisors.size(), words * divisors.size()),
+                                     [sequence](std::size_t place) { return withASmallerWord(sequence, place); });
+    if (!sequence.isSmaller) {
+        return smaller;
+    }
+    return rc::seq::concat(std::move(smaller), rc::seq::just(Sequence{sequence.steps, sequence.steps.size() / 2,
+                                                                      sequence.steps.size(), 0, false}));
+}
+
 rc::Seq<Sequence> shorter(const Sequence& sequence) {
-    return rc::seq::fromContainer(sequence.chunk != 0 ? withFewerSteps(sequence) : withASmallerWord(sequence));
+    return sequence.chunk != 0 ? withFewerSteps(sequence) : withSmallerWords(sequence);
 }
 
 rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep) {
