@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <set>
+#include <utility>
 
 namespace model {
 
@@ -81,7 +82,7 @@ Id World::newPort(const std::string& name, const std::string& type) {
     Port port;
     port.name = name;
     port.type = type;
-    ports.push_back(port);
+    ports.add(std::move(port));
     return ports.size() - 1;
 }
 
@@ -104,7 +105,7 @@ const Value& World::read(Id port) const {
 }
 
 void World::writeThrough(Id port, const Value& value) {
-    Port& end = ports[feeding(port)];
+    Port& end = ports.change(feeding(port));
     Value& stored = end.link == none ? end.value : outside[end.link];
     if (end.type == "DoublePort") {
         stored.number = value.number;
@@ -114,21 +115,23 @@ void World::writeThrough(Id port, const Value& value) {
 }
 
 void World::set(Id port, const Value& value) {
-    ports[port].value = value;
+    ports.change(port).value = value;
     if (ports[port].node != none && ports[port].input) {
         setDirty(ports[port].node, true);
     }
 }
 
 void World::copyValue(Id to, Id from) {
-    ports[to].value = ports[from].value;
-    ports[to].link = ports[from].link;
+    Port& target = ports.change(to);
+    target.value = ports[from].value;
+    target.link = ports[from].link;
 }
 
 void World::resetPort(Id port) {
-    ports[port].connections.clear();
-    ports[port].value = Value();
-    ports[port].link = none;
+    Port& mine = ports.change(port);
+    mine.connections.clear();
+    mine.value = Value();
+    mine.link = none;
 }
 
 bool World::reaches(Id from, Id target) const {
@@ -159,8 +162,8 @@ bool World::connect(Id port, Id other) {
         error({"Error null pointer"});
         return false;
     }
-    Port& mine = ports[port];
-    Port& theirs = ports[other];
+    const Port& mine = ports[port];
+    const Port& theirs = ports[other];
     if (mine.input && theirs.input) {
         error({"Only input to output port connection are allowed!"});
         return false;
@@ -187,8 +190,8 @@ bool World::connect(Id port, Id other) {
         error({"Cycle detected! the connection is not allowed!"});
         return false;
     }
-    theirs.connections.push_back(port);
-    mine.connections.push_back(other);
+    ports.change(other).connections.push_back(port);
+    ports.change(port).connections.push_back(other);
     return true;
 }
 
@@ -201,15 +204,15 @@ bool World::disconnect(Id port, Id other) {
         error({"Connection doesn't exist"});
         return false;
     }
-    removeFirst(ports[other].connections, port);
-    removeFirst(ports[port].connections, other);
+    removeFirst(ports.change(other).connections, port);
+    removeFirst(ports.change(port).connections, other);
     return true;
 }
 
 Id World::newNode(std::size_t type) {
     Node node;
     node.type = type;
-    nodes.push_back(node);
+    nodes.add(std::move(node));
     const Id made = nodes.size() - 1;
     for (const PortType& port : nodeTypes()[type].inputs) {
         addPort(made, newPort(port.name, port.type), true);
@@ -222,7 +225,7 @@ Id World::newNode(std::size_t type) {
 
 Id World::cloneNode(Id node) {
     const Id copy = newNode(nodes[node].type);
-    nodes[copy].name = nodes[node].name;
+    nodes.change(copy).name = nodes[node].name;
     for (const Id port : nodes[node].inputs) {
         if (ports[port].connections.empty()) {
             const Id copied = findPort(copy, ports[port].name, true);
@@ -235,47 +238,48 @@ Id World::cloneNode(Id node) {
 }
 
 void World::destroyNode(Id node) {
-    nodes[node].alive = false;
+    nodes.change(node).alive = false;
     for (const Id port : nodes[node].inputs) {
-        ports[port].alive = false;
+        ports.change(port).alive = false;
     }
     for (const Id port : nodes[node].outputs) {
-        ports[port].alive = false;
+        ports.change(port).alive = false;
     }
     // Those that were removed from it live on.
-    for (Port& port : ports) {
-        if (port.alive && port.node == node) {
-            port.node = none;
+    for (Id port = 0; port < ports.size(); ++port) {
+        if (ports[port].alive && ports[port].node == node) {
+            ports.change(port).node = none;
         }
     }
     destroyed.push_back(node);
 }
 
 void World::destroyMember(Id manager, Id node) {
-    for (auto& [name, order] : managers[manager].networkCache) {
+    for (auto& [name, order] : managers.change(manager).networkCache) {
         order.erase(std::remove(order.begin(), order.end(), node), order.end());
     }
     destroyNode(node);
 }
 
 bool World::addPort(Id node, Id port, bool input) {
-    std::vector<Id>& list = input ? nodes[node].inputs : nodes[node].outputs;
-    for (const Id other : list) {
+    for (const Id other : input ? nodes[node].inputs : nodes[node].outputs) {
         if (ports[other].name == ports[port].name) {
             error({"Port ", ports[port].name, "already exists"});
             return false;
         }
     }
-    ports[port].input = input;
-    ports[port].node = node;
-    list.push_back(port);
+    ports.change(port).input = input;
+    ports.change(port).node = node;
+    Node& mine = nodes.change(node);
+    (input ? mine.inputs : mine.outputs).push_back(port);
     return true;
 }
 
 void World::removePort(Id node, const std::string& name, bool input) {
     const Id port = findPort(node, name, input);
     if (port != none) {
-        removeFirst(input ? nodes[node].inputs : nodes[node].outputs, port);
+        Node& mine = nodes.change(node);
+        removeFirst(input ? mine.inputs : mine.outputs, port);
     }
 }
 
@@ -293,7 +297,7 @@ void World::setDirty(Id node, bool dirty) {
         return;
     }
     if (!dirty) {
-        nodes[node].dirty = false;
+        nodes.change(node).dirty = false;
         return;
     }
     std::vector<Id> work = {node};
@@ -311,9 +315,9 @@ void World::setDirty(Id node, bool dirty) {
                 }
             }
         }
-        nodes[top].dirty = true;
+        nodes.change(top).dirty = true;
     } while (work.size() > 1);
-    nodes[node].dirty = true;
+    nodes.change(node).dirty = true;
 }
 
 void World::resetNode(Id node) {
@@ -339,12 +343,12 @@ void World::addNode(Id manager, Id node, const std::string& name) {
         return;
     }
     const std::string unique = uniqueName(manager, name);
-    nodes[node].name = unique;
-    managers[manager].nodes[unique] = node;
+    nodes.change(node).name = unique;
+    managers.change(manager).nodes[unique] = node;
 }
 
 Id World::createNode(Id manager, const std::string& type, const std::string& name) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     const std::string unique = uniqueName(manager, name);
     Id result = none;
     const auto waiting = mine.nodeCache.find(unique);
@@ -358,7 +362,7 @@ Id World::createNode(Id manager, const std::string& type, const std::string& nam
         mine.nodeCache[unique] = {true, result};
     }
     if (result != none) {
-        nodes[result].name = unique;
+        nodes.change(result).name = unique;
         mine.nodes[unique] = result;
     }
     return result;
@@ -392,7 +396,7 @@ Id World::typeNamed(const std::string& name) const {
 }
 
 void World::deleteNode(Id manager, const std::string& name) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     const auto found = mine.nodes.find(name);
     if (found != mine.nodes.end()) {
         const Id node = found->second;
@@ -414,7 +418,7 @@ void World::deleteNode(Id manager, const std::string& name) {
 }
 
 bool World::renameNode(Id manager, const std::string& oldName, const std::string& newName) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     if (!isPlainName(newName) || mine.nodes.count(oldName) == 0) {
         return false;
     }
@@ -431,28 +435,28 @@ bool World::renameNode(Id manager, const std::string& oldName, const std::string
         mine.nodeCache.erase(oldName);
     }
     mine.nodes.erase(oldName);
-    nodes[node].name = unique;
+    nodes.change(node).name = unique;
     mine.nodes[unique] = node;
     return true;
 }
 
 bool World::connectAttr(Id manager, const std::vector<std::string>& names) {
-    Manager& mine = managers[manager];
+    const Manager& mine = managers[manager];
     if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
         return false;
     }
-    const Id out = findPort(mine.nodes[names[0]], names[1], false);
-    const Id in = findPort(mine.nodes[names[2]], names[3], true);
+    const Id out = findPort(mine.nodes.at(names[0]), names[1], false);
+    const Id in = findPort(mine.nodes.at(names[2]), names[3], true);
     return out != none && in != none && connect(out, in);
 }
 
 bool World::disconnectAttr(Id manager, const std::vector<std::string>& names) {
-    Manager& mine = managers[manager];
+    const Manager& mine = managers[manager];
     if (mine.nodes.count(names[0]) == 0 || mine.nodes.count(names[2]) == 0) {
         return false;
     }
-    const Id out = findPort(mine.nodes[names[0]], names[1], false);
-    const Id in = findPort(mine.nodes[names[2]], names[3], true);
+    const Id out = findPort(mine.nodes.at(names[0]), names[1], false);
+    const Id in = findPort(mine.nodes.at(names[2]), names[3], true);
     return out != none && in != none && disconnect(out, in);
 }
 
@@ -546,7 +550,7 @@ bool World::runRule(Id node) {
         threw = true;
         return false;
     }
-    ++nodes[node].computes;
+    ++nodes.change(node).computes;
     std::vector<Value> inputs;
     for (const Id port : nodes[node].inputs) {
         const Value& value = read(port);
@@ -570,11 +574,11 @@ void World::computeByHand(Id node) {
 }
 
 void World::computeNode(Id manager, const std::string& name, bool parallel, bool useCache) {
-    Manager& mine = managers[manager];
+    const Manager& mine = managers[manager];
     if (mine.nodes.count(name) == 0) {
         return;
     }
-    const Id node = mine.nodes[name];
+    const Id node = mine.nodes.at(name);
     const bool stored = useCache && mine.networkCache.count(name) > 0;
     if (!stored && !nodes[node].dirty) {
         return;
@@ -593,8 +597,8 @@ void World::computeNode(Id manager, const std::string& name, bool parallel, bool
         }
         return;
     }
-    for (const Id next : stored ? mine.networkCache[name] : serialOrder(node, true)) {
-        nodes[next].profileTime = 0;
+    for (const Id next : stored ? mine.networkCache.at(name) : serialOrder(node, true)) {
+        nodes.change(next).profileTime = 0;
         if (nodes[next].dirty) {
             ran.push_back({next});
             compute(next);
@@ -613,19 +617,19 @@ void World::computeOnly(const std::vector<Id>& these) {
 
 void World::setAllNodeDirty(Id manager) {
     for (const auto& [name, node] : managers[manager].nodes) {
-        nodes[node].dirty = true;
+        nodes.change(node).dirty = true;
     }
 }
 
 void World::cacheNodeNetwork(Id manager, const std::string& name) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     if (mine.nodes.count(name) > 0) {
         mine.networkCache[name] = serialOrder(mine.nodes[name], false);
     }
 }
 
 void World::clearNodeCache(Id manager) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     for (auto entry = mine.nodeCache.begin(); entry != mine.nodeCache.end();) {
         if (entry->second.inUse) {
             ++entry;
@@ -639,7 +643,7 @@ void World::clearNodeCache(Id manager) {
 }
 
 void World::reset(Id manager) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     mine.nodes.clear();
     for (auto& [name, entry] : mine.nodeCache) {
         entry.inUse = false;
@@ -651,7 +655,7 @@ void World::reset(Id manager) {
 }
 
 void World::cleanNetwork(Id manager) {
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     for (const auto& [name, node] : mine.nodes) {
         destroyNode(node);
     }
@@ -668,7 +672,7 @@ void World::assign(Id manager, Id other) {
     if (manager == other) {
         return;
     }
-    Manager& mine = managers[manager];
+    Manager& mine = managers.change(manager);
     const Manager from = managers[other];
     std::map<Id, Id> copies;
     for (const auto& [key, node] : from.nodes) {
@@ -711,13 +715,13 @@ void World::assign(Id manager, Id other) {
 }
 
 bool World::isOwned(Id node) const {
-    for (const Manager& manager : managers) {
-        for (const auto& [name, member] : manager.nodes) {
+    for (Id manager = 0; manager < managers.size(); ++manager) {
+        for (const auto& [name, member] : managers[manager].nodes) {
             if (member == node) {
                 return true;
             }
         }
-        for (const auto& [name, entry] : manager.nodeCache) {
+        for (const auto& [name, entry] : managers[manager].nodeCache) {
             if (entry.node == node) {
                 return true;
             }
@@ -727,13 +731,17 @@ bool World::isOwned(Id node) const {
 }
 
 bool World::isListed(Id port) const {
-    return std::any_of(nodes.begin(), nodes.end(), [port](const Node& node) {
-        return node.alive && (contains(node.inputs, port) || contains(node.outputs, port));
-    });
+    for (Id node = 0; node < nodes.size(); ++node) {
+        const Node& owner = nodes[node];
+        if (owner.alive && (contains(owner.inputs, port) || contains(owner.outputs, port))) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool World::isSound() const {
-    std::vector<std::set<Id>> below(nodes.size());
+    std::vector<std::vector<Id>> below(nodes.size());  // Each as often as there are links.
     std::vector<std::size_t> sources(nodes.size(), 0);
     for (std::size_t index = 0; index < ports.size(); ++index) {
         const Port& port = ports[index];
@@ -755,13 +763,12 @@ bool World::isSound() const {
             if (from == to) {
                 return false;
             }
-            if (below[from].insert(to).second) {
-                ++sources[to];
-            }
+            below[from].push_back(to);
+            ++sources[to];
         }
     }
-    for (const Manager& manager : managers) {
-        for (const auto& [name, order] : manager.networkCache) {
+    for (Id manager = 0; manager < managers.size(); ++manager) {
+        for (const auto& [name, order] : managers[manager].networkCache) {
             for (const Id node : order) {
                 if (!nodes[node].alive) {
                     return false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tests/graph/model/SharedList.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -76,9 +78,9 @@ struct Manager {
 
 /// Everything there is. Copying one is how a step is tried out.
 struct World {
-    std::vector<Port> ports;
-    std::vector<Node> nodes;
-    std::vector<Manager> managers;
+    SharedList<Port> ports;
+    SharedList<Node> nodes;
+    SharedList<Manager> managers;
     std::vector<Value> outside;
     std::map<std::string, Id> registered;  ///< What the factory makes under which name: an index into `nodeTypes`.
 

@@ -22,8 +22,8 @@ Sides::Sides() {
     for (Id type = 0; type < model::nodeTypes().size(); ++type) {
         world.registered[model::nodeTypes()[type].name] = type;
     }
-    world.managers.resize(2);
     for (Id index = 0; index < 2; ++index) {
+        world.managers.add({});
         managers.push_back(std::make_unique<TessilGraph::NetworkManager>());
     }
     for (std::size_t index = 0; index < 4; ++index) {
@@ -57,7 +57,7 @@ Sides::~Sides() {
 
 void Sides::addLoose(std::unique_ptr<Port> port, const std::string& type, bool input) {
     const Id id = world.newPort("loose", type);
-    world.ports[id].input = input;
+    world.ports.change(id).input = input;
     ports.push_back(port.get());
     loose.push_back(std::move(port));
 }
@@ -104,7 +104,7 @@ void Sides::computePart(model::World& before, const model::World& told) const {
     for (Id id = 0; id < before.nodes.size(); ++id) {
         const bool mayBePassed = before.nodes[id].alive && told.nodes[id].profileTime == 0;
         if (mayBePassed && nodes[id]->profileTime() == 0) {
-            before.nodes[id].profileTime = 0;
+            before.nodes.change(id).profileTime = 0;
         }
     }
 }

@@ -207,12 +207,12 @@ Step Steps::handEdit(Id port, const std::vector<Id>& ports) {
     return step(
         "edit the list of", both_.portText(port) + " kind " + std::to_string(kind) + " " + both_.portText(other),
         [=](World& world) {
-            model::Port& mine = world.ports[port];
+            const model::Port& mine = world.ports[port];
             const model::Port& theirs = world.ports[other];
             if (after == before || (kind < 2 && (mine.type != theirs.type || mine.input == theirs.input))) {
                 world.isLeftOut = true;
             } else {
-                mine.connections = after;
+                world.ports.change(port).connections = after;
             }
         },
         [=] {
@@ -267,7 +267,8 @@ Step Steps::onStorage(std::size_t kind, Id port, const std::vector<Id>& ports) {
 Step Steps::bindPort(Id port) {
     const Id link = chance(30) ? none : below(4);
     return step(
-        "setLink", both_.portText(port) + " " + idText(link), [=](World& world) { world.ports[port].link = link; },
+        "setLink", both_.portText(port) + " " + idText(link),
+        [=](World& world) { world.ports.change(port).link = link; },
         [=] {
             const bool binds = link != none;
             if (auto* number = dynamic_cast<Numbers*>(both_.at(port))) {
@@ -304,14 +305,14 @@ Step Steps::onNode(Id node) {
          [](Twin& twin, std::uint64_t) { twin.setDirty(true); }},
         {"setDirty(false)", [](World& world, Id id, std::uint64_t) { world.setDirty(id, false); },
          [](Twin& twin, std::uint64_t) { twin.setDirty(false); }},
-        {"setDirtyFlag", [](World& world, Id id, std::uint64_t) { world.nodes[id].dirty = true; },
+        {"setDirtyFlag", [](World& world, Id id, std::uint64_t) { world.nodes.change(id).dirty = true; },
          [](Twin& twin, std::uint64_t) { twin.setDirtyFlag(); }},
         {"node reset", [](World& world, Id id, std::uint64_t) { world.resetNode(id); },
          [](Twin& twin, std::uint64_t) { twin.reset(); }},
-        {"setProfileTime", [](World& world, Id id, std::uint64_t time) { world.nodes[id].profileTime = time; },
+        {"setProfileTime", [](World& world, Id id, std::uint64_t time) { world.nodes.change(id).profileTime = time; },
          [](Twin& twin, std::uint64_t time) { twin.setProfileTime(time); }},
         {"throws from now on or not",
-         [](World& world, Id id, std::uint64_t) { world.nodes[id].throws = !world.nodes[id].throws; },
+         [](World& world, Id id, std::uint64_t) { world.nodes.change(id).throws = !world.nodes[id].throws; },
          [](Twin& twin, std::uint64_t) { twin.throws = !twin.throws; }},
     };
     const Kind kind = kinds[below(std::size(kinds))];
@@ -346,7 +347,7 @@ Step Steps::onRemovedPort(Id node, bool input) {
             });
     }
     return withoutMemory(step(
-        "throw away", both_.portText(port), [=](World& world) { world.ports[port].alive = false; },
+        "throw away", both_.portText(port), [=](World& world) { world.ports.change(port).alive = false; },
         [=] {
             delete both_.at(port);
             both_.removed.erase(port);
@@ -361,7 +362,7 @@ Step Steps::addPort(Id node, bool input) {
         [=](World& world) {
             const bool added = world.addPort(node, world.newPort(name, type), input);
             if (!added) {
-                world.ports.pop_back();
+                world.ports.removeLast();
             }
             return added;
         },
@@ -408,7 +409,7 @@ Step Steps::setNode(Id port, Id node) {
             if (world.isListed(port)) {
                 world.isLeftOut = true;
             } else {
-                world.ports[port].node = node;
+                world.ports.change(port).node = node;
             }
         },
         [=] { both_.at(port)->setNode(node == none ? nullptr : both_.twin(node)); });
@@ -492,11 +493,12 @@ Step Steps::onOrders(bool stores, Id manager, const std::string& name) {
     }
     if (chance(30)) {
         return withoutMemory(step(
-            "clearNodeNetworkCaches", on, [=](World& world) { world.managers[manager].networkCache.clear(); },
+            "clearNodeNetworkCaches", on, [=](World& world) { world.managers.change(manager).networkCache.clear(); },
             [=] { network->clearNodeNetworkCaches(); }));
     }
     return withoutMemory(step(
-        "clearNodeNetworkCache", on + name, [=](World& world) { world.managers[manager].networkCache.erase(name); },
+        "clearNodeNetworkCache", on + name,
+        [=](World& world) { world.managers.change(manager).networkCache.erase(name); },
         [=] { network->clearNodeNetworkCache(name); }));
 }
 
@@ -595,7 +597,7 @@ Step Steps::byHand(Id manager, Id node, Id port) {
     }
     if (kind == 1) {
         return step(
-            "setName", nodeText(node) + name, [=](World& world) { world.nodes[node].name = name; },
+            "setName", nodeText(node) + name, [=](World& world) { world.nodes.change(node).name = name; },
             [=] { both_.twin(node)->setName(name); });
     }
     if (kind == 2) {
