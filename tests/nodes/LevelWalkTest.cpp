@@ -398,6 +398,45 @@ TEST(LevelWalk, ComputesACleanNodeBeforeItsSourceThatStandsNearer) {
     EXPECT_EQ(clean.outputPort()->get(), 20.0);
 }
 
+/// A source feeds a clean node, and a dirty one that stands beside it or is the target; both of these feed the target.
+void expectThatACleanNodeComesAfterItsSource(bool isFed, bool isBeside) {
+    NetworkManager network;
+    std::vector<AddDouble*> nodes;
+    for (int i = 0; i < 100; ++i) {
+        nodes.push_back(new AddDouble);
+        network.addNode(nodes.back(), "n" + std::to_string(i));
+    }
+    AddDouble &first = *nodes[0], &source = *nodes[1], &clean = *nodes[2], &reader = *nodes[3], &target = *nodes[4];
+    if (isFed) {
+        EXPECT_TRUE(first.outputPort()->connectTo(source.input1Port()));
+    }
+    EXPECT_TRUE(source.outputPort()->connectTo(isBeside ? reader.input1Port() : target.input1Port()));
+    if (isBeside) {
+        EXPECT_TRUE(reader.outputPort()->connectTo(target.input1Port()));
+    }
+    EXPECT_TRUE(source.outputPort()->connectTo(clean.input1Port()));
+    EXPECT_TRUE(clean.outputPort()->connectTo(target.input2Port()));
+    for (int i = 0; i < 300; ++i) {
+        network.setAllNodeDirty();
+        network.computeNode(target.name());
+    }
+
+    source.input2Port()->set(10.0);
+    clean.setDirty(false);
+    network.computeNode(target.name(), nullptr, parallel);
+    EXPECT_EQ(clean.outputPort()->get(), 10.0);
+    EXPECT_EQ(target.outputPort()->get(), 20.0);
+}
+
+TEST(LevelWalk, ComputesACleanNodeAfterItsSourceThatStandsFarther) {
+    expectThatACleanNodeComesAfterItsSource(true, true);
+    expectThatACleanNodeComesAfterItsSource(false, true);
+}
+
+TEST(LevelWalk, ComputesACleanNodeAfterItsSourceThatNothingFeeds) {
+    expectThatACleanNodeComesAfterItsSource(false, false);
+}
+
 TEST(LevelWalk, LeavesBuiltInNodesAsItsLevelsWouldWhereInputsFeedInputs) {
     compareWithLevels({0, true, true});
 }

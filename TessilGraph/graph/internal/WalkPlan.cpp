@@ -7,7 +7,6 @@
 #include <TessilGraph/graph/internal/RunningOrder.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <limits>
 #include <new>
@@ -187,12 +186,13 @@ std::size_t WalkPlan::gatherFewOfLevels(std::uint32_t target) {
             take(source);
         }
     }
-    return doCleanOnesComeLate(first, next_ - first) ? next_ - first : 0;
+    return arrangeCleanOnes(first, next_ - first) ? next_ - first : 0;
 }
 
 /// Whether each clean node of `order_`, numbered from `first`, stands in nearer levels only than the farthest one
-/// of each node there that it reads: levels then come to the same as the order.
-bool WalkPlan::doCleanOnesComeLate(std::uint32_t first, std::uint32_t count) const {
+/// of each node there that it reads: levels then come to the same as any order with sources first. Brings `order_`
+/// into such a one, since it was filled without a look at what clean nodes read.
+bool WalkPlan::arrangeCleanOnes(std::uint32_t first, std::uint32_t count) {
     const auto isDirty = nodePlan_->dirtiness();
     const auto forEachSource = [&](std::uint32_t place, auto visit) {
         const std::uint32_t node = order_[place];
@@ -210,15 +210,37 @@ bool WalkPlan::doCleanOnesComeLate(std::uint32_t first, std::uint32_t count) con
         }
     }
     bool areLate = true;
+    bool areSourcesFirst = true;
     for (std::uint32_t place = 0; place < count; ++place) {
         if (!isDirty(order_[place])) {
             forEachSource(place, [&](std::uint32_t source) {
                 // What nothing feeds comes before all others.
                 areLate = areLate && (levels[place] < levels[source] || !isFed(*nodes_[order_[source]]));
+                areSourcesFirst = areSourcesFirst && source < place;
             });
         }
     }
+    if (areLate && !areSourcesFirst) {
+        sortByLevel(levels, count);
+    }
     return areLate;
+}
+
+/// Sorts `order_`, of whose places these are the levels, the farthest first.
+void WalkPlan::sortByLevel(std::array<std::uint32_t, few>& levels, std::uint32_t count) {
+    std::array<std::uint32_t, few> places{};
+    std::array<std::uint32_t, few> sorted{};
+    for (std::uint32_t place = 0; place < count; ++place) {
+        places[place] = place;
+        if (!isFed(*nodes_[order_[place]])) {
+            levels[place] = few;
+        }
+    }
+    std::sort(places.begin(), places.begin() + count,
+              [&levels](std::uint32_t a, std::uint32_t b) { return levels[a] > levels[b]; });
+    std::transform(places.begin(), places.begin() + count, sorted.begin(),
+                   [this](std::uint32_t place) { return order_[place]; });
+    std::copy_n(sorted.begin(), count, order_.get());
 }
 
 /// Fills `order_` with the dirty nodes that lead to the target through dirty ones, depth first; with one that

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/OrderPlan.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -60,7 +61,8 @@ private:
     bool compile();
     std::size_t gather(std::uint32_t target);
     std::size_t gatherFewOfLevels(std::uint32_t target);
-    bool doCleanOnesComeLate(std::uint32_t first, std::uint32_t count) const;
+    bool arrangeCleanOnes(std::uint32_t first, std::uint32_t count);
+    void sortByLevel(std::array<std::uint32_t, few>& levels, std::uint32_t count);
     void makeRoomForNumbers();
 
     NetworkState& network_;
