@@ -2,6 +2,7 @@
 
 #include <tests/nodes/CatalogueRows.h>
 #include <tests/nodes/RandomValues.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -32,7 +33,7 @@ TEST(Kernels, GiveTheBitsOfCompute) {
         Node* node = network.createNode(row.typeStr, "node");
         const std::unique_ptr<Node> alike(node->clone());
         PreparedEvaluation evaluation(network, "node");
-        for (std::uint32_t seed = 1; seed <= 1000; ++seed) {
+        for (const std::uint32_t seed : seeds(1000)) {
             randomiseInputs(*node, Numbers(seed));
             randomiseInputs(*alike, Numbers(seed));
             alike->compute(nullptr);

@@ -4,6 +4,7 @@
 
 #include <tests/nodes/CatalogueRows.h>
 #include <tests/nodes/RandomValues.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -329,8 +330,8 @@ private:
 };
 
 /// Does random things to random networks, evaluates and compares.
-inline void checkRandomNetworks(std::uint32_t seeds, const TessilGraph::RunOptions& options) {
-    for (std::uint32_t seed = 1; seed <= seeds; ++seed) {
+inline void checkRandomNetworks(std::uint32_t usualSeeds, const TessilGraph::RunOptions& options) {
+    for (const std::uint32_t seed : seeds(usualSeeds)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         RandomNetworks networks(seed, 70);
         for (std::uint32_t round = 0; round < 14; ++round) {

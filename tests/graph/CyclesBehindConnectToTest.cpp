@@ -5,6 +5,7 @@
 
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -279,7 +280,7 @@ TEST(CyclesBehindConnectTo, EndOnARingOfAnyLength) {
 }
 
 TEST(CyclesBehindConnectTo, EndOnRandomWiringByHand) {
-    for (unsigned int seed = 1; seed <= 300; ++seed) {
+    for (const unsigned int seed : tests::seeds(300)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         std::mt19937 random(seed);
         NetworkManager network;

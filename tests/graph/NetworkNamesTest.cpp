@@ -6,6 +6,7 @@
 #include <tests/support/CollectedLog.h>
 #include <tests/support/HowToCompute.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -107,7 +108,7 @@ TEST(NetworkNames, SeeNumbersThatWereTakenInAnyOtherWay) {
 }
 
 TEST(NetworkNames, StayLowestThroughRandomChanges) {
-    for (unsigned int seed = 1; seed <= 5; ++seed) {
+    for (const unsigned int seed : tests::seeds(5)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         std::mt19937 random(seed);
         OpenNetwork network;

@@ -5,6 +5,7 @@
 
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -330,7 +331,7 @@ private:
 };
 
 TEST_F(NodeIndex, AgreesWithAMapThroughRandomChanges) {
-    for (unsigned int seed = 1; seed <= 10; ++seed) {
+    for (const unsigned int seed : tests::seeds(10)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         IndexAndMap pair(seed);
         for (int step = 0; step < 6000; ++step) {

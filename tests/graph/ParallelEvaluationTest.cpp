@@ -8,6 +8,7 @@
 #include <tests/support/Levels.h>
 #include <tests/support/ProbeNetwork.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -218,7 +219,7 @@ TEST_F(ParallelEvaluation, CountsComputesAsTheLevelsSay) {
 }
 
 TEST_F(ParallelEvaluation, KeepsToItsLevelsAndResultsOnRandomNetworks) {
-    for (unsigned int seed = 1; seed <= 60; ++seed) {
+    for (const unsigned int seed : tests::seeds(60)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         std::mt19937 random(seed);
         NetworkManager numbers;

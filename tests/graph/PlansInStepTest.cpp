@@ -4,6 +4,7 @@
 #include <tests/nodes/RandomValues.h>
 
 #include <tests/support/CollectedLog.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -510,7 +511,7 @@ private:
 };
 
 void checkSeeds(std::uint32_t first, Nodes nodes) {
-    for (std::uint32_t seed = first; seed < first + TESSIL_SEEDS; ++seed) {
+    for (const std::uint32_t seed : tests::seeds(TESSIL_SEEDS, first)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 40; ++round) {
@@ -528,7 +529,7 @@ void checkSeeds(std::uint32_t first, Nodes nodes) {
 
 /// Some nodes at a time, for so long that all of it is planned.
 void checkParts(std::uint32_t first, Nodes nodes) {
-    for (std::uint32_t seed = first; seed < first + TESSIL_SEEDS / 3; ++seed) {
+    for (const std::uint32_t seed : tests::seeds(TESSIL_SEEDS / 3, first)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         InStep networks(seed, nodes);
         for (std::uint32_t round = 0; round < 160; ++round) {

@@ -8,6 +8,7 @@
 #include <tests/graph/PortMessages.h>
 #include <tests/support/CollectedLog.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -446,7 +447,7 @@ TEST(Port, LooksForCyclesThroughTheSourcesOfAnInputThatListIt) {
 
 TEST(Port, JudgesLinksBesideInputsWithTwoSourcesAsAWalkAlongOutputs) {
     int refused = 0;
-    for (unsigned int seed = 1; seed <= 400; ++seed) {
+    for (const unsigned int seed : tests::seeds(400)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         std::mt19937 random(seed);
         std::vector<std::unique_ptr<Sum3>> nodes;

@@ -2,6 +2,8 @@
 
 #include <TessilGraph/graph/Port.h>
 
+#include <tests/support/Seeds.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -195,7 +197,7 @@ TEST_F(LongPortListTest, KeepsItsOrderWhileItsLastPeersGo) {
 }
 
 TEST_F(LongPortListTest, KeepsItsOrderWhilePeersComeAndGo) {
-    for (unsigned seed = 1; seed <= 20; ++seed) {
+    for (const unsigned int seed : tests::seeds(20)) {
         std::mt19937 engine(seed);
         list.clear();
         told.clear();

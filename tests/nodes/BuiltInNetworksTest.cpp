@@ -1,4 +1,5 @@
 #include <tests/exec/RandomNetworks.h>
+#include <tests/support/Seeds.h>
 #include "BuiltInNetworks.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +34,7 @@ private:
 }  // namespace
 
 TEST(BuiltInNetworks, GiveTheSameBitsHoweverTheyAreEvaluated) {
-    for (std::uint32_t seed = 1; seed <= networkCount; ++seed) {
+    for (const std::uint32_t seed : seeds(networkCount)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         EveryWay networks(seed, nodesPerNetwork);
         ASSERT_GT(networks.connections(), nodesPerNetwork / 2);
@@ -43,14 +44,14 @@ TEST(BuiltInNetworks, GiveTheSameBitsHoweverTheyAreEvaluated) {
 
 TEST(BuiltInNetworks, GiveTheSameBitsHoweverTheyAreEvaluatedWithTheRoundingOfTheHost) {
     const Rounding upward(FE_UPWARD);
-    for (std::uint32_t seed = 1; seed <= 10; ++seed) {
+    for (const std::uint32_t seed : seeds(10)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         ASSERT_EQ(EveryWay(seed, nodesPerNetwork, "SlowSum").difference(rounds), "");
     }
 }
 
 TEST(BuiltInNetworks, ClonedAfterAnEvaluationAreEvaluatedAfresh) {
-    for (std::uint32_t seed = 1; seed <= networkCount; ++seed) {
+    for (const std::uint32_t seed : seeds(networkCount)) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         NetworkManager original;
         const std::vector<std::string> names = buildNodes(original, seed, nodesPerNetwork).names;

@@ -5,6 +5,7 @@
 #include <tests/support/HowToCompute.h>
 #include <tests/support/Levels.h>
 #include <tests/support/ProbeNode.h>
+#include <tests/support/Seeds.h>
 
 #include <gtest/gtest.h>
 
@@ -322,8 +323,7 @@ private:
 
 /// Walks a network and its twin, in the one by the manager, in the other level by level, and compares.
 void compareWithLevels(const Mixture& mixture) {
-    const unsigned int seeds = mixture.slow ? 40 : 150;
-    for (unsigned int seed = 1; seed <= seeds; ++seed) {
+    for (const std::uint32_t seed : tests::seeds(mixture.slow ? 40 : 150)) {
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << mixture.others << " % not pure");
         RandomNetwork walked(seed, mixture);
         RandomNetwork expected(seed, mixture);
@@ -457,7 +457,7 @@ TEST(LevelWalk, LeavesSlowNodesAsItsLevelsWould) {
 
 TEST(LevelWalk, NoticesWhenTheWiringHasChanged) {
     for (const unsigned int others : {0u, 10u}) {
-        for (unsigned int seed = 1; seed <= 100; ++seed) {
+        for (const std::uint32_t seed : tests::seeds(100)) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << others << " % not pure");
             RandomNetwork walked(seed, {others});
             RandomNetwork expected(seed, {others});

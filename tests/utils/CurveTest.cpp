@@ -1,5 +1,7 @@
 #include <TessilUtils/Curve.h>
 
+#include <tests/support/Seeds.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -221,7 +223,7 @@ TEST(Curve, HasNoTangentWhereItDoesNotMove) {
 }
 
 TEST(Curve, FindsThePlaceNearestOfAllAmongDenseSamples) {
-    for (unsigned int seed = 0; seed < 240; ++seed) {
+    for (const unsigned int seed : tests::seeds(240, 0)) {
         Random random(100 + seed);
         const std::size_t counts[] = {4, 5, 6, 8, 12, 20, 40, 100};
         const std::size_t count = counts[seed % 8];
