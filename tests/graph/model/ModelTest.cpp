@@ -55,7 +55,7 @@ TEST(Model, AgreesWithTheLibraryThroughRandomSteps) {
         }
     }
     // Every kind of step was taken.
-    EXPECT_EQ(kinds.size(), 47U) << testing::PrintToString(kinds);
+    EXPECT_EQ(kinds.size(), 49U) << testing::PrintToString(kinds);
 }
 
 TEST(Model, AgreesWithTheLibraryThroughOneLongRun) {

@@ -14,18 +14,17 @@
 namespace twins {
 namespace {
 
-constexpr std::size_t stepsOfASequence = 300;
-
 /// Some words make no step, so that a sequence has more of them.
+constexpr std::size_t stepsOfASequence = 300;
 constexpr std::size_t triesOfASequence = 600;
 
 /// With how far it has been made shorter, so that nothing that is needed is tried again and again.
 struct Sequence {
     std::vector<Words> steps;
-    std::size_t chunk = triesOfASequence / 2;  ///< So many steps are left out at once; 0: it gets no shorter.
-    std::size_t end = triesOfASequence;        ///< Of the steps that have not been tried with this chunk.
-    std::size_t word = 0;                      ///< The first one that has not been tried to be smaller.
-    bool isSmaller = false;                    ///< Than when the largest chunks were tried.
+    std::size_t chunk = 0;   ///< So many steps are left out at once; 0: it gets no shorter.
+    std::size_t end = 0;     ///< Of the steps that have not been tried with this chunk.
+    std::size_t word = 0;    ///< The first one that has not been tried to be smaller.
+    bool isSmaller = false;  ///< Than when the largest chunks were tried.
 };
 
 void showValue(const Sequence& sequence, std::ostream& out) {
@@ -42,7 +41,39 @@ void showValue(const Sequence& sequence, std::ostream& out) {
     out << '}';
 }
 
-Sequence sequenceOf(std::uint64_t seed, std::size_t wordsOfAStep) {
+/// Lets the first steps make nodes and links, and most others compute, set and mark. Certain words decide about the
+/// network, the kind of a step, and the type of a node that it makes; see `Steps::choose`.
+void makeLarge(std::vector<Words>& sequence) {
+    constexpr std::size_t network = 0;
+    constexpr std::size_t kind = 3;
+    constexpr std::size_t type = 5;
+    constexpr std::uint16_t known = 99;
+    constexpr std::uint16_t marks = 74;
+    constexpr std::size_t nodes = 110;
+    constexpr std::size_t links = 60;
+    constexpr std::array<std::uint16_t, 12> types = {0, 0, 0, 0, 0, 0, 2, 2, 4, 4, 4, 4};
+    constexpr std::array<std::uint16_t, 12> frequent = {38, 38, 38, 38, 38, 38, 56, 56, 56, marks, 114, 114};
+    for (std::size_t place = 0; place < sequence.size(); ++place) {
+        Words& words = sequence[place];
+        std::uint16_t& chosen = words[kind];
+        if (place < nodes + links || words[network] % 8 != 0) {
+            words[network] = 0;
+        }
+        if (place < nodes) {
+            // While there are no nodes, words stand a place nearer, and nodes are made whatever the kind is.
+            chosen = place < 6 ? known : 0;
+            words[type - 1] = known;
+            words[type] = types[words[type] % types.size()];
+        } else if (place < nodes + links) {
+            chosen = place == nodes || place == nodes + links / 2 ? 115 : 12;
+        } else if (chosen % 16 != 0) {
+            chosen = frequent[chosen / 16 % frequent.size()];
+            words[kind + 1] = chosen == marks ? words[kind + 1] % 3 : words[kind + 1];
+        }
+    }
+}
+
+Sequence sequenceOf(std::uint64_t seed, std::size_t wordsOfAStep, Shape shape) {
     std::mt19937_64 numbers(seed);
     Sequence sequence;
     sequence.steps.resize(triesOfASequence);
@@ -50,6 +81,11 @@ Sequence sequenceOf(std::uint64_t seed, std::size_t wordsOfAStep) {
         words.resize(wordsOfAStep);
         std::generate(words.begin(), words.end(), [&numbers] { return static_cast<std::uint16_t>(numbers()); });
     }
+    if (shape == Shape::Large) {
+        makeLarge(sequence.steps);
+    }
+    sequence.chunk = sequence.steps.size() / 2;
+    sequence.end = sequence.steps.size();
     return sequence;
 }
 
@@ -71,7 +107,7 @@ rc::Seq<Sequence> withFewerSteps(const Sequence& sequence) {
     const std::size_t chunks = (end + sequence.chunk - 1) / sequence.chunk;
     Sequence next = sequence;
     next.chunk /= 2;
-    next.end = triesOfASequence;
+    next.end = sequence.steps.size();
     return rc::seq::concat(rc::seq::map(rc::seq::range(std::size_t{0}, chunks),
                                         [sequence, end](std::size_t later) {
                                             return withoutChunk(sequence, end - later * sequence.chunk);
@@ -115,17 +151,18 @@ rc::Seq<Sequence> shorter(const Sequence& sequence) {
     return sequence.chunk != 0 ? withFewerSteps(sequence) : withSmallerWords(sequence);
 }
 
-rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep) {
+rc::Gen<Sequence> anySequence(std::size_t wordsOfAStep, Shape shape) {
     const auto fromSeed = rc::gen::map(rc::gen::noShrink(rc::gen::arbitrary<std::uint64_t>()),
-                                       [wordsOfAStep](std::uint64_t seed) { return sequenceOf(seed, wordsOfAStep); });
+                                       [=](std::uint64_t seed) { return sequenceOf(seed, wordsOfAStep, shape); });
     return rc::gen::shrink(fromSeed, [](const Sequence& sequence) { return shorter(sequence); });
 }
 
 }  // namespace
 
-bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeStep& take) {
+bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeStep& take, Shape shape) {
+    const std::size_t steps = shape == Shape::Large ? triesOfASequence : stepsOfASequence;
     return rc::check([&] {
-        const Sequence sequence = *anySequence(wordsOfAStep);
+        const Sequence sequence = *anySequence(wordsOfAStep, shape);
         const std::unique_ptr<Pair> pair = make();
         std::size_t taken = 0;
         for (const Words& words : sequence.steps) {
@@ -135,7 +172,7 @@ bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeSt
                 RC_FAIL("model and library differ");
             }
             taken += outcome == Taken::Alike ? 1U : 0U;
-            if (taken == stepsOfASequence) {
+            if (taken == steps) {
                 break;
             }
         }

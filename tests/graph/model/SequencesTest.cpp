@@ -12,10 +12,10 @@ namespace twins {
 
 namespace {
 
-bool agree(Look look) {
+bool agree(Look look, Shape shape = Shape::Any) {
     return sequencesAgree(
         mostWords, [look] { return std::make_unique<Pair>(look); },
-        [](Pair& pair, const Words& words) { return pair.step(words); });
+        [](Pair& pair, const Words& words) { return pair.step(words); }, shape);
 }
 
 }  // namespace
@@ -26,6 +26,10 @@ TEST(Sequences, LeaveModelAndLibraryAlike) {
 
 TEST(Sequences, LeaveThemAlikeWhileNobodyLooks) {
     EXPECT_TRUE(agree(Look::Seldom));
+}
+
+TEST(Sequences, LeaveLargeNetworksAlike) {
+    EXPECT_TRUE(agree(Look::Seldom, Shape::Large));
 }
 
 /// Two steps that only together make model and library differ, far apart among 600.

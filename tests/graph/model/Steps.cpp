@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <type_traits>
 
@@ -115,7 +116,7 @@ Step Steps::choose(const Words& words) {
     const std::vector<Id> nodes = aliveNodes();
     const Id port = any(ports);
     const Id node = nodes.empty() ? none : any(nodes);
-    const std::size_t kind = below(114);
+    const std::size_t kind = below(116);
     if (kind < 12 || nodes.size() < 6) {
         return createNode(manager);
     }
@@ -149,7 +150,13 @@ Step Steps::choose(const Words& words) {
     if (kind < 106) {
         return byHand(manager, node, port);
     }
-    return kind < 112 ? onFactory() : lendPortList(node);
+    if (kind < 112) {
+        return onFactory();
+    }
+    if (kind < 114) {
+        return lendPortList(node);
+    }
+    return kind < 115 ? computeOften(manager, node) : linkInARow(manager);
 }
 
 Step Steps::linkByNames(Id manager) {
@@ -168,6 +175,37 @@ Step Steps::linkByNames(Id manager) {
     return withoutMemory(step(
         "disconnectAttr", object, [=](World& world) { return world.disconnectAttr(manager, names); },
         [=] { return network->disconnectAttr(names[0], names[1], names[2], names[3]); }));
+}
+
+/// Each node to the next one by name, so that much leads to the last.
+Step Steps::linkInARow(Id manager) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::string input = any<std::string>({"a", "b"});
+    const auto links = [=](const auto& names, const auto& connect) {
+        std::string made;
+        for (std::size_t next = 1; next < names.size(); ++next) {
+            made += connect(names[next - 1], names[next]) ? '1' : '0';
+        }
+        return made;
+    };
+    return step(
+        "link in a row", managerText(manager) + input,
+        [=](World& world) {
+            std::vector<std::string> names;
+            for (const auto& [name, node] : world.managers[manager].nodes) {
+                names.push_back(name);
+            }
+            return links(names, [&](const std::string& source, const std::string& target) {
+                return world.connectAttr(manager, {source, "o", target, input});
+            });
+        },
+        [=] {
+            // What is left when only some of it was done, the model cannot tell.
+            const SparedFromShortage spared;
+            return links(network->getNodeNames(), [&](const std::string& source, const std::string& target) {
+                return network->connectAttr(source, "o", target, input);
+            });
+        });
 }
 
 Step Steps::linkPorts(Id port, const std::vector<Id>& ports) {
@@ -444,6 +482,34 @@ Step Steps::computeByName(Id manager) {
         });
     evaluation.calledOff = [this](World& world, const World& told) { both_.computePart(world, told); };
     return evaluation;
+}
+
+/// So often that the library makes plans for large networks.
+Step Steps::computeOften(Id manager, Id node) {
+    NetworkManager* network = both_.managers[manager].get();
+    const std::map<std::string, Id>& nodes = both_.world.managers[manager].nodes;
+    const std::string name = chance(70) && !nodes.empty() ? nodes.rbegin()->first : anyName(manager);
+    const bool parallel = chance(20);
+    const bool useCache = chance(30);
+    const bool marksAll = chance(60) || node == none;
+    constexpr int often = 24;
+    return step(
+        "compute often", managerText(manager) + name + (marksAll ? "" : " from " + nodeText(node)),
+        [=](World& world) {
+            for (int time = 0; time < often && !world.threw && !world.isLeftOut; ++time) {
+                marksAll ? world.setAllNodeDirty(manager) : world.setDirty(node, true);
+                world.computeNode(manager, name, parallel, useCache);
+            }
+        },
+        [=] {
+            // What is left when only some of it was done, the model cannot tell.
+            const SparedFromShortage spared;
+            record.data = nullptr;
+            for (int time = 0; time < often; ++time) {
+                marksAll ? network->setAllNodeDirty() : both_.twin(node)->setDirty(true);
+                network->computeNode(name, nullptr, parallel, useCache);
+            }
+        });
 }
 
 Step Steps::onManager(Id manager, Id node) {

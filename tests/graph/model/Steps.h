@@ -60,6 +60,7 @@ private:
 
     // Wiring
     Step linkByNames(model::Id manager);
+    Step linkInARow(model::Id manager);
     Step linkPorts(model::Id port, const std::vector<model::Id>& ports);
     Step handEdit(model::Id port, const std::vector<model::Id>& ports);
 
@@ -81,6 +82,7 @@ private:
     // Managers
     Step createNode(model::Id manager);
     Step computeByName(model::Id manager);
+    Step computeOften(model::Id manager, model::Id node);
     Step onManager(model::Id manager, model::Id node);
     Step deleteNode(model::Id manager, const std::string& name);
     Step renameNode(model::Id manager, const std::string& name);
