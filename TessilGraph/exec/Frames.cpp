@@ -1,12 +1,10 @@
 #include <TessilGraph/exec/Frames.h>
 
+#include <TessilGraph/exec/internal/CopyCheck.h>
 #include <TessilGraph/exec/internal/RunControl.h>
 #include <TessilGraph/exec/internal/Tasks.h>
 #include <TessilGraph/graph/PortTemplate.h>
 #include <TessilGraph/graph/internal/Access.h>
-#include <TessilGraph/graph/internal/EvaluationOrder.h>
-#include <TessilGraph/graph/internal/OpenLists.h>
-#include <TessilGraph/graph/internal/TraitsByte.h>
 
 #include <TessilUtils/Logger.h>
 #include <algorithm>
@@ -14,6 +12,10 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <tuple>
+#include <typeindex>
+#include <unordered_set>
 #include <utility>
 
 namespace TessilGraph {
@@ -49,16 +51,17 @@ Port* findInput(NetworkManager& network, const std::string& nodeName, const std:
     return node != nullptr ? node->getInputPort(portName) : nullptr;
 }
 
+/// Null where there is no port, or one of another type.
 template <class T>
-bool isOfType(const Port& port) {
-    return port.typeStr() == PortTemplate<T>::staticTypeStr();
+PortTemplate<T>* ofType(Port* port) {
+    return dynamic_cast<PortTemplate<T>*>(port);
 }
 
 /// Values for one input.
 struct Drive {
     std::string node;
     std::string input;
-    std::function<void(Port& port, std::size_t frame)> set;
+    std::function<void(Port* port, std::size_t frame)> set;
 };
 
 /// Values of one port.
@@ -69,8 +72,9 @@ public:
     Column& operator=(const Column&) = delete;
     virtual ~Column() = default;
 
-    /// Different frames may be stored from different threads at the same time.
-    virtual void store(Port& port, std::size_t frame) = 0;
+    /// Nothing where the port is gone or of another type by now. Different frames may be stored from different threads
+    /// at the same time.
+    virtual void store(Port* port, std::size_t frame) = 0;
 
     const std::string node;
     const std::string port;
@@ -84,8 +88,10 @@ public:
         std::fill_n(values_.get(), count, defaultPortValue<T>());
     }
 
-    void store(Port& stored, std::size_t frame) override {
-        values_[frame] = static_cast<PortTemplate<T>&>(stored).getRef();
+    void store(Port* stored, std::size_t frame) override {
+        if (auto* typed = ofType<T>(stored)) {
+            values_[frame] = typed->getRef();
+        }
     }
 
     std::vector<T> values() const { return std::vector<T>(values_.get(), values_.get() + count_); }
@@ -102,19 +108,15 @@ public:
           const std::vector<std::unique_ptr<Column>>& columns)
         : network_(network), drives_(drives), columns_(columns), evaluation_(network, targetsOf(columns)) {}
 
-    /// Ports are looked up each time, since nodes may change the network.
+    /// Ports are looked up each time, since hosts and nodes may change the network.
     RunStatus evaluate(std::size_t frame, const ComputeData* data, const RunOptions& options) {
         for (const Drive& drive : drives_) {
-            if (Port* input = findInput(network_, drive.node, drive.input)) {
-                drive.set(*input, frame);
-            }
+            drive.set(findInput(network_, drive.node, drive.input), frame);
         }
         const RunStatus status = evaluation_.run(data, options).status;
         if (status == RunStatus::Done) {
             for (const auto& column : columns_) {
-                if (Port* port = findPort(network_, column->node, column->port)) {
-                    column->store(*port, frame);
-                }
+                column->store(findPort(network_, column->node, column->port), frame);
             }
         }
         return status;
@@ -122,8 +124,9 @@ public:
 
     static std::vector<std::string> targetsOf(const std::vector<std::unique_ptr<Column>>& columns) {
         std::vector<std::string> targets;
+        std::unordered_set<std::string> known;
         for (const auto& column : columns) {
-            if (std::find(targets.begin(), targets.end(), column->node) == targets.end()) {
+            if (known.insert(column->node).second) {
                 targets.push_back(column->node);
             }
         }
@@ -153,37 +156,34 @@ public:
 
     template <class T>
     bool drive(const std::string& node, const std::string& input, std::vector<T> values) {
-        const Port* port = findInput(network_, node, input);
-        if (port == nullptr || !isOfType<T>(*port) || port->numConnections() != 0 || values.size() != count_) {
+        const Port* port = ofType<T>(findInput(network_, node, input));
+        if (port == nullptr || port->numConnections() != 0 || values.size() != count_) {
             Logger::error() << "Impossible to drive " << node << "." << input << " over " << count_ << " frames";
             return false;
         }
-        drives_.push_back({node, input, [values = std::move(values)](Port& driven, std::size_t frame) {
-                               static_cast<PortTemplate<T>&>(driven).set(values[frame]);
+        drives_.push_back({node, input, [values = std::move(values)](Port* driven, std::size_t frame) {
+                               if (auto* typed = ofType<T>(driven)) {
+                                   typed->set(values[frame]);
+                               }
                            }});
         return true;
     }
 
     template <class T>
     bool collect(const std::string& node, const std::string& port) {
-        const Port* found = findPort(network_, node, port);
-        if (found == nullptr || !isOfType<T>(*found)) {
+        if (ofType<T>(findPort(network_, node, port)) == nullptr) {
             Logger::error() << "Impossible to collect " << node << "." << port;
             return false;
         }
         columns_.push_back(std::make_unique<TypedColumn<T>>(node, port, count_));
+        byName_.emplace(std::tuple(node, port, std::type_index(typeid(T))), columns_.back().get());
         return true;
     }
 
     template <class T>
     std::vector<T> column(const std::string& node, const std::string& port) const {
-        for (const auto& column : columns_) {
-            const auto* typed = dynamic_cast<const TypedColumn<T>*>(column.get());
-            if (typed != nullptr && column->node == node && column->port == port) {
-                return typed->values();
-            }
-        }
-        return {};
+        const auto found = byName_.find(std::tuple(node, port, std::type_index(typeid(T))));
+        return found != byName_.end() ? static_cast<const TypedColumn<T>&>(*found->second).values() : std::vector<T>();
     }
 
     std::size_t count() const { return count_; }
@@ -228,46 +228,8 @@ private:
         const double work = costOfFrame * static_cast<double>(count_ - 2);
         const double saved = work * (1.0 - 1.0 / threads);
         const auto nodes = static_cast<double>(Access::nodes(network_).size());
-        return threads > 1.0 && work >= leastWork && saved >= 2.0 * copyCostPerNode * nodes && mayBeCopied();
-    }
-
-    /// Whether a copy gives the same figures, whatever frames it computed before.
-    bool mayBeCopied() const {
-        const NodeSet& nodes = Access::nodes(network_);
-        for (const std::string& target : Stage::targetsOf(columns_)) {
-            Node* node = nodes.find(target);
-            if (node == nullptr) {
-                return false;
-            }
-            const auto order = internal::acyclicOrder(*node, nodes);
-            if (!order || !std::all_of(order->begin(), order->end(), [&nodes](Node* upstream) {
-                    const NodeTraits traits = internal::TraitsByte::of(*upstream).traits();
-                    return !traits.keepsState && !traits.keepsOutputs && !traits.alone &&
-                           Access::home(*upstream) == nodes.state().get() && isCleanlyWired(*upstream);
-                })) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    /// Links that copies have too.
-    static bool isCleanlyWired(const Node& node) {
-        if (!internal::OpenLists().note(node)) {
-            return false;
-        }
-        for (const Port* input : Access::inputs(node)) {
-            const Port* source = input != nullptr ? input->input() : nullptr;
-            if (source != nullptr && (!source->isOutput() || Access::watched(const_cast<Port&>(*input)))) {
-                return false;
-            }
-        }
-        for (const Port* output : Access::outputs(node)) {
-            if (output != nullptr && Access::isBound(*output)) {
-                return false;
-            }
-        }
-        return true;
+        return threads > 1.0 && work >= leastWork && saved >= 2.0 * copyCostPerNode * nodes &&
+               internal::copiesGiveTheSame(Access::nodes(network_), Stage::targetsOf(columns_));
     }
 
     /// The frames from `first` to the one before the last, by copies and by the network itself.
@@ -322,6 +284,7 @@ private:
     const std::size_t count_;
     std::vector<Drive> drives_;
     std::vector<std::unique_ptr<Column>> columns_;
+    std::map<std::tuple<std::string, std::string, std::type_index>, const Column*> byName_;
 };
 
 Frames::Frames(NetworkManager& network, std::size_t count) : impl_(std::make_unique<Impl>(network, count)) {}

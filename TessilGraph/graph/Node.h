@@ -91,6 +91,9 @@ public:
     /// `getInputPort` before, disconnect it, and delete it or hand it to another node. Its links stay as
     /// they were. It goes on naming this node as its owner, and marks it when it is set, until
     /// another one takes it in or this node dies; then it has no owner. An unknown name does nothing.
+    ///
+    /// A class may go on using a port that it made itself in its `compute`, and all built-in ones do: such a port has
+    /// to live as long as the node, and none of its name can take its place.
     void removeInputPort(const std::string& name);
 
     /// The same for outputs.

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace tests {
@@ -288,6 +289,21 @@ TEST_P(FramesOf, EndWhenATargetGoesMeanwhile) {
         }
     };
     EXPECT_EQ(frames.run(nullptr, options_), RunStatus::TargetGone);
+}
+
+TEST_P(FramesOf, LeavePortsAloneThatAreOfAnotherTypeByNow) {
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    for (const auto& [name, type] : {std::pair("first", "AddVector"), std::pair("compare", "AddString")}) {
+        network_.deleteNode(name);
+        network_.createNode(type, name);
+    }
+    input<Imath::V3d>(network_, "first", "in1").set(Imath::V3d(1e300, -2.0, 3.0));
+    input<std::string>(network_, "compare", "in1").set("a text that is too long for a string to hold itself");
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    EXPECT_EQ(frames.column<bool>("compare", "out"), std::vector<bool>(frameCount));
+    EXPECT_EQ(frames.column<double>("slow3", "out"), std::vector<double>(frameCount, 4.0));
+    EXPECT_EQ(input<Imath::V3d>(network_, "first", "in1").get(), Imath::V3d(1e300, -2.0, 3.0));
 }
 
 TEST_P(FramesOf, CanBeCancelled) {
