@@ -29,8 +29,9 @@ private:
 /// begun are left out. Tasks compute with the floating-point settings of the caller.
 ///
 /// Threads: may be called from any thread, from inside a task and inside a host's own arena, whose
-/// limit on threads then holds. A thread that waits here keeps to this loop; all the same, a task
-/// had better let go of its locks before a nested loop.
+/// limit on threads then holds. What is called off outside, an outer loop or a host's own tasks, calls
+/// nothing off here. A thread that waits here keeps to this loop; all the same, a task had better let go
+/// of its locks before a nested loop.
 TESSILUTILS_API void parallel_for(const ParallelForRange& range, std::function<void(const ParallelForRange&)> task);
 
 }  // namespace TessilUtils

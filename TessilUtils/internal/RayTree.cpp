@@ -5,7 +5,6 @@
 #include <TessilUtils/internal/FloatingPointState.h>
 
 #include <embree3/rtcore.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cmath>
@@ -298,9 +297,9 @@ void RayTree::buildScene() {
         forFaces(count, [=](std::size_t first, std::size_t end) { growTriangles(first, end, grown, indices); });
         rtcCommitGeometry(geometry);
         rtcAttachGeometry(scene, geometry);
-        // While it waits for its helpers this thread must not pick up a task from outside: that
-        // could be another ray against this mesh, which would wait for this very tree.
-        tbb::this_task_arena::isolate([scene] { rtcCommitScene(scene); });
+        // As a loop: while it waits for its helpers this thread must not pick up a task from outside, which could be
+        // another ray against this mesh and wait for this very tree; and nothing outside may call its helpers off.
+        parallel_for({0, 1}, [scene](const ParallelForRange&) { rtcCommitScene(scene); });
     }
     if (corners_ != nullptr && rtcGetDeviceError(device()) == RTC_ERROR_NONE) {
         scene_ = owner.release();

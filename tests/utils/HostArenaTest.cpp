@@ -1,3 +1,4 @@
+#include <TessilUtils/Mesh.h>
 #include <TessilUtils/ParallelFor.h>
 #include <TessilUtils/TaskGroup.h>
 
@@ -13,8 +14,10 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <numeric>
 #include <set>
 #include <thread>
+#include <vector>
 
 using TessilUtils::parallel_for;
 using TessilUtils::ParallelForRange;
@@ -85,6 +88,43 @@ TEST(HostArena, DoesNotCallATaskGroupOffWithItsOwnTasks) {
         group.wait();
     });
     EXPECT_EQ(ran, 100);
+}
+
+TEST(HostArena, DoesNotCallALoopOffWithItsOwnTasks) {
+    std::atomic<unsigned int> ran{0};
+    tbb::task_group hosts;
+    hosts.run_and_wait([&] {
+        hosts.cancel();
+        parallel_for({0, 100}, [&ran](const ParallelForRange& part) { ran += part.end() - part.begin(); });
+    });
+    EXPECT_EQ(ran, 100U);
+}
+
+/// What a mesh prepares for its first ray stays with it for good.
+TEST(HostArena, DoesNotCallTheFirstRayAtAMeshOffWithItsOwnTasks) {
+    for (const unsigned int count : {1U, 100U, 20000U}) {
+        std::vector<Imath::V3f> points;
+        std::vector<unsigned int> triangles(3 * count);
+        std::iota(triangles.begin(), triangles.end(), 0U);
+        for (unsigned int triangle = 0; triangle < count; ++triangle) {
+            const auto depth = static_cast<float>(triangle);
+            points.insert(points.end(), {{0.0f, 0.0f, depth}, {1.0f, 0.0f, depth}, {0.0f, 1.0f, depth}});
+        }
+        const TessilUtils::Mesh mesh(points, triangles);
+        const auto isHit = [&mesh] {
+            float t = 0.0f;
+            float u = 0.0f;
+            float v = 0.0f;
+            unsigned int face = 0;
+            return mesh.intersect({0.2f, 0.2f, -3.0f}, {0.0f, 0.0f, 1.0f}, t, face, u, v, false) && face == 0;
+        };
+        tbb::task_group hosts;
+        hosts.run_and_wait([&] {
+            hosts.cancel();
+            EXPECT_TRUE(isHit());
+        });
+        EXPECT_TRUE(isHit());
+    }
 }
 
 TEST(HostArena, KeepsAWaitingThreadFromItsOwnTasks) {
