@@ -78,18 +78,18 @@ public:
         } else {
             runPrepared(data, options, control);
             if (control.isStopped() && !control.isCancelled()) {
-                internal::RunControl rest(options);
-                walkAfresh(*state_, targets_, data, rest);
-                control.addComputed(rest.computed());
-                return {rest.isCancelled() ? RunStatus::Cancelled : endedAfresh(), control.computed()};
+                control.resume();
+                walkAfresh(*state_, targets_, data, control);
+                return {control.isCancelled() ? RunStatus::Cancelled : endedAfresh(), control.computed()};
             }
         }
         if (control.isCancelled()) {
             return {RunStatus::Cancelled, control.computed()};
         }
-        if (!oddly_) {
-            cleanSince_ = marks;
+        if (oddly_) {
+            return {endedAfresh(), control.computed()};
         }
+        cleanSince_ = marks;
         return {ended(), control.computed()};
     }
 

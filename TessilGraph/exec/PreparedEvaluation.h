@@ -33,8 +33,9 @@ struct RunOptions {
     const CancelToken* cancel = nullptr;
 
     /// Told between nodes how many are done and how many there were to do at the beginning, on the thread
-    /// that called `run` and on no other. When a run has computed all, the last call says so. May throw,
-    /// which ends the run as a node that throws does.
+    /// that called `run` and on no other; after the wiring changed, how many there are to do in all. When a
+    /// run has computed all, the last call says so. May throw, which ends the run as a node that throws
+    /// does, and may do what a node may; but change nothing in a parallel run.
     std::function<void(std::uint64_t done, std::uint64_t total)> progress;
 };
 
@@ -66,11 +67,10 @@ struct RunResult {
 ///
 /// What a node throws reaches the caller, the first exception if there are several, when everything that
 /// was under way has ended. That node and what was not computed stay dirty; the next run completes them.
-/// A node may do anything in its `compute` but delete itself, as long as it is not computed beside
-/// others: it may set inputs, mark, wire, delete other nodes. When it changes the wiring, the rest of the
-/// run walks through the network afresh. So does every run where links were edited by hand to something
-/// that `Port::connectTo` would not make, or lead to nodes of other networks: slower, and neither in
-/// parallel nor cut off.
+/// A node may do anything in its `compute` but delete itself, the network or the evaluation, as long as it is not
+/// computed beside others: it may set inputs, mark, wire, delete other nodes. When it changes the wiring, the rest of
+/// the run walks through the network afresh. So does every run where links were edited by hand to something that
+/// `Port::connectTo` would not make, or lead to nodes of other networks: slower, and neither in parallel nor cut off.
 ///
 /// Threads: as the network manager, all evaluations of one network together. The evaluation may outlive the
 /// manager.

@@ -3,6 +3,7 @@
 #include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/EvaluationUnderWay.h>
 #include <TessilGraph/graph/internal/LentLists.h>
 #include <TessilGraph/graph/internal/LevelWalk.h>
 #include <TessilGraph/graph/internal/NetworkCopy.h>
@@ -68,24 +69,6 @@ void logOneSidedLinks(const Node& node) {
         }
     }
 }
-
-/// Says to the network that nodes may be at work.
-class EvaluationUnderWay {
-public:
-    explicit EvaluationUnderWay(internal::NetworkState& network) : network_(network) { add(1); }
-    ~EvaluationUnderWay() { add(-1); }
-    EvaluationUnderWay(const EvaluationUnderWay&) = delete;
-    EvaluationUnderWay& operator=(const EvaluationUnderWay&) = delete;
-
-private:
-    /// One thread at a time evaluates a network, so that nobody else writes meanwhile.
-    void add(int evaluations) {
-        const std::uint32_t now = network_.evaluations.load(std::memory_order_relaxed);
-        network_.evaluations.store(now + static_cast<std::uint32_t>(evaluations), std::memory_order_relaxed);
-    }
-
-    internal::NetworkState& network_;
-};
 
 /// The two ports that are to be linked or unlinked; null where a name is unknown.
 struct Ends {
@@ -260,7 +243,7 @@ void NetworkManager::computeNode(const std::string& name, const ComputeData* dat
     if (node == nullptr) {
         return;
     }
-    const EvaluationUnderWay underWay(*nodes_.state());
+    const internal::EvaluationUnderWay underWay(*nodes_.state());
     if (useCache && networkCache_.compute(name, *nodes_.state(), data)) {
         return;
     }
@@ -287,7 +270,11 @@ void NetworkManager::cacheNodeNetwork(const std::string& name) {
     if (node == nullptr) {
         return;
     }
-    networkCache_.store(name, internal::wholeOrder(*node, nodes_));
+    internal::WholeOrder order = internal::wholeOrder(*node, nodes_);
+    networkCache_.store(name, std::move(order.nodes));
+    if (order.isCyclic) {
+        internal::logCycle();
+    }
 }
 
 void NetworkManager::clearNodeNetworkCache(const std::string& name) {
@@ -373,6 +360,19 @@ std::vector<NameTable<NodeCacheEntry>::Entry*> NetworkManager::cacheAll() {
 }
 
 void NetworkManager::cleanNetwork() {
+    if (nodes_.state()->linkedAbroad.load(std::memory_order_relaxed)) {
+        // For the sake of nodes elsewhere, which stay.
+        for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+            if (Node* node = nodes_.nodeIfAt(position)) {
+                Access::unlink(*node);
+            }
+        }
+        for (auto& entry : nodeCache_) {
+            if (entry.value.node != nullptr) {
+                Access::unlink(*entry.value.node);
+            }
+        }
+    }
     std::vector<Node*> doomed = nodes_.takeAll();
     NameTable<NodeCacheEntry> waiting;
     std::swap(waiting, nodeCache_);

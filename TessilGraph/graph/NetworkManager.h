@@ -151,7 +151,7 @@ public:
     /// the caller at the end.
     void reset();
 
-    /// Deletes all nodes, waiting ones too, and drops the stored orders.
+    /// Deletes all nodes, waiting ones too, and drops the stored orders. Links to nodes of other networks are undone.
     void cleanNetwork();
 
 protected:

@@ -24,6 +24,12 @@ struct StoredOrders::Order {
 
     explicit Order(std::vector<Node*> ordered) : nodes(std::move(ordered)) {}
 
+    bool leadsAbroad(const NetworkState& network) const {
+        return plan == nullptr && std::any_of(nodes.begin(), nodes.end(), [&network](const Node* node) {
+                   return node != nullptr && internal::Access::home(*node) != &network;
+               });
+    }
+
     /// Null when it is not worth while.
     OrderPlan* currentPlan(const NetworkState& network) {
         constexpr std::size_t worthIt = 16;
@@ -53,7 +59,7 @@ bool StoredOrders::compute(const std::string& name, NetworkState& network, const
     forgetTheDead();
     const std::shared_ptr<Order> order = found->second;
     OrderPlan* plan = network.runningOrder == nullptr ? order->currentPlan(network) : nullptr;
-    const RunningOrder running(network, order->nodes);
+    const RunningOrder running(network, order->nodes, order->leadsAbroad(network));
     if (plan == nullptr) {
         running.computeFrom(0, data);
     } else if (plan->knowsProfileTimes()) {

@@ -4,6 +4,7 @@
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
+#include <TessilGraph/graph/internal/RunningOrder.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +19,7 @@ namespace {
 /// One walk through the network.
 class Walk {
 public:
-    Walk(const NetworkState& state, const ComputeData* data, RunControl& control)
+    Walk(NetworkState& state, const ComputeData* data, RunControl& control)
         : state_(state), data_(data), control_(control) {}
 
     /// False when the target is not up to date: the run is to end, or the wiring changed.
@@ -28,14 +29,27 @@ public:
             return true;
         }
         const std::uint64_t wiring = state_.wiring.load(std::memory_order_relaxed);
-        const std::vector<Node*> order = wholeOrder(*node, *state_.nodes);
+        WholeOrder order = wholeOrder(*node, *state_.nodes);
+        const RunningOrder running(state_, order.nodes, true);
+        if (order.isCyclic) {
+            logCycle();
+        }
+        const bool isUpToDate = compute(order.nodes, running, wiring);
+        // Others may come to stand where they stood.
+        running.forEachDead([this](const Node* dead) { computed_.erase(dead); });
+        return isUpToDate;
+    }
+
+private:
+    bool compute(const std::vector<Node*>& order, const RunningOrder& running, std::uint64_t wiring) {
         if (control_.wantsProgress()) {
-            const auto dirty =
-                std::count_if(order.begin(), order.end(), [](const Node* upstream) { return upstream->isDirty(); });
+            const auto dirty = std::count_if(order.begin(), order.end(), [&running](const Node* upstream) {
+                return running.isAlive(upstream) && upstream->isDirty();
+            });
             control_.setTotal(control_.computed() + static_cast<std::uint64_t>(dirty));
         }
         for (Node* upstream : order) {
-            if (!upstream->isDirty() || !computed_.insert(upstream).second) {
+            if (!running.isAlive(upstream) || !upstream->isDirty() || !computed_.insert(upstream).second) {
                 continue;
             }
             if (!control_.mayGoOn()) {
@@ -51,8 +65,7 @@ public:
         return true;
     }
 
-private:
-    const NetworkState& state_;
+    NetworkState& state_;
     const ComputeData* const data_;
     RunControl& control_;
     std::unordered_set<const Node*>
@@ -61,7 +74,7 @@ private:
 
 }  // namespace
 
-void walkAfresh(const NetworkState& state, const std::vector<std::string>& targets, const ComputeData* data,
+void walkAfresh(NetworkState& state, const std::vector<std::string>& targets, const ComputeData* data,
                 RunControl& control) {
     Walk walk(state, data, control);
     for (const std::string& target : targets) {

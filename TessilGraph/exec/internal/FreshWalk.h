@@ -11,7 +11,7 @@ struct NetworkState;
 
 /// Computes the dirty nodes upstream of the targets in an order that is found now, and found again when a
 /// node changes the wiring. For networks in which a prepared order could not be relied on.
-void walkAfresh(const NetworkState& state, const std::vector<std::string>& targets, const ComputeData* data,
+void walkAfresh(NetworkState& state, const std::vector<std::string>& targets, const ComputeData* data,
                 RunControl& control);
 
 }  // namespace TessilGraph::internal

@@ -28,6 +28,7 @@ public:
                 changedAnyway_ = true;
                 return;
             }
+            types_.push_back(type);
             if (type->isPlain) {
                 const std::size_t begin = bytes_.size();
                 bytes_.resize(begin + type->size);
@@ -39,14 +40,18 @@ public:
         }
     }
 
-    /// Whether the outputs of the same node, with the same ports, hold something else now.
+    /// Whether the outputs of the same node hold something else now, or others stand in their place.
     bool differFrom(const Node& node) const {
         if (changedAnyway_) {
             return true;
         }
         std::size_t begin = 0;
         std::size_t clone = 0;
+        auto known = types_.begin();
         for (Port* output : Access::outputs(node)) {
+            if (known == types_.end() || output == nullptr || Access::valueType(*output) != *known++) {
+                return true;
+            }
             const ValueType& type = *Access::valueType(*output);
             const void* value = type.own(*output);
             if (type.isPlain) {
@@ -58,7 +63,7 @@ public:
                 return true;
             }
         }
-        return false;
+        return known != types_.end();
     }
 
 private:
@@ -72,10 +77,12 @@ private:
             clone.type->destroy(clone.value);
         }
         clones_.clear();
+        types_.clear();
         bytes_.clear();
         changedAnyway_ = false;
     }
 
+    std::vector<const ValueType*> types_;
     std::vector<unsigned char> bytes_;
     std::vector<Clone> clones_;
     bool changedAnyway_ = false;

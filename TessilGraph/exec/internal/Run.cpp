@@ -121,7 +121,7 @@ bool Run::group(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
     }
     turn.computed += count;
     turn.allowance.nanoseconds -= static_cast<float>(count) * turn.allowance.kernelCost;
-    return control_.goesOn(count) && turn.allowance.nanoseconds > 0.0F;
+    return goesOn(count) && turn.allowance.nanoseconds > 0.0F;
 }
 
 /// All slots of a group, one entry after the other. Four calls in a row, so that processors that predict
@@ -198,7 +198,7 @@ bool Run::mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
     }
     turn.computed += kernelsDone;
     turn.allowance.nanoseconds -= static_cast<float>(kernelsDone) * turn.allowance.kernelCost;
-    return control_.goesOn(kernelsDone) && turn.allowance.nanoseconds > 0.0F;
+    return goesOn(kernelsDone) && turn.allowance.nanoseconds > 0.0F;
 }
 
 /// Asks the node itself. False when the run is to end.
@@ -221,6 +221,7 @@ bool Run::node(Slot slot, Turn& turn) {
     if (form_.isRewired()) {
         // The order may no longer be one, and slots may be gone.
         node.setDirty(false);
+        control_.goesOn(1);
         control_.stop();
         return false;
     }
@@ -231,7 +232,17 @@ bool Run::node(Slot slot, Turn& turn) {
     if (how_.cutOff && turn.copies.differFrom(node)) {
         tellConsumers(slot);
     }
-    return control_.goesOn(1);
+    return goesOn(1);
+}
+
+/// Between two nodes. Who is told then how far the run is may have changed the wiring.
+bool Run::goesOn(std::uint64_t count) {
+    const bool goesOn = control_.goesOn(count);
+    if (control_.wantsProgress() && form_.isRewired()) {
+        control_.stop();
+        return false;
+    }
+    return goesOn;
 }
 
 /// Computes a slot and tells its consumers whether that changed anything.

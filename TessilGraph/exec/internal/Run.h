@@ -66,6 +66,7 @@ private:
     bool affords(std::uint32_t group, Bits slots, Turn& turn) const;
     bool mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn);
     bool node(Slot slot, Turn& turn);
+    bool goesOn(std::uint64_t count);
     void noteKernel(Slot slot);
     bool mustRun(Slot slot);
     void tellConsumers(Slot slot);

@@ -21,6 +21,7 @@ public:
     bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
     bool isStopped() const { return stopped_.load(std::memory_order_relaxed); }
     void stop() { stopped_.store(true, std::memory_order_relaxed); }
+    void resume() { stopped_.store(false, std::memory_order_relaxed); }
 
     std::uint64_t computed() const { return computed_.load(std::memory_order_relaxed); }
     void addComputed(std::uint64_t count) { computed_.fetch_add(count, std::memory_order_relaxed); }

@@ -176,10 +176,6 @@ Gathered gatherUpstream(Node& target, Gather gather, const NodeSet& home, WalkSc
     return {outcome == Outcome::Cyclic, true};
 }
 
-void logCycle() {
-    TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
-}
-
 /// Takes the kept walk of a network for the time of an evaluation, and puts it back unless another one
 /// took its place.
 class KeptWalkLease {
@@ -274,7 +270,7 @@ bool computeAgain(Node& target, NetworkState& network, const ComputeData* data) 
     if (plan == nullptr || !plan->knowsProfileTimes() || !kept.holdsForDirtyOnes()) {
         return false;
     }
-    const RunningOrder running(network, kept.order());
+    const RunningOrder running(network, kept.order(), false);
     running.computeFrom(plan->run(data), data);
     network.walked.note(network, kept.order().size());
     return true;
@@ -290,15 +286,15 @@ void computeFresh(Node& target, const NodeSet& home, const ComputeData* data, bo
     const ScratchLease scratch(network);
     std::vector<Node*>& order = (*scratch).order;
     const Gathered gathered = gatherUpstream(target, Gather::Dirty, home, *scratch);
-    if (isCyclic || gathered.isCyclic) {
-        logCycle();
-    }
     const bool isWhole = gathered.isAtHome && !isCyclic && !gathered.isCyclic && !(*scratch).metClean;
     if (isWhole && order.size() >= worthIt && !kept.fits(target)) {
         kept.keep(target, order);
     }
     const std::size_t count = order.size();
-    const RunningOrder running(network, order);
+    const RunningOrder running(network, order, !gathered.isAtHome);
+    if (isCyclic || gathered.isCyclic) {
+        logCycle();  // Now that whoever reads the log may delete nodes.
+    }
     running.computeFrom(0, data);
     if (isWhole && plan != nullptr) {
         plan->setKnownProfileTimes(profileTimes);
@@ -320,20 +316,14 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
     noteMarksWalked(network);
 }
 
-std::vector<Node*> wholeOrder(Node& target, const NodeSet& home) {
+WholeOrder wholeOrder(Node& target, const NodeSet& home) {
     const ScratchLease scratch(*home.state());
-    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
-        logCycle();
-    }
-    return (*scratch).order;
+    const bool isCyclic = gatherUpstream(target, Gather::All, home, *scratch).isCyclic;
+    return {(*scratch).order, isCyclic};
 }
 
-std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home) {
-    const ScratchLease scratch(*home.state());
-    if (gatherUpstream(target, Gather::All, home, *scratch).isCyclic) {
-        return std::nullopt;
-    }
-    return (*scratch).order;
+void logCycle() {
+    TessilUtils::Logger::error() << "Cycle detected! each of its nodes is computed at most once";
 }
 
 bool runsInACircle(Node& target) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <vector>
 
 namespace TessilGraph {
@@ -18,14 +17,18 @@ void computeUpstream(Node& target, const NodeSet& home, const ComputeData* data,
 
 /// All nodes upstream of `target`, depth first, `target` last: each comes after all that feed it. A node
 /// that was waiting in two places stands twice in the order. Where links run in a circle, one of them
-/// is left out, and the log says so.
+/// is left out; `logCycle` is for the caller to call, when it can bear that a sink changes the network.
 ///
 /// A node counts as done by its name. Within `home` names are unique and a mark at the node says as
 /// much; names are only compared where the walk meets nodes of another home.
-std::vector<Node*> wholeOrder(Node& target, const NodeSet& home);
+struct WholeOrder {
+    std::vector<Node*> nodes;
+    bool isCyclic;
+};
+WholeOrder wholeOrder(Node& target, const NodeSet& home);
 
-/// The same, and nothing in the log; no value where links run in a circle.
-std::optional<std::vector<Node*>> acyclicOrder(Node& target, const NodeSet& home);
+/// Says in the log that links run in a circle.
+void logCycle();
 
 /// Whether links between dirty nodes upstream of `target` run in a circle.
 bool runsInACircle(Node& target);

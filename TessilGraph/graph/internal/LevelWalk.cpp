@@ -3,12 +3,14 @@
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/EvaluationOrder.h>
+#include <TessilGraph/graph/internal/EvaluationUnderWay.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/StageRun.h>
 #include <TessilGraph/graph/internal/WalkPlan.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -40,6 +42,24 @@ public:
 private:
     NetworkState& network_;
     std::unique_ptr<LevelWalks> walks_;
+};
+
+/// Says to other networks, of which a walk meets nodes, that these may be at work.
+class EvaluationsElsewhere {
+public:
+    EvaluationsElsewhere(const std::vector<Node*>& nodes, const NetworkState& network) {
+        const NetworkState* last = &network;
+        for (Node* node : nodes) {
+            NetworkState* home = Access::home(*node);
+            if (home != nullptr && home != &network && home != last) {
+                networks_.try_emplace(home, *home);
+                last = home;
+            }
+        }
+    }
+
+private:
+    std::map<NetworkState*, EvaluationUnderWay> networks_;
 };
 
 }  // namespace
@@ -98,7 +118,7 @@ bool Levels::appendNext(std::size_t begin, bool labelled) {
     return true;
 }
 
-void Levels::compute(const ComputeData* data) {
+void Levels::compute(const NetworkState& network, const ComputeData* data) {
     starts_.clear();
     groups_.clear();
     for (std::size_t level = levels_.size() - 1; level != 0; --level) {
@@ -109,6 +129,7 @@ void Levels::compute(const ComputeData* data) {
     groups_.push_back(starts_.size());
 
     // From here on nodes are computed, and may do what they like with marks.
+    const EvaluationsElsewhere elsewhere(nodes_, network);
     StageRun run(data, parts_);
     for (std::size_t level = 0; level + 1 < groups_.size(); ++level) {
         run.compute({nodes_.data(), starts_.data() + groups_[level], groups_[level + 1] - groups_[level] - 1});
@@ -156,7 +177,7 @@ bool computeInLevels(Node& target, NetworkState& network, const ComputeData* dat
     if (!walks->levels.gather(target)) {
         return false;
     }
-    walks->levels.compute(data);
+    walks->levels.compute(network, data);
     return true;
 }
 

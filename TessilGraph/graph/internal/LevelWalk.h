@@ -33,7 +33,7 @@ class Levels {
 public:
     /// False when links run in a circle.
     bool gather(Node& target);
-    void compute(const ComputeData* data);
+    void compute(const NetworkState& network, const ComputeData* data);
 
 private:
     bool gather(Node& target, bool labelled);

@@ -6,8 +6,16 @@
 #include <memory>
 #include <new>
 #include <unordered_set>
+#include <utility>
 
 namespace TessilGraph::internal {
+
+namespace {
+
+/// The innermost order of this thread that leads abroad; null while there is none.
+thread_local RunningOrder* innermostAbroad = nullptr;
+
+}  // namespace
 
 void RunningOrder::computeFrom(std::size_t place, const ComputeData* data) const {
     for (; place < nodes_.size(); ++place) {
@@ -26,6 +34,20 @@ void RunningOrder::leaveOut(const Node& node) noexcept {
         dead_->insert(&node);
     } catch (const std::bad_alloc&) {
         replaceByNull(node, nodes_);
+    }
+}
+
+void RunningOrder::enterAbroad() noexcept {
+    outerAbroad_ = std::exchange(innermostAbroad, this);
+}
+
+void RunningOrder::leaveAbroad() noexcept {
+    innermostAbroad = outerAbroad_;
+}
+
+void RunningOrder::leaveOutAbroad(const Node& node) noexcept {
+    for (RunningOrder* order = innermostAbroad; order != nullptr; order = order->outerAbroad_) {
+        order->leaveOut(node);
     }
 }
 

@@ -109,7 +109,7 @@ bool WalkPlan::addSources(std::uint32_t place) {
 
 void WalkPlan::compute(const Node& target, const ComputeData* data) {
     const std::size_t count = gather(places_[Access::entry(target)]);
-    const RunningOrder running(network_, nodes_);
+    const RunningOrder running(network_, nodes_, false);
     for (std::size_t done = nodePlan_->run(order_.get(), count, data); done < count; ++done) {
         Node* node = nodes_[order_[done]];
         if (running.isAlive(node)) {

@@ -1,0 +1,150 @@
+#include "WaysOfEvaluating.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace tests;
+using TessilGraph::NetworkManager;
+using TessilGraph::Node;
+using TessilGraph::PortTemplate;
+using TessilGraph::PreparedEvaluation;
+
+namespace {
+
+/// Two networks of doers, linked from node to node.
+class SeveralNetworks : public testing::Test {
+protected:
+    ~SeveralNetworks() override { deed = nullptr; }
+
+    static Node& add(NetworkManager& network, const std::string& name) {
+        return *network.createNode("FaultsDoer", name);
+    }
+    static void link(Node& source, Node& target, const std::string& input) {
+        ASSERT_TRUE(source.getOutputPort("out")->connectTo(target.getInputPort(input)));
+    }
+    static PortTemplate<double>& input(Node& node, const std::string& name) {
+        return dynamic_cast<PortTemplate<double>&>(*node.getInputPort(name));
+    }
+    static double valueOf(Node& node) { return dynamic_cast<PortTemplate<double>&>(*node.getOutputPort("out")).get(); }
+
+    std::unique_ptr<NetworkManager> first = std::make_unique<NetworkManager>();
+    NetworkManager second;
+};
+
+/// a and b of the second network feed t of the first one; a deletes b, which would be next.
+void expectThatNodesMayDeleteOthers(const std::function<void(NetworkManager& network)>& evaluate) {
+    NetworkManager network;
+    NetworkManager other;
+    Node* target = network.createNode("FaultsDoer", "t");
+    for (const auto& [name, port] : {std::pair("b", "in1"), std::pair("a", "in2")}) {
+        ASSERT_TRUE(other.createNode("FaultsDoer", name)->getOutputPort("out")->connectTo(target->getInputPort(port)));
+    }
+    deed = [&](const Node& node) {
+        if (node.name() == "a") {
+            other.deleteNode("b");
+        }
+        if (node.name() == "b") {
+            other.deleteNode("a");
+        }
+    };
+    evaluate(network);
+    deed = nullptr;
+    EXPECT_EQ(other.getNodeNames().size(), 1U);
+    EXPECT_FALSE(target->isDirty());
+    EXPECT_EQ(target->getInputPort("in1")->numConnections() + target->getInputPort("in2")->numConnections(), 1U);
+}
+
+TEST_F(SeveralNetworks, NodesOfWhichDeleteOthersAreWalked) {
+    expectThatNodesMayDeleteOthers([](NetworkManager& network) { network.computeNode("t"); });
+}
+
+TEST_F(SeveralNetworks, NodesOfWhichDeleteOthersAreComputedByAStoredOrder) {
+    expectThatNodesMayDeleteOthers([](NetworkManager& network) {
+        network.cacheNodeNetwork("t");
+        network.computeNode("t", nullptr, false, true);
+        network.clearNodeNetworkCache("t");
+    });
+}
+
+TEST_F(SeveralNetworks, NodesOfWhichDeleteOthersAreComputedByAPreparedRun) {
+    expectThatNodesMayDeleteOthers([](NetworkManager& network) { PreparedEvaluation(network, "t").run(); });
+}
+
+/// The wiring of the network itself stays then: the node that goes feeds another one of its own.
+TEST_F(SeveralNetworks, NodesOfWhichDeleteOthersFarUpAreComputedByAPreparedRun) {
+    Node& target = add(*first, "t");
+    Node& reader = add(second, "x");
+    link(add(second, "b"), reader, "in1");
+    link(add(second, "a"), reader, "in2");
+    link(reader, target, "in1");
+    deed = [this](const Node& node) {
+        if (node.name() == "a") {
+            second.deleteNode("b");
+        }
+        if (node.name() == "b") {
+            second.deleteNode("a");
+        }
+    };
+    EXPECT_EQ(PreparedEvaluation(*first, "t").run().computed, 3U);
+    EXPECT_EQ(second.getNodeNames().size(), 2U);
+    EXPECT_FALSE(target.isDirty());
+}
+
+TEST_F(SeveralNetworks, OutliveEachOther) {
+    const std::vector<std::function<void()>> endings = {[this] { first.reset(); }, [this] { first->cleanNetwork(); },
+                                                        [this] { *first = NetworkManager(); }};
+    for (const auto& end : endings) {
+        first = std::make_unique<NetworkManager>();
+        Node& above = add(*first, "above");
+        Node& mine = add(second, "mine");
+        Node& below = add(*first, "below");
+        link(above, mine, "in1");
+        link(mine, below, "in1");
+        first->computeNode("below");
+        end();
+        EXPECT_EQ(mine.getInputPort("in1")->numConnections(), 0U);
+        EXPECT_EQ(mine.getOutputPort("out")->numConnections(), 0U);
+        input(mine, "in2").set(2.0);
+        second.computeNode("mine");
+        EXPECT_EQ(valueOf(mine), 3.0);
+        second.deleteNode("mine");
+    }
+}
+
+/// In a walk by levels nodes of a level run side by side, whichever network they are of.
+TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
+    constexpr int many = 16;
+    Node& target = add(*first, "t");
+    Node* last = &target;
+    for (int reader = 0; reader < many / 2; ++reader) {
+        Node& next = add(*first, "r" + std::to_string(reader));
+        link(next, *last, "in2");
+        link(add(second, "a" + std::to_string(reader)), next, "in1");
+        last = &next;
+    }
+    for (int idle = 0; idle < 80; ++idle) {
+        add(second, "idle" + std::to_string(idle));
+    }
+    deed = [](Node& node) {
+        for (int time = 0; time < 100 && node.name()[0] == 'a'; ++time) {
+            node.setDirty(false);
+            node.setDirty(true);
+        }
+    };
+    for (int round = 0; round < 5; ++round) {
+        first->setAllNodeDirty();
+        second.setAllNodeDirty();
+        first->computeNode("t", nullptr, true);
+        EXPECT_FALSE(target.isDirty());
+        for (int reader = 0; reader < many / 2; ++reader) {
+            EXPECT_FALSE(second.getNode("a" + std::to_string(reader))->isDirty());
+        }
+    }
+}
+
+}  // namespace
