@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -119,9 +120,10 @@ TEST_F(SeveralNetworks, OutliveEachOther) {
 /// In a walk by levels nodes of a level run side by side, whichever network they are of.
 TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
     constexpr int many = 16;
+    constexpr std::chrono::microseconds longEnough(200);  // For other threads to help.
     Node& target = add(*first, "t");
     Node* last = &target;
-    for (int reader = 0; reader < many / 2; ++reader) {
+    for (int reader = 0; reader < many; ++reader) {
         Node& next = add(*first, "r" + std::to_string(reader));
         link(next, *last, "in2");
         link(add(second, "a" + std::to_string(reader)), next, "in1");
@@ -130,18 +132,19 @@ TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
     for (int idle = 0; idle < 80; ++idle) {
         add(second, "idle" + std::to_string(idle));
     }
-    deed = [](Node& node) {
-        for (int time = 0; time < 100 && node.name()[0] == 'a'; ++time) {
+    deed = [longEnough](Node& node) {
+        const auto end = std::chrono::steady_clock::now() + longEnough;
+        for (int time = 0; node.name()[0] == 'a' && (time < 100 || std::chrono::steady_clock::now() < end); ++time) {
             node.setDirty(false);
             node.setDirty(true);
         }
     };
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 20; ++round) {
         first->setAllNodeDirty();
         second.setAllNodeDirty();
         first->computeNode("t", nullptr, true);
         EXPECT_FALSE(target.isDirty());
-        for (int reader = 0; reader < many / 2; ++reader) {
+        for (int reader = 0; reader < many; ++reader) {
             EXPECT_FALSE(second.getNode("a" + std::to_string(reader))->isDirty());
         }
     }
