@@ -195,7 +195,7 @@ TEST(NetworkFileErrors, NameCurvesThatAreNone) {
     EXPECT_EQ(curve("{}"), "net.json: curves \"path\": the key \"cvs\" is missing");
     EXPECT_EQ(curve(R"({"cvs": []})"), "net.json: curves \"path\" cvs: a curve needs at least one control vertex");
     EXPECT_EQ(curve(R"({"cvs": [[1, 2, 3], [1, 2]]})"), "net.json: curves \"path\" cvs[1]: wants a vector [x, y, z]");
-    for (const char* bad : {"1e39", "\"nan\"", "null"}) {
+    for (const char* bad : {"1e39", "-1e39", "3.4028236e38", "\"nan\"", "null"}) {
         expectStart(curve(R"({"cvs": [[1, 2, )" + std::string(bad) + "]]}"),
                     "net.json: curves \"path\" cvs[0]: wants finite numbers");
     }

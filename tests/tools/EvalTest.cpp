@@ -172,6 +172,20 @@ TEST(Eval, SetsCurvesAndMeshesOnReferenceAndValuePorts) {
     EXPECT_EQ(rows[0]["cast.inMesh"]["triangles"], 2);
 }
 
+TEST(Eval, TakesTheLargestCoordinatesAsItPrintsThem) {
+    const auto network = [](const std::string& cvs) {
+        return R"({"curves": {"path": {"degree": 1, "cvs": )" + cvs + R"(}}, "nodes": [)" +
+               node("near", "ClosetPointOnCurve", R"({"inCurve": {"curve": "path"}})") + "]}";
+    };
+    const auto cvsOf = [&](const std::string& cvs) {
+        const json rows = json::parse(eval(network(cvs), {"--get", "near.inCurve", "--format", "json"}));
+        return rows[0]["near.inCurve"]["cvs"].dump();
+    };
+    const std::string printed = cvsOf("[[3.4028234663852886e38, -3.4028234663852886e38, 0]]");
+    EXPECT_EQ(printed, "[[3.4028235e+38,-3.4028235e+38,0]]");
+    EXPECT_EQ(cvsOf(printed), printed);
+}
+
 TEST(Eval, TakesNamesOfAnyLength) {
     const std::string longName(100'000, 'n');
     EXPECT_EQ(eval("{\"nodes\": [" + node(longName, "AddDouble", R"({"in1": 1})") + "]}",

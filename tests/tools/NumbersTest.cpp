@@ -62,5 +62,20 @@ TEST(Numbers, AreWholeTextsOrNone) {
     EXPECT_EQ(parseNumber("1e-400"), 0.0);
 }
 
+TEST(Numbers, GoIntoSinglePrecisionWhereTheyRoundToAFiniteNumber) {
+    const float largest = std::numeric_limits<float>::max();
+    EXPECT_EQ(toSingle(0.1), 0.1F);
+    EXPECT_TRUE(std::signbit(*toSingle(-0.0)));
+    EXPECT_EQ(toSingle(1e-300), 0.0F);
+    EXPECT_EQ(toSingle(3.4028235e38), largest);
+    EXPECT_EQ(toSingle(-3.4028235e38), -largest);
+    // Half way to what would follow the largest number.
+    EXPECT_EQ(toSingle(std::nextafter(0x1.ffffffp127, 0.0)), largest);
+    for (const double bad : {0x1.ffffffp127, -0x1.ffffffp127, 3.4028236e38, std::numeric_limits<double>::infinity(),
+                             std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_FALSE(toSingle(bad)) << bad;
+    }
+}
+
 }  // namespace
 }  // namespace TessilHost

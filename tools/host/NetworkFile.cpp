@@ -2,6 +2,7 @@
 
 #include <tools/host/Errors.h>
 #include <tools/host/JsonReader.h>
+#include <tools/host/Numbers.h>
 #include <tools/host/ObjReader.h>
 #include <tools/host/PortAddress.h>
 #include <tools/host/Text.h>
@@ -10,11 +11,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cmath>
 #include <cstddef>
 #include <filesystem>
 #include <initializer_list>
-#include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -137,10 +137,11 @@ private:
         Imath::V3f point;
         for (int i = 0; i < 3; ++i) {
             const json& coordinate = value[static_cast<std::size_t>(i)];
-            if (!coordinate.is_number() || std::abs(coordinate.get<double>()) > std::numeric_limits<float>::max()) {
+            const auto number = coordinate.is_number() ? toSingle(coordinate.get<double>()) : std::nullopt;
+            if (!number) {
                 place.refuse("wants finite numbers in single precision, not " + oneLine(coordinate.dump()));
             }
-            point[i] = coordinate.get<float>();
+            point[i] = *number;
         }
         return point;
     }

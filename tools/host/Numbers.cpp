@@ -73,4 +73,12 @@ std::optional<double> parseNumber(std::string_view text) {
     return number;
 }
 
+std::optional<float> toSingle(double number) {
+    constexpr double infinite = 0x1.ffffffp127;  // from here on a number rounds to no finite one
+    if (!(std::abs(number) < infinite)) {
+        return std::nullopt;
+    }
+    return static_cast<float>(number);
+}
+
 }  // namespace TessilHost

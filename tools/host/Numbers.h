@@ -18,4 +18,8 @@ std::string readableText(double number);
 /// What is too large for a double is nothing, too.
 std::optional<double> parseNumber(std::string_view text);
 
+/// `number` rounded to single precision, or nothing when that is no finite number. The largest one,
+/// as it is usually printed (3.4028235e38), is a little too large and rounds down to it.
+std::optional<float> toSingle(double number);
+
 }  // namespace TessilHost
