@@ -43,6 +43,20 @@ TEST(ObjReader, ReadsPointsAndTrianglesInTheOrderOfTheFile) {
     EXPECT_EQ(mesh.triangles(), (std::vector<unsigned int>{0, 1, 2, 2, 1, 0}));
 }
 
+TEST(ObjReader, PassesOverLinesOfOtherKinds) {
+    for (const char* other : {"t a 8192/8192/8192", "l 0", "p x", "vw 0 -1 1", "vp 1 e99", "usemtl", "call x.obj",
+                              "F 1", "faces 1", "f\\", "v0 1 2 3"}) {
+        const Mesh mesh = meshOf(triangle + other + "\n  f\t1 2 3 \n" + other);
+        EXPECT_EQ(mesh.points().size(), 3U) << other;
+        EXPECT_EQ(mesh.triangles(), (std::vector<unsigned int>{0, 1, 2})) << other;
+    }
+}
+
+TEST(ObjReader, PassesOverWhatFollowsTheCoordinates) {
+    const Mesh mesh = meshOf("v 0 0 0 1 x\nv 1 0 0 0.5 0.5 0.5\nv 0 1 0 nan\nvt\nvt x\nvn 0 0 1 x\nf 1/-2/1 2/2 3\n");
+    EXPECT_EQ(mesh.points(), (std::vector<V3f>{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));
+}
+
 TEST(ObjReader, CutsPolygonsIntoTriangles) {
     EXPECT_EQ(meshOf("v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\n").triangles().size(), 6U);
     std::string text;
@@ -97,7 +111,7 @@ TEST(ObjReader, TakesAllLineEnds) {
 
 TEST(ObjReader, RefusesCoordinatesThatAreNoFiniteNumbers) {
     for (const char* bad : {"v 0 nan 0", "v inf 0 0", "v 3.4028236e38 0 0", "v 1e400 0 0", "v 0 0", "v", "v a b c",
-                            "v 0 0 0x1", "v 1,2 3 4", "vn 0 0 nan"}) {
+                            "v 0 0 0x1", "v 1,2 3 4", "v ++1 0 0", "v +-1 0 0", "v + 0 0", "vn 0 0 nan"}) {
         EXPECT_EQ(refusal(triangle + bad + "\nf 1 2 3\n").substr(0, 11), "mesh.obj:4:") << bad;
     }
     EXPECT_EQ(refusal("v 0 nan 0\n"), R"(mesh.obj:1: the coordinate "nan" is no finite number in single precision)");
@@ -107,6 +121,14 @@ TEST(ObjReader, TakesTheLargestNumberAsItIsUsuallyPrinted) {
     const float largest = std::numeric_limits<float>::max();
     const Mesh mesh = meshOf("v 3.4028235e38 -3.4028235E+38 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     EXPECT_EQ(mesh.points()[0], V3f(largest, -largest, 0.0F));
+}
+
+TEST(ObjReader, TakesWhatItHasCheckedOfEachNumber) {
+    const std::string zeros(400, '0');
+    const Mesh mesh = meshOf("v 1" + zeros + "e-400 0." + zeros + "5e401 1e-2147483648\nv +1 .5 -2.\nv 0 0 7\n" +
+                             "vn 0 1" + zeros + "e-400 0\nf 1//1 2//1 3//1\n");
+    EXPECT_EQ(mesh.points(), (std::vector<V3f>{{1, 5, 0}, {1, 0.5F, -2}, {0, 0, 7}}));
+    EXPECT_EQ(mesh.faceVertexNormals()[0], V3f(0, 1, 0));
 }
 
 TEST(ObjReader, RefusesIndicesThatNameNothing) {

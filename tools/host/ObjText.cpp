@@ -1,4 +1,4 @@
-#include <tools/host/ObjCheck.h>
+#include <tools/host/ObjText.h>
 
 #include <tools/host/Errors.h>
 #include <tools/host/Numbers.h>
@@ -6,14 +6,20 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace TessilHost {
 
 namespace {
+
+using Imath::V3f;
+
+/// Cutting a polygon takes a time that grows with the cube of its corners.
+constexpr unsigned int maxFaceCorners = 255;
 
 /// How many elements of one kind (points, texture coordinates, normals) the lines so far have
 /// brought, and the largest index that a face has used. A face may refer to points that follow it.
@@ -24,15 +30,15 @@ struct Elements {
     std::size_t largestIndexLine = 0;
 };
 
-class ObjCheck {
+class ObjParser {
 public:
-    explicit ObjCheck(const std::string& path) : path_(path) {}
+    explicit ObjParser(const std::string& path) : path_(path) {}
 
-    void run(std::string_view text) {
+    ObjText parse(std::string_view text) {
         while (!text.empty()) {
             const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
             ++line_;
-            checkLine(text.substr(0, end));
+            addLine(text.substr(0, end));
             // "\r\n" ends one line, "\r" and "\n" alone one each.
             const bool two = text.substr(end, 2) == "\r\n";
             text.remove_prefix(std::min(end + (two ? 2 : 1), text.size()));
@@ -44,9 +50,10 @@ public:
                        " of " + std::to_string(elements->count));
             }
         }
-        if (faces_ == 0) {
+        if (result_.faceSizes.empty()) {
             throw UserError(oneLine(path_) + ": the mesh is empty: no face in " + std::to_string(line_) + " lines");
         }
+        return std::move(result_);
     }
 
 private:
@@ -54,48 +61,52 @@ private:
         throw UserError(oneLine(path_) + ':' + std::to_string(line_) + ": " + reason);
     }
 
-    void checkLine(std::string_view line) {
+    void addLine(std::string_view line) {
         if (line.find('\0') != std::string_view::npos) {
             refuse("a zero byte: this is no OBJ file");
         }
         const std::string_view keyword = takeWord(line);
         if (keyword == "v") {
-            checkNumbers(line, "a point");
+            result_.points.push_back(takeVector(line, "a point"));
             ++points_.count;
         } else if (keyword == "vn") {
-            checkNumbers(line, "a normal");
+            result_.normals.push_back(takeVector(line, "a normal"));
             ++normals_.count;
         } else if (keyword == "vt") {
             ++textures_.count;
         } else if (keyword == "f") {
-            checkFace(line);
-            ++faces_;
+            addFace(line);
         }
     }
 
-    void checkNumbers(std::string_view line, const char* what) const {
-        constexpr int coordinates = 3;
-        constexpr double infinite = 0x1.ffffffp127;  // From here on a number rounds to no finite one.
-        for (int i = 0; i < coordinates; ++i) {
-            std::string_view word = takeWord(line);
+    V3f takeVector(std::string_view& line, const char* what) const {
+        V3f vector;
+        for (int i = 0; i < 3; ++i) {
+            const std::string_view word = takeWord(line);
             if (word.empty()) {
                 refuse(std::string(what) + " needs three coordinates");
             }
-            std::string_view digits = word;
-            if (digits.size() > 1 && digits[0] == '+') {
-                digits.remove_prefix(1);
-            }
-            const auto number = parseNumber(digits);
-            if (!number || !(std::abs(*number) < infinite)) {
+            const auto number = coordinate(word);
+            if (!number) {
                 refuse("the coordinate " + inQuotes(word) + " is no finite number in single precision");
             }
+            vector[i] = *number;
         }
+        return vector;
     }
 
-    void checkFace(std::string_view line) {
+    static std::optional<float> coordinate(std::string_view word) {
+        if (word.size() > 1 && word[0] == '+' && word[1] != '-') {
+            word.remove_prefix(1);
+        }
+        const auto number = parseNumber(word);
+        return number ? toSingle(*number) : std::nullopt;
+    }
+
+    void addFace(std::string_view line) {
         unsigned int corners = 0;
         for (std::string_view word = takeWord(line); !word.empty(); word = takeWord(line)) {
-            checkCorner(word);
+            result_.corners.push_back(readCorner(word));
             if (++corners > maxFaceCorners) {
                 refuse("a face of more than " + std::to_string(maxFaceCorners) + " corners");
             }
@@ -103,28 +114,31 @@ private:
         if (corners < 3) {
             refuse("a face needs at least three corners");
         }
+        result_.faceSizes.push_back(corners);
     }
 
     /// "POINT", "POINT/TEXTURE", "POINT//NORMAL" or "POINT/TEXTURE/NORMAL".
-    void checkCorner(std::string_view corner) {
+    ObjText::Corner readCorner(std::string_view corner) {
         const std::size_t first = std::min(corner.find('/'), corner.size());
-        checkIndex(corner, corner.substr(0, first), points_);
+        ObjText::Corner read{readIndex(corner, corner.substr(0, first), points_), ObjText::noNormal};
         if (first == corner.size()) {
-            return;
+            return read;
         }
         const std::string_view rest = corner.substr(first + 1);
         const std::size_t second = std::min(rest.find('/'), rest.size());
         if (second > 0) {
-            checkIndex(corner, rest.substr(0, second), textures_);
+            readIndex(corner, rest.substr(0, second), textures_);
         }
         if (second < rest.size()) {
-            checkIndex(corner, rest.substr(second + 1), normals_);
+            read.normal = readIndex(corner, rest.substr(second + 1), normals_);
         } else if (second == 0) {
             refuse("the corner " + inQuotes(corner) + " ends with a slash");
         }
+        return read;
     }
 
-    void checkIndex(std::string_view corner, std::string_view digits, Elements& elements) const {
+    /// The place, counted from 0, of the element that `digits` name: counted from 1, or backwards from the last one.
+    unsigned int readIndex(std::string_view corner, std::string_view digits, Elements& elements) const {
         int index = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
         if (digits.empty() || end != digits.data() + digits.size() || error != std::errc()) {
@@ -133,13 +147,19 @@ private:
         if (index == 0) {
             refuse("the corner " + inQuotes(corner) + " has the index 0; indices start at 1");
         }
-        if (index < 0 && static_cast<std::size_t>(-static_cast<long long>(index)) > elements.count) {
-            refuse("the corner " + inQuotes(corner) + " counts back beyond the first " + elements.name);
+        if (index < 0) {
+            const auto back = static_cast<std::size_t>(-static_cast<long long>(index));
+            if (back > elements.count) {
+                refuse("the corner " + inQuotes(corner) + " counts back beyond the first " + elements.name);
+            }
+            return static_cast<unsigned int>(elements.count - back);
         }
-        if (index > 0 && static_cast<std::size_t>(index) > elements.largestIndex) {
-            elements.largestIndex = static_cast<std::size_t>(index);
+        const auto place = static_cast<std::size_t>(index);
+        if (place > elements.largestIndex) {
+            elements.largestIndex = place;
             elements.largestIndexLine = line_;
         }
+        return static_cast<unsigned int>(place - 1);
     }
 
     /// Removes the first word from `line` and returns it; empty at the end.
@@ -153,7 +173,7 @@ private:
 
     const std::string& path_;
     std::size_t line_ = 0;
-    std::size_t faces_ = 0;
+    ObjText result_;
     Elements points_{"point"};
     Elements textures_{"texture coordinate"};
     Elements normals_{"normal"};
@@ -161,8 +181,8 @@ private:
 
 }  // namespace
 
-void checkObjText(const std::string& path, const std::string& text) {
-    ObjCheck(path).run(text);
+ObjText ObjText::parse(const std::string& path, const std::string& text) {
+    return ObjParser(path).parse(text);
 }
 
 }  // namespace TessilHost
