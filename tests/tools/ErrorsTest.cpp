@@ -260,6 +260,12 @@ TEST(ArgumentErrors, NameFramesThatLeadNowhere) {
     }
 }
 
+TEST(ArgumentErrors, NameOptionsWithAnEmptyValue) {
+    expectStart(complaintAboutArguments({"--get", "b.out", "--drive", "a.in1", "--frames", ""}),
+                "--frames: wants a value, not \"\"");
+    expectStart(complaintAboutArguments({"--get", "b.out", "-o", ""}), "--output: wants a value, not \"\"");
+}
+
 TEST(ArgumentErrors, NamePortsThatCannotBeDriven) {
     const auto drive = [](const std::string& port, const std::string& frames) {
         return complaintAboutArguments({"--get", "b.out", "--drive", port, "--frames", frames});

@@ -7,8 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <map>
 #include <sstream>
-#include <utility>
+#include <string>
 
 namespace TessilHost {
 
@@ -19,25 +20,34 @@ Exit status: 0 when all went well, 1 when the result could not be written,
 2 for a wrong file or argument, which one line on standard error names.
 )";
 
+/// An empty word is what shells make of a variable that is not set. In `EvalArguments` it says that the option was not
+/// given.
+CLI::Validator notEmpty() {
+    return {[](const std::string& word) { return word.empty() ? "wants a value, not \"\"" : ""; }, ""};
+}
+
 CLI::App* addEval(CLI::App& app, EvalArguments& eval) {
     CLI::App* const command = app.add_subcommand("eval", "Evaluate a network and write what its ports hold");
     command->add_option("NETWORK", eval.network, "The network file, JSON")->required();
     command->add_option("--get", eval.gets, "Ports to read, a column each")->required()->type_name("NODE.PORT");
     command->add_option("--set", eval.sets, "Input ports to set before the evaluation")->type_name("NODE.PORT=VALUE");
-    CLI::Option* const frames =
-        command->add_option("--frames", eval.frames, "Evaluate once a frame")->type_name("FIRST:LAST[:STEP]");
+    CLI::Option* const frames = command->add_option("--frames", eval.frames, "Evaluate once a frame")
+                                    ->check(notEmpty())
+                                    ->type_name("FIRST:LAST[:STEP]");
     CLI::Option* const drive =
         command->add_option("--drive", eval.drive, "The input port that takes the frame")->type_name("NODE.PORT");
     frames->needs(drive);
     drive->needs(frames);
     command->add_flag("--parallel", eval.parallel, "Compute frames, or the nodes of each level, side by side");
     command->add_flag("--cache", eval.cache, "Find the order of evaluation once; with frames always so");
-    const std::vector<std::pair<std::string, Format>> formats = {
+    // Not CLI11's own reading of enumerations, which takes their numbers, too.
+    const std::map<std::string, Format> formats = {
         {"table", Format::Table}, {"csv", Format::Csv}, {"json", Format::Json}};
-    command->add_option("--format", eval.format, "table (the default), csv or json")
-        ->transform(CLI::Transformer(formats).description(""))
+    const auto setFormat = [&eval, formats](const std::string& name) { eval.format = formats.at(name); };
+    command->add_option_function<std::string>("--format", setFormat, "table (the default), csv or json")
+        ->check(CLI::IsMember(formats).description(""))
         ->type_name("FORMAT");
-    command->add_option("-o,--output", eval.output, "Write to this file")->type_name("FILE");
+    command->add_option("-o,--output", eval.output, "Write to this file")->check(notEmpty())->type_name("FILE");
     return command;
 }
 
