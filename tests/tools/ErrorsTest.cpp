@@ -220,6 +220,9 @@ TEST(NetworkFileErrors, NameMeshFilesWithTheirLines) {
     EXPECT_EQ(mesh("1"), "net.json: meshes \"ground\" file: wants a string, not number");
     expectStart(mesh("\"\""), "net.json: meshes \"ground\": ");
     expectStart(mesh("\"a\\u0000b\""), "net.json: meshes \"ground\": ");
+    scratch.write("sound.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_EQ(mesh("\"sound.obj\\u0000zzz\""),
+              "net.json: meshes \"ground\": " + scratch.path("sound.obj") + "\\x00zzz: no file name has a zero byte");
 }
 
 TEST(ArgumentErrors, NamePortsThatAreNotThere) {

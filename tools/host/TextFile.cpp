@@ -33,6 +33,9 @@ struct Descriptor {
 }  // namespace
 
 std::string readTextFile(const std::string& path) {
+    if (path.find('\0') != std::string::npos) {
+        refuseFile(path, "no file name has a zero byte");  // the system would read the name up to there
+    }
     const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.number < 0) {
         refuseFile(path, std::generic_category().message(errno));
