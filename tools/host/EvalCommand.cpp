@@ -12,7 +12,6 @@
 
 #include <TessilGraph/exec/Frames.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -77,6 +76,7 @@ public:
 private:
     void resolveGets() {
         std::set<std::string> names;
+        std::set<std::string> nodes;
         for (const std::string& get : arguments_.gets) {
             withArgument("--get", get, [&] {
                 const PortAddress address = PortAddress::parse(get);
@@ -85,7 +85,7 @@ private:
                     throw ValueError("the port is asked for twice");
                 }
                 columns_.push_back({get, &port});
-                if (std::find(nodes_.begin(), nodes_.end(), address.node) == nodes_.end()) {
+                if (nodes.insert(address.node).second) {
                     nodes_.push_back(address.node);
                 }
             });
