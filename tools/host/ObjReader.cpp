@@ -1,10 +1,14 @@
 #include <tools/host/ObjReader.h>
 
+#include <tools/host/Errors.h>
 #include <tools/host/ObjText.h>
 #include <tools/host/Polygon.h>
+#include <tools/host/Text.h>
 #include <tools/host/TextFile.h>
 
 #include <Imath/ImathVec.h>
+
+#include <tiny_obj_loader.h>
 
 #include <cstddef>
 #include <utility>
@@ -17,29 +21,21 @@ namespace {
 using Imath::V3d;
 using Imath::V3f;
 
+V3f vectorAt(const std::vector<tinyobj::real_t>& numbers, int index) {
+    const std::size_t first = 3 * static_cast<std::size_t>(index);
+    return {numbers[first], numbers[first + 1], numbers[first + 2]};
+}
+
 /// Collects triangles from the faces of a file.
 class MeshBuilder {
 public:
-    explicit MeshBuilder(ObjText text) : text_(std::move(text)) {}
+    explicit MeshBuilder(const tinyobj::attrib_t& attributes) : attributes_(attributes) {}
 
-    TessilUtils::Mesh build() {
-        const ObjText::Corner* corners = text_.corners.data();
-        for (const unsigned int size : text_.faceSizes) {
-            addFace(corners, size);
-            corners += size;
-        }
-        if (!anyNormal_) {
-            normals_.clear();
-        }
-        return {std::move(text_.points), std::move(triangles_), std::move(normals_)};
-    }
-
-private:
-    void addFace(const ObjText::Corner* corners, std::size_t count) {
+    void addFace(const tinyobj::index_t* corners, std::size_t count) {
         std::vector<V3d> points;
         points.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
-            points.emplace_back(text_.points[corners[i].point]);
+            points.emplace_back(vectorAt(attributes_.vertices, corners[i].vertex_index));
         }
         for (const auto& triangle : triangulate(points)) {
             // In double precision, where the products of single ones neither overflow nor vanish.
@@ -52,14 +48,27 @@ private:
         }
     }
 
-    void addCorner(const ObjText::Corner& corner, const V3f& faceNormal) {
-        triangles_.push_back(corner.point);
-        const bool hasNormal = corner.normal != ObjText::noNormal;
-        anyNormal_ = anyNormal_ || hasNormal;
-        normals_.push_back(hasNormal ? text_.normals[corner.normal] : faceNormal);
+    TessilUtils::Mesh takeMesh() {
+        std::vector<V3f> points;
+        points.reserve(attributes_.vertices.size() / 3);
+        for (std::size_t i = 0; i < attributes_.vertices.size() / 3; ++i) {
+            points.push_back(vectorAt(attributes_.vertices, static_cast<int>(i)));
+        }
+        if (!anyNormal_) {
+            normals_.clear();
+        }
+        return {std::move(points), std::move(triangles_), std::move(normals_)};
     }
 
-    ObjText text_;
+private:
+    void addCorner(const tinyobj::index_t& corner, const V3f& faceNormal) {
+        triangles_.push_back(static_cast<unsigned int>(corner.vertex_index));
+        const bool hasNormal = corner.normal_index >= 0;
+        anyNormal_ = anyNormal_ || hasNormal;
+        normals_.push_back(hasNormal ? vectorAt(attributes_.normals, corner.normal_index) : faceNormal);
+    }
+
+    const tinyobj::attrib_t& attributes_;
     std::vector<unsigned int> triangles_;
     std::vector<V3f> normals_;
     bool anyNormal_ = false;
@@ -68,7 +77,26 @@ private:
 }  // namespace
 
 TessilUtils::Mesh readObjFile(const std::string& path) {
-    return MeshBuilder(ObjText::parse(path, readTextFile(path))).build();
+    const std::string text = checkedObjText(path, readTextFile(path));
+
+    tinyobj::ObjReaderConfig config;
+    config.triangulate = false;  // the loader loses triangles of some concave polygons
+    config.vertex_color = false;
+    const std::string noMaterials;
+    tinyobj::ObjReader reader;
+    if (!reader.ParseFromString(text, noMaterials, config)) {
+        throw UserError(oneLine(path) + ": " + oneLine(reader.Error()));
+    }
+
+    MeshBuilder builder(reader.GetAttrib());
+    for (const tinyobj::shape_t& shape : reader.GetShapes()) {
+        std::size_t firstCorner = 0;
+        for (const unsigned char corners : shape.mesh.num_face_vertices) {
+            builder.addFace(&shape.mesh.indices[firstCorner], corners);
+            firstCorner += corners;
+        }
+    }
+    return builder.takeMesh();
 }
 
 }  // namespace TessilHost

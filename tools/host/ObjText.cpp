@@ -5,6 +5,7 @@
 #include <tools/host/Text.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <optional>
@@ -16,11 +17,6 @@ namespace TessilHost {
 
 namespace {
 
-using Imath::V3f;
-
-/// Cutting a polygon takes a time that grows with the cube of its corners.
-constexpr unsigned int maxFaceCorners = 255;
-
 /// How many elements of one kind (points, texture coordinates, normals) the lines so far have
 /// brought, and the largest index that a face has used. A face may refer to points that follow it.
 struct Elements {
@@ -30,11 +26,11 @@ struct Elements {
     std::size_t largestIndexLine = 0;
 };
 
-class ObjParser {
+class ObjCheck {
 public:
-    explicit ObjParser(const std::string& path) : path_(path) {}
+    explicit ObjCheck(const std::string& path) : path_(path) {}
 
-    ObjText parse(std::string_view text) {
+    std::string run(std::string_view text) {
         while (!text.empty()) {
             const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
             ++line_;
@@ -50,10 +46,10 @@ public:
                        " of " + std::to_string(elements->count));
             }
         }
-        if (result_.faceSizes.empty()) {
+        if (faces_ == 0) {
             throw UserError(oneLine(path_) + ": the mesh is empty: no face in " + std::to_string(line_) + " lines");
         }
-        return std::move(result_);
+        return std::move(checked_);
     }
 
 private:
@@ -67,10 +63,10 @@ private:
         }
         const std::string_view keyword = takeWord(line);
         if (keyword == "v") {
-            result_.points.push_back(takeVector(line, "a point"));
+            addVector(line, "v", "a point");
             ++points_.count;
         } else if (keyword == "vn") {
-            result_.normals.push_back(takeVector(line, "a normal"));
+            addVector(line, "vn", "a normal");
             ++normals_.count;
         } else if (keyword == "vt") {
             ++textures_.count;
@@ -79,8 +75,8 @@ private:
         }
     }
 
-    V3f takeVector(std::string_view& line, const char* what) const {
-        V3f vector;
+    void addVector(std::string_view line, const char* keyword, const char* what) {
+        checked_ += keyword;
         for (int i = 0; i < 3; ++i) {
             const std::string_view word = takeWord(line);
             if (word.empty()) {
@@ -90,9 +86,18 @@ private:
             if (!number) {
                 refuse("the coordinate " + inQuotes(word) + " is no finite number in single precision");
             }
-            vector[i] = *number;
+            checked_ += ' ';
+            append(*number);
         }
-        return vector;
+        checked_ += '\n';
+    }
+
+    /// As short as may be, so that it is read back as the same number.
+    template <class T>
+    void append(T number) {
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        checked_.append(digits.data(), end);
     }
 
     static std::optional<float> coordinate(std::string_view word) {
@@ -105,8 +110,9 @@ private:
 
     void addFace(std::string_view line) {
         unsigned int corners = 0;
+        checked_ += 'f';
         for (std::string_view word = takeWord(line); !word.empty(); word = takeWord(line)) {
-            result_.corners.push_back(readCorner(word));
+            addCorner(word);
             if (++corners > maxFaceCorners) {
                 refuse("a face of more than " + std::to_string(maxFaceCorners) + " corners");
             }
@@ -114,15 +120,17 @@ private:
         if (corners < 3) {
             refuse("a face needs at least three corners");
         }
-        result_.faceSizes.push_back(corners);
+        checked_ += '\n';
+        ++faces_;
     }
 
     /// "POINT", "POINT/TEXTURE", "POINT//NORMAL" or "POINT/TEXTURE/NORMAL".
-    ObjText::Corner readCorner(std::string_view corner) {
+    void addCorner(std::string_view corner) {
         const std::size_t first = std::min(corner.find('/'), corner.size());
-        ObjText::Corner read{readIndex(corner, corner.substr(0, first), points_), ObjText::noNormal};
+        checked_ += ' ';
+        append(readIndex(corner, corner.substr(0, first), points_));
         if (first == corner.size()) {
-            return read;
+            return;
         }
         const std::string_view rest = corner.substr(first + 1);
         const std::size_t second = std::min(rest.find('/'), rest.size());
@@ -130,15 +138,15 @@ private:
             readIndex(corner, rest.substr(0, second), textures_);
         }
         if (second < rest.size()) {
-            read.normal = readIndex(corner, rest.substr(second + 1), normals_);
+            checked_ += "//";
+            append(readIndex(corner, rest.substr(second + 1), normals_));
         } else if (second == 0) {
             refuse("the corner " + inQuotes(corner) + " ends with a slash");
         }
-        return read;
     }
 
-    /// The place, counted from 0, of the element that `digits` name: counted from 1, or backwards from the last one.
-    unsigned int readIndex(std::string_view corner, std::string_view digits, Elements& elements) const {
+    /// Of the element that `digits` name: counted from 1, or backwards from the last one.
+    std::size_t readIndex(std::string_view corner, std::string_view digits, Elements& elements) const {
         int index = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
         if (digits.empty() || end != digits.data() + digits.size() || error != std::errc()) {
@@ -152,14 +160,14 @@ private:
             if (back > elements.count) {
                 refuse("the corner " + inQuotes(corner) + " counts back beyond the first " + elements.name);
             }
-            return static_cast<unsigned int>(elements.count - back);
+            return elements.count - back + 1;
         }
         const auto place = static_cast<std::size_t>(index);
         if (place > elements.largestIndex) {
             elements.largestIndex = place;
             elements.largestIndexLine = line_;
         }
-        return static_cast<unsigned int>(place - 1);
+        return place;
     }
 
     /// Removes the first word from `line` and returns it; empty at the end.
@@ -173,7 +181,8 @@ private:
 
     const std::string& path_;
     std::size_t line_ = 0;
-    ObjText result_;
+    std::size_t faces_ = 0;
+    std::string checked_;
     Elements points_{"point"};
     Elements textures_{"texture coordinate"};
     Elements normals_{"normal"};
@@ -181,8 +190,8 @@ private:
 
 }  // namespace
 
-ObjText ObjText::parse(const std::string& path, const std::string& text) {
-    return ObjParser(path).parse(text);
+std::string checkedObjText(const std::string& path, const std::string& text) {
+    return ObjCheck(path).run(text);
 }
 
 }  // namespace TessilHost

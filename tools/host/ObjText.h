@@ -1,29 +1,19 @@
 #pragma once
 
-#include <Imath/ImathVec.h>
-
 #include <string>
-#include <vector>
 
 namespace TessilHost {
 
-/// What the text of an OBJ file says of a mesh: the lines "v", "vn" and "f".
-struct ObjText {
-    /// Places in `points` and `normals`, `noNormal` where the corner names none.
-    struct Corner {
-        unsigned int point;
-        unsigned int normal;
-    };
-    static constexpr unsigned int noNormal = ~0U;
+/// Looks through the text of an OBJ file for what the loader would read as something else without a
+/// word: a coordinate that is no number becomes 0, an index beyond the end is kept, a long number loses
+/// its last digits, and lines of other kinds take memory. Throws `UserError`, which names `path`, the line
+/// and the reason.
+///
+/// Returns what is left for the loader: points, normals and faces with the numbers as they were checked,
+/// indices counted from the first element.
+std::string checkedObjText(const std::string& path, const std::string& text);
 
-    /// Throws `UserError`, which names `path`, the line and the reason, for a coordinate that is no finite
-    /// number, an index that is wrong, a face of too few or too many corners, and a text without a face.
-    static ObjText parse(const std::string& path, const std::string& text);
-
-    std::vector<Imath::V3f> points;
-    std::vector<Imath::V3f> normals;
-    std::vector<Corner> corners;          ///< Of the first face, then of the second, and so on.
-    std::vector<unsigned int> faceSizes;  ///< How many corners each face has.
-};
+/// The most corners that a face may have: the loader counts them in a byte.
+constexpr unsigned int maxFaceCorners = 255;
 
 }  // namespace TessilHost
