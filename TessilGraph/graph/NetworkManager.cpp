@@ -360,19 +360,6 @@ std::vector<NameTable<NodeCacheEntry>::Entry*> NetworkManager::cacheAll() {
 }
 
 void NetworkManager::cleanNetwork() {
-    if (nodes_.state()->linkedAbroad.load(std::memory_order_relaxed)) {
-        // For the sake of nodes elsewhere, which stay.
-        for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
-            if (Node* node = nodes_.nodeIfAt(position)) {
-                Access::unlink(*node);
-            }
-        }
-        for (auto& entry : nodeCache_) {
-            if (entry.value.node != nullptr) {
-                Access::unlink(*entry.value.node);
-            }
-        }
-    }
     std::vector<Node*> doomed = nodes_.takeAll();
     NameTable<NodeCacheEntry> waiting;
     std::swap(waiting, nodeCache_);

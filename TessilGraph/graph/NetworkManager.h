@@ -151,7 +151,8 @@ public:
     /// the caller at the end.
     void reset();
 
-    /// Deletes all nodes, waiting ones too, and drops the stored orders. Links to nodes of other networks are undone.
+    /// Deletes all nodes, waiting ones too, and drops the stored orders. Nothing is unlinked: whoever linked nodes to
+    /// those of another network, which stays, disconnects them first.
     void cleanNetwork();
 
 protected:
