@@ -14,7 +14,6 @@
 #include <TessilUtils/Logger.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <map>
