@@ -246,6 +246,22 @@ TEST_P(FramesOf, NetworksThatReadStorageOutsideShowWhatStandsThere) {
     EXPECT_EQ(frames.column<double>("slow3", "out"), std::vector<double>(frameCount, 1002.0));
 }
 
+TEST_P(FramesOf, InputsThatNameAnotherNodeMarkThatOneInEveryFrame) {
+    network_.createNode("AddDouble", "reader");
+    network_.createNode("AddDouble", "extra");
+    input<double>(network_, "reader", "in1").set(5.0);
+    input<double>(network_, "reader", "in2").setNode(network_.getNode("extra"));
+    Frames frames(network_, frameCount);
+    ASSERT_TRUE(frames.drive("first", "in1", in1_));
+    ASSERT_TRUE(frames.drive("reader", "in2", in1_));
+    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+    ASSERT_TRUE(frames.collect<double>("reader", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    // The node that reads the input is never marked again, and shows what it computed first.
+    EXPECT_EQ(frames.column<double>("reader", "out"), std::vector<double>(frameCount, in1_.front() + 5.0));
+    EXPECT_EQ(frames.column<double>("slow3", "out").back(), in1_.back() + 4.0);
+}
+
 TEST_P(FramesOf, NetworksThatAreWiredByHandFollowTheirLinks) {
     network_.createNode("AddDouble", "extra");
     input<double>(network_, "extra", "in1").set(7.0);

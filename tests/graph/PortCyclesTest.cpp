@@ -569,6 +569,24 @@ TEST(Port, LooksForCyclesThroughAPortThatANodeOfAnotherNetworkTakesWithItsLink) 
     });
 }
 
+TEST(Port, LooksForCyclesPastAnOutputThatIsNull) {
+    // Beside a circle that was made by hand, every search goes along all outputs.
+    Pipe ring;
+    ring.out()->getConnections().push_back(ring.in());
+    Pipe first;
+    Pipe middle;
+    Pipe last;
+    auto* more = new PortTemplate<double>("more");
+    middle.addOutputPort(more);
+    ASSERT_TRUE(first.out()->connectTo(middle.in()));
+    ASSERT_TRUE(more->connectTo(last.in()));
+    Port* left = std::exchange(*middle.outputPortBegin(), nullptr);
+    EXPECT_FALSE(last.out()->connectTo(first.in()));
+    EXPECT_EQ(takeLog(), Messages{cycleMessage});
+    *middle.outputPortBegin() = left;
+    ring.out()->getConnections().clear();
+}
+
 TEST(Port, LooksForCyclesThroughANodeThatCameWithoutOneOfItsPorts) {
     forEachOrderOfMaking(3, [](std::vector<std::unique_ptr<Sum>>& nodes) {
         Sum* first = nodes[0].release();
