@@ -6,6 +6,7 @@ It works on copies of the tree below build/mutants and never touches the checkou
 
 import argparse
 import collections
+import concurrent.futures
 import hashlib
 import json
 import os
@@ -53,11 +54,15 @@ MEMORY_LIMIT = 6 << 30
 # What can be changed.
 
 
-class Mutant(collections.namedtuple("Mutant", "file line kind begin end text before after")):
-    """`text` instead of [begin, end) of the file; `before` and `after` are the lines in question."""
+class Mutant(collections.namedtuple("Mutant", "file line kind begin end text above before after")):
+    """`text` instead of [begin, end) of the file; `before` and `after` are the lines in question, `above` precedes them."""
 
     def change(self):
         return f"{self.before} => {self.after}"
+
+    def entries(self):
+        """What the list of known ones may say for it."""
+        return {f"{self.file}: {self.change()}", f"{self.file}: {self.above} | {self.change()}"}
 
 
 def blanked(text):
@@ -217,7 +222,8 @@ def mutants_of(name):
         # Fetching ahead changes no result.
         if before != after and "prefetch" not in before.lower():
             line = text.count("\n", 0, begin) + 1
-            yield Mutant(name, line, kind, begin, end, replacement, before, after)
+            above = squeeze(text[text.rfind("\n", 0, max(first - 1, 0)) + 1 : first])
+            yield Mutant(name, line, kind, begin, end, replacement, above, before, after)
 
 
 def sources(under, suffixes):
@@ -229,10 +235,17 @@ def sources(under, suffixes):
 def sample(names, seed, skipped):
     """One mutant for each line that has any, in an order that `seed` decides."""
     lines = collections.defaultdict(lambda: collections.defaultdict(list))
+    files = {entry: entry.split(":")[0] for entry in skipped}
+    met = {entry: set() for entry in skipped if files[entry] in names or not (ROOT / files[entry]).exists()}
     for name in names:
         for mutant in mutants_of(name):
-            if f"{name}: {mutant.change()}" not in skipped:
+            known = mutant.entries() & skipped
+            for entry in known:
+                met[entry].add(mutant.line)
+            if not known:
                 lines[name, mutant.line][mutant.kind].append(mutant)
+    for entry in sorted(entry for entry in met if len(met[entry]) != 1):
+        print(f"{SKIP_LIST.name} means one line, and {len(met[entry])} read like this: {entry}", file=sys.stderr)
     order = sorted(lines)
     chance = random.Random(seed)
     chance.shuffle(order)
@@ -240,7 +253,8 @@ def sample(names, seed, skipped):
 
 
 def skip_list():
-    """What is known to change nothing, told by what stands in the lines: "FILE: BEFORE => AFTER"."""
+    """What is known to change nothing, told by what stands in the lines: "FILE: BEFORE => AFTER", or, where several
+    read like that, "FILE: ABOVE | BEFORE => AFTER" with the line above."""
     if not SKIP_LIST.exists():
         return set()
     return {line for line in SKIP_LIST.read_text().splitlines() if line and not line.startswith("#")}
@@ -421,6 +435,8 @@ def main():
         options.count = len(chosen)
     else:
         chosen = sample(sources(options.under, options.suffix), options.seed, skip_list())[options.first :]
+        if not chosen:
+            sys.exit("there is nothing to try")
     if options.list:
         for mutant in chosen:
             print(f"{mutant.file}:{mutant.line}\t{mutant.kind}\t{mutant.change()}")
@@ -453,13 +469,19 @@ def main():
                     print("survived\t" + "\t".join(row[1:4]), flush=True)
 
     table.write_text("\t".join(COLUMNS) + "\n")
-    workers = [threading.Thread(target=work, args=(number,)) for number in range(options.copies)]
-    for worker in workers:
-        worker.start()
-    for worker in workers:
-        worker.join()
+    with concurrent.futures.ThreadPoolExecutor(options.copies) as pool:
+        workers = [pool.submit(work, number) for number in range(options.copies)]
+        try:
+            for worker in concurrent.futures.as_completed(workers):
+                worker.result()
+        except BaseException:
+            # A copy could not be built, or its tests fail already: the others need not go on.
+            with lock:
+                options.count = 0
+            raise
     print(", ".join(f"{count} {result}" for result, count in sorted(counts.items())))
     print(f"all of them: {table}")
+    sys.exit(1 if counts["survived"] else 0)
 
 
 if __name__ == "__main__":
