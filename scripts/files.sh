@@ -6,8 +6,24 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# Files of the tree that git tracks or would track, or every file where there is no git repository.
+# The files of the tree that are like that; there are some.
 list() {
+    local files
+    files=$(all "$@" | LC_ALL=C sort -u | while IFS= read -r file; do
+        # git still lists a file that was deleted a moment ago.
+        if [[ -f $file ]]; then
+            printf '%s\n' "$file"
+        fi
+    done)
+    if [[ -z $files ]]; then
+        echo "files.sh: no file is like $*; does $PWD lie in a git repository that ignores it?" >&2
+        return 1
+    fi
+    printf '%s\n' "$files"
+}
+
+# Those that git tracks or would track, or every one where there is no git repository.
+all() {
     if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
         git ls-files --cached --others --exclude-standard -- "$@"
     else
@@ -15,12 +31,7 @@ list() {
         for pattern in "$@"; do
             find . -path ./build -prune -o -path "./$pattern" -type f -print | sed 's|^\./||'
         done
-    fi | LC_ALL=C sort -u | while IFS= read -r file; do
-        # git still lists a file that was deleted a moment ago.
-        if [[ -f $file ]]; then
-            printf '%s\n' "$file"
-        fi
-    done
+    fi
 }
 
 case "${1:-}" in

@@ -26,7 +26,8 @@ check_header() {
 }
 export -f check_header
 
-mapfile -t headers <<<"$(scripts/files.sh headers)"
+listed=$(scripts/files.sh headers)
+mapfile -t headers <<<"$listed"
 printf '%s\n' "${headers[@]}" | xargs -d '\n' -P "$(nproc)" -I{} bash -c 'check_header "$1"' check {}
 
 status=0

@@ -6,6 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 preset=$1
 cmake --preset "$preset"
+scripts/check/fused.sh "build/$preset"
 cmake --build --preset "$preset" -j "$(nproc)"
 status=0
 rm -f "build/$preset/Testing/Temporary/LastTest.log"
