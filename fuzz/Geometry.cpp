@@ -7,55 +7,259 @@
 #include <fuzz/Expect.h>
 #include <fuzz/QuietLog.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <limits>
+#include <utility>
+#include <vector>
 
+using fuzz::Coordinates;
 using fuzz::expect;
+using Imath::V3d;
+using Imath::V3f;
+using TessilUtils::Curve;
+using TessilUtils::Mesh;
 
 namespace {
 
-void castRays(FuzzedDataProvider& data) {
-    const TessilUtils::Mesh mesh = fuzz::anyMesh(data);
-    const std::size_t faces = mesh.triangles().size() / 3;
+template <class T>
+bool sameBits(const T& a, const T& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+bool isFinite(const V3f& point) {
+    return std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z);
+}
+
+bool isNan(const V3f& point) {
+    return std::isnan(point.x) || std::isnan(point.y) || std::isnan(point.z);
+}
+
+double largestOf(const V3f& point) {
+    return std::max({std::fabs(double{point.x}), std::fabs(double{point.y}), std::fabs(double{point.z})});
+}
+
+struct Ray {
+    V3f origin;
+    V3f direction;
+    bool both;
+};
+
+/// What a ray met, and what stood there before.
+struct Hit {
+    float t = -17.0F;
+    unsigned int face = 4711;
+    float u = -18.0F;
+    float v = -19.0F;
+    bool found = false;
+
+    bool sameAs(const Hit& other) const {
+        return found == other.found && face == other.face && sameBits(t, other.t) && sameBits(u, other.u) &&
+               sameBits(v, other.v);
+    }
+};
+
+Hit cast(const Mesh& mesh, const Ray& ray) {
+    Hit hit;
+    hit.found = mesh.intersect(ray.origin, ray.direction, hit.t, hit.face, hit.u, hit.v, ray.both);
+    return hit;
+}
+
+void checkLists(const Mesh& mesh) {
     expect(mesh.triangles().size() % 3 == 0, "three indices a triangle");
     expect(mesh.faceVertexNormals().size() == mesh.triangles().size(), "a normal a corner");
     for (const unsigned int index : mesh.triangles()) {
         expect(index < mesh.points().size(), "indices of points that there are");
     }
-    for (int ray = 0; ray < 8; ++ray) {
-        const Imath::V3f origin = fuzz::anyPoint(data);
-        const Imath::V3f direction = fuzz::anyPoint(data);
-        const bool both = data.ConsumeBool();
-        float t[2], u[2], v[2];
-        unsigned int face[2];
-        bool hit[2];
-        for (int time = 0; time < 2; ++time) {
-            t[time] = u[time] = v[time] = 0.0F;
-            face[time] = 0;
-            hit[time] = mesh.intersect(origin, direction, t[time], face[time], u[time], v[time], both);
+    const Mesh bare(mesh.points(), mesh.triangles());
+    for (const V3f& normal : bare.faceVertexNormals()) {
+        const double length = V3d(normal).length();
+        expect(length == 0.0 || std::fabs(length - 1.0) < 1e-6, "unit normals, or none");
+    }
+}
+
+void checkHit(const Mesh& mesh, const Hit& hit, bool both) {
+    expect(hit.face < mesh.triangles().size() / 3, "a face that there is");
+    expect(std::isfinite(hit.t), "a finite distance");
+    expect(both || hit.t >= 0.0F, "nothing behind a ray that goes one way");
+    expect(hit.u >= 0.0F && hit.u <= 1.0F && hit.v >= 0.0F && hit.v <= 1.0F, "two weights from 0 to 1");
+    // The third is the caller's to compute, in floats or in doubles.
+    const float third = 1.0F - hit.u - hit.v;
+    expect(third >= 0.0F && third <= 1.0F && 1.0 - double{hit.u} - double{hit.v} >= 0.0, "and a third one");
+}
+
+std::vector<V3f> cornersOf(const Mesh& mesh, std::size_t face) {
+    std::vector<V3f> corners;
+    for (std::size_t corner = 3 * face; corner < 3 * face + 3; ++corner) {
+        corners.push_back(mesh.points()[mesh.triangles()[corner]]);
+    }
+    return corners;
+}
+
+/// How far the finite corners of triangles lie from zero: their size, and more.
+double sizeOf(const Mesh& mesh) {
+    double size = 0.0;
+    for (const unsigned int index : mesh.triangles()) {
+        const V3f& point = mesh.points()[index];
+        size = isFinite(point) ? std::max(size, largestOf(point)) : size;
+    }
+    return size;
+}
+
+/// Whether a ray meets a triangle so far from its borders, and at such an angle, that it meets it whatever else is in
+/// the mesh. Where rays graze triangles at their borders, rounding decides.
+bool isClear(const std::vector<V3f>& corners, const Ray& ray, const Hit& hit, double size) {
+    constexpr double steep = 0.02;
+    constexpr double margin = 4e-6;
+    const V3d edges[3] = {V3d(corners[1]) - V3d(corners[0]), V3d(corners[2]) - V3d(corners[1]),
+                          V3d(corners[0]) - V3d(corners[2])};
+    const V3d direction(ray.direction);
+    const V3d normal = edges[0].cross(edges[1]);
+    const double sine = std::fabs(normal.dot(direction)) / (normal.length() * direction.length());
+    const double longest = std::max({edges[0].length(), edges[1].length(), edges[2].length()});
+    const double inside =
+        std::min({double{hit.u}, double{hit.v}, 1.0 - double{hit.u} - double{hit.v}}) * normal.length() / longest;
+    const double way = std::max(largestOf(ray.origin), size);
+    return sine > steep && inside * sine > margin * size + way * 1e-14;
+}
+
+/// A triangle met by itself is met in the mesh, too, or something before it.
+void checkFace(const Mesh& mesh, double size, const Ray& ray, const Hit& hit, unsigned int face) {
+    const std::vector<V3f> corners = cornersOf(mesh, face);
+    Hit alone = cast(Mesh(corners, {0, 1, 2}), ray);
+    const bool isTheHit = hit.found && hit.face == face;
+    if (!isClear(corners, ray, isTheHit ? hit : alone, size)) {
+        return;
+    }
+    if (isTheHit) {
+        alone.face += face;
+        expect(alone.sameAs(hit), "the same hit when the triangle is all there is");
+    } else if (alone.found) {
+        const double length = V3d(ray.direction).length();
+        const double allowed = 1e-5 * size / length + 1e-6 * std::fabs(double{alone.t});
+        expect(hit.found, "a hit where a triangle is met");
+        expect(std::fabs(hit.t) <= std::fabs(double{alone.t}) + allowed, "the first triangle that is met");
+    }
+}
+
+void castRays(FuzzedDataProvider& data) {
+    const Mesh mesh = fuzz::anyMesh(data);
+    checkLists(mesh);
+    const Mesh copy(mesh);
+    const double size = sizeOf(mesh);
+    const std::size_t faces = mesh.triangles().size() / 3;
+    Coordinates coordinates(data);
+    for (int number = 0; number < 8; ++number) {
+        const V3f origin = coordinates.point();
+        const Ray ray{origin, coordinates.point(), data.ConsumeBool()};
+        const Hit hit = cast(mesh, ray);
+        expect(cast(mesh, ray).sameAs(hit), "the same answer to the same question");
+        expect(cast(copy, ray).sameAs(hit), "the same answer from a copy");
+        if (hit.found) {
+            checkHit(mesh, hit, ray.both);
+            checkFace(mesh, size, ray, hit, hit.face);
+        } else {
+            expect(hit.sameAs(Hit()), "a miss writes nothing");
         }
-        expect(hit[0] == hit[1], "the same hit for the same ray");
-        if (hit[0]) {
-            expect(face[0] == face[1] && t[0] == t[1] && u[0] == u[1] && v[0] == v[1], "the same numbers for it");
-            expect(face[0] < faces, "a face that there is");
-            expect(std::isfinite(t[0]) && std::isfinite(u[0]) && std::isfinite(v[0]), "finite numbers");
-            expect(both || t[0] >= 0.0F, "nothing behind a ray that goes one way");
+        if (faces > 0) {
+            const auto face = data.ConsumeIntegralInRange<std::size_t>(0, faces - 1);
+            checkFace(mesh, size, ray, hit, static_cast<unsigned int>(face));
         }
     }
 }
 
+/// A question about a curve.
+struct Question {
+    V3f position;
+    unsigned int samples;
+    unsigned int iterations;
+    float tolerance;
+
+    std::pair<float, V3f> ask(Curve& curve) const {
+        return curve.closestPoint(position, samples, iterations, tolerance);
+    }
+};
+
+/// The size of everything that has a say, and how far the curve gets with the parameter.
+struct Measures {
+    explicit Measures(const Curve& curve) {
+        const std::vector<V3f>& cvs = curve.cvs();
+        for (std::size_t place = 0; place < cvs.size(); ++place) {
+            isFinite = isFinite && ::isFinite(cvs[place]);
+            size = ::isFinite(cvs[place]) ? std::max(size, largestOf(cvs[place])) : size;
+            if (place > 0 && isFinite) {
+                speed = std::max(speed, (V3d(cvs[place]) - V3d(cvs[place - 1])).length());
+            }
+        }
+        speed *= static_cast<double>(curve.degree()) * static_cast<double>(cvs.size() - curve.degree());
+    }
+
+    bool isFinite = true;
+    double size = 0.0;
+    double speed = 0.0;
+};
+
+/// The point and the parameter are roundings of one place.
+void checkPlace(const Curve& curve, const Measures& measures, float parameter, const V3f& found) {
+    const V3f there = curve.pointOnCurve(parameter);
+    if (curve.degree() == 0) {
+        expect(sameBits(there, found), "the vertex at the parameter");
+    } else if (isFinite(there) && isFinite(found)) {
+        const double allowed = 1e-6 * measures.size + 1e-7 * measures.speed + 1e-44;
+        expect((V3d(there) - V3d(found)).length() <= allowed, "the point at the parameter");
+    } else {
+        expect(!measures.isFinite, "finite points of finite vertices");
+    }
+}
+
+/// No other place of the curve is nearer.
+void checkNearest(const Curve& curve, const Measures& measures, const V3f& position, const V3f& found,
+                  float elsewhere) {
+    constexpr float largest = std::numeric_limits<float>::max();
+    const V3d from(std::clamp(position.x, -largest, largest), std::clamp(position.y, -largest, largest),
+                   std::clamp(position.z, -largest, largest));
+    const V3f other = curve.pointOnCurve(elsewhere);
+    if (!isFinite(other)) {
+        return;
+    }
+    expect(isFinite(found), "a finite point where there is one");
+    const double size = std::max(measures.size, largestOf(V3f(from)));
+    const double allowed = 4e-6 * size + 1e-44;
+    expect((V3d(found) - from).length() <= (V3d(other) - from).length() + allowed, "the nearest place");
+}
+
 void findPoints(FuzzedDataProvider& data) {
-    TessilUtils::Curve curve = fuzz::anyCurve(data);
+    Curve curve = fuzz::anyCurve(data);
+    const Measures measures(curve);
+    const Curve untouched(curve);
+    Coordinates coordinates(data);
     for (int point = 0; point < 4; ++point) {
-        const Imath::V3f position = fuzz::anyPoint(data);
-        const unsigned int samples = data.ConsumeIntegral<std::uint8_t>();
-        const unsigned int iterations = data.ConsumeIntegral<std::uint8_t>();
-        const auto [parameter, found] = curve.closestPoint(position, samples, iterations, fuzz::bitsOf<float>(data));
+        const Question question{coordinates.point(), data.ConsumeIntegral<std::uint8_t>(),
+                                data.ConsumeIntegral<std::uint8_t>(), fuzz::bitsOf<float>(data)};
+        const auto [parameter, found] = question.ask(curve);
         expect(parameter >= 0.0F && parameter <= 1.0F, "a parameter on the curve");
+        Curve fresh(untouched);
+        for (Curve* asked : {&curve, &fresh}) {
+            const auto [parameterAgain, foundAgain] = question.ask(*asked);
+            expect(sameBits(parameterAgain, parameter) && sameBits(foundAgain, found), "the same answer again");
+        }
         const float anywhere = fuzz::bitsOf<float>(data);
-        curve.pointOnCurve(anywhere);
         curve.tangentOnCurve(anywhere);
-        static_cast<void>(found);
+        if (curve.cvs().empty()) {
+            expect(sameBits(found, V3f(0.0F)) && parameter == 0.0F, "nothing of no curve");
+            continue;
+        }
+        checkPlace(curve, measures, parameter, found);
+        if (isNan(question.position)) {
+            expect(parameter == 0.0F && sameBits(found, curve.pointOnCurve(0.0F)), "the beginning for no place");
+            continue;
+        }
+        checkNearest(curve, measures, question.position, found, anywhere);
+        for (int part = 0; part <= 8; ++part) {
+            checkNearest(curve, measures, question.position, found, static_cast<float>(part) / 8.0F);
+        }
     }
 }
 
