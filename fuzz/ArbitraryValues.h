@@ -57,13 +57,15 @@ inline void repeat(std::vector<Imath::V3f>& points, std::size_t count, const Ima
     }
 }
 
-/// Few bytes make up to 200 vertices and degrees up to 40, which take other ways than the usual ones.
+/// Few bytes make up to 300 vertices, or degrees up to 40, which take other ways than the usual ones. Both at once
+/// would take long.
 inline TessilUtils::Curve anyCurve(FuzzedDataProvider& data) {
     Coordinates coordinates(data);
     std::vector<Imath::V3f> cvs = coordinates.points(12);
-    const auto degree = data.ConsumeIntegralInRange<unsigned int>(0, data.ConsumeBool() ? 5 : 40);
+    const bool isUsual = data.ConsumeIntegralInRange(0, 3) != 0;
+    const auto degree = data.ConsumeIntegralInRange<unsigned int>(0, isUsual ? 5 : 40);
     if (data.ConsumeBool()) {
-        repeat(cvs, data.ConsumeIntegralInRange<std::size_t>(0, 200), coordinates.point());
+        repeat(cvs, data.ConsumeIntegralInRange<std::size_t>(0, isUsual ? 300 : 50), coordinates.point());
     }
     return TessilUtils::Curve(std::move(cvs), degree);
 }

@@ -151,6 +151,8 @@ void castRays(FuzzedDataProvider& data) {
     const double size = sizeOf(mesh);
     const std::size_t faces = mesh.triangles().size() / 3;
     Coordinates coordinates(data);
+    // Meshes of one triangle cost as much as the other questions together.
+    int checksLeft = 2;
     for (int number = 0; number < 8; ++number) {
         const V3f origin = coordinates.point();
         const Ray ray{origin, coordinates.point(), data.ConsumeBool()};
@@ -159,11 +161,14 @@ void castRays(FuzzedDataProvider& data) {
         expect(cast(copy, ray).sameAs(hit), "the same answer from a copy");
         if (hit.found) {
             checkHit(mesh, hit, ray.both);
-            checkFace(mesh, size, ray, hit, hit.face);
         } else {
             expect(hit.sameAs(Hit()), "a miss writes nothing");
         }
-        if (faces > 0) {
+        if (hit.found && checksLeft > 0) {
+            --checksLeft;
+            checkFace(mesh, size, ray, hit, hit.face);
+        }
+        if (faces > 0 && number == 0) {
             const auto face = data.ConsumeIntegralInRange<std::size_t>(0, faces - 1);
             checkFace(mesh, size, ray, hit, static_cast<unsigned int>(face));
         }
@@ -241,10 +246,8 @@ void findPoints(FuzzedDataProvider& data) {
         const auto [parameter, found] = question.ask(curve);
         expect(parameter >= 0.0F && parameter <= 1.0F, "a parameter on the curve");
         Curve fresh(untouched);
-        for (Curve* asked : {&curve, &fresh}) {
-            const auto [parameterAgain, foundAgain] = question.ask(*asked);
-            expect(sameBits(parameterAgain, parameter) && sameBits(foundAgain, found), "the same answer again");
-        }
+        const auto [parameterAgain, foundAgain] = question.ask(point == 0 ? fresh : curve);
+        expect(sameBits(parameterAgain, parameter) && sameBits(foundAgain, found), "the same answer again");
         const float anywhere = fuzz::bitsOf<float>(data);
         curve.tangentOnCurve(anywhere);
         if (curve.cvs().empty()) {

@@ -15,16 +15,28 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
-/// Texts of the arguments come first, a line each; the rest is the file.
+/// Texts of the arguments come first, a line for each kind; the rest is the file.
 std::string takeLine(std::string& text) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::string line = text.substr(0, end);
     text.erase(0, end + 1);
     return line;
+}
+
+/// Several texts in a line, with tabs between them.
+std::vector<std::string> takeTexts(std::string& text) {
+    std::vector<std::string> texts;
+    std::istringstream line(takeLine(text));
+    for (std::string part; std::getline(line, part, '\t');) {
+        texts.push_back(part);
+    }
+    return texts;
 }
 
 }  // namespace
@@ -37,10 +49,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
     TessilHost::EvalArguments arguments;
     arguments.network = input.path();
-    arguments.gets = {takeLine(text)};
-    if (const std::string set = takeLine(text); !set.empty()) {
-        arguments.sets = {set};
+    arguments.gets = takeTexts(text);
+    if (arguments.gets.empty()) {
+        arguments.gets = {""};
     }
+    arguments.sets = takeTexts(text);
     const std::string frames = takeLine(text);
     arguments.drive = takeLine(text);
     const std::string how = takeLine(text);

@@ -63,7 +63,11 @@ run() {
         corpus="$work/brief/$program"
         rm -rf "$corpus"
     fi
-    mkdir -p "$corpus" "fuzz/seeds/$program"
+    mkdir -p "$corpus"
+    if [[ -z $(find "fuzz/seeds/$program" -type f -print -quit 2>/dev/null) ]]; then
+        echo "FAILED: $program has no inputs in fuzz/seeds/$program"
+        return 1
+    fi
     local status=0
     "$binaries/fuzz_$program" "${options[@]}" "$corpus" "fuzz/seeds/$program" >"$work/$program.log" 2>&1 || status=$?
     local executions edges
