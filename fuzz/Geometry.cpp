@@ -194,7 +194,7 @@ struct Measures {
         for (std::size_t place = 0; place < cvs.size(); ++place) {
             isFinite = isFinite && ::isFinite(cvs[place]);
             size = ::isFinite(cvs[place]) ? std::max(size, largestOf(cvs[place])) : size;
-            if (place > 0 && isFinite) {
+            if (place > 0 && ::isFinite(cvs[place - 1]) && ::isFinite(cvs[place])) {
                 speed = std::max(speed, (V3d(cvs[place]) - V3d(cvs[place - 1])).length());
             }
         }
