@@ -82,18 +82,19 @@ public:
     unsigned int typeId() const override { return 9001; }
 
     Node* clone() override {
-        if (habit == Habit::HasNoClone) {
+        if constexpr (habit == Habit::HasNoClone) {
             return nullptr;
-        }
-        auto copy = std::make_unique<HostNode>();
-        copy->setName(name());
-        for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
-            TessilGraph::Port* copied = copy->getInputPort((*port)->name());
-            if ((*port)->numConnections() == 0 && copied != nullptr && copied->typeStr() == (*port)->typeStr()) {
-                copied->copyValue(*port);
+        } else {
+            auto copy = std::make_unique<HostNode>();
+            copy->setName(name());
+            for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
+                TessilGraph::Port* copied = copy->getInputPort((*port)->name());
+                if ((*port)->numConnections() == 0 && copied != nullptr && copied->typeStr() == (*port)->typeStr()) {
+                    copied->copyValue(*port);
+                }
             }
+            return copy.release();
         }
-        return copy.release();
     }
 
     bool compute(const TessilGraph::ComputeData*) override {
@@ -115,10 +116,11 @@ public:
     }
 
     void reset() override {
-        if (habit == Habit::ThrowsInReset) {
+        if constexpr (habit == Habit::ThrowsInReset) {
             throw Failure();
+        } else {
+            Node::reset();
         }
-        Node::reset();
     }
 
 private:

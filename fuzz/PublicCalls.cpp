@@ -8,15 +8,15 @@
 #include <fuzz/Expect.h>
 #include <fuzz/HostTypes.h>
 #include <fuzz/QuietLog.h>
+#include <fuzz/Watch.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -62,54 +62,6 @@ const std::vector<std::string>& typesOfAll() {
     }();
     return types;
 }
-
-/// Looks on while an evaluation runs, and may end it.
-class Watch {
-public:
-    Watch(FuzzedDataProvider& data, bool isWatched) {
-        options.parallel = data.ConsumeBool();
-        options.cutOff = data.ConsumeBool();
-        if (!isWatched) {
-            return;
-        }
-        options.cancel = &cancel_;
-        callsLeft_ = data.ConsumeIntegralInRange(0, 20);
-        throws_ = data.ConsumeBool();
-        if (callsLeft_ == 0) {
-            cancel_.cancel();
-        }
-        options.progress = [this](std::uint64_t done, std::uint64_t total) { look(done, total); };
-    }
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-
-    void checkEnd(RunStatus status) const {
-        expect(status != RunStatus::Done || done_ == total_, "the last call tells that all is done");
-    }
-
-    TessilGraph::RunOptions options;
-
-private:
-    void look(std::uint64_t done, std::uint64_t total) {
-        expect(std::this_thread::get_id() == thread_, "progress on the thread that asked");
-        expect(done >= done_, "more is done and more");
-        done_ = done;
-        total_ = total;
-        if (--callsLeft_ == 0) {
-            if (throws_) {
-                throw fuzz::Failure();
-            }
-            cancel_.cancel();
-        }
-    }
-
-    TessilGraph::CancelToken cancel_;
-    int callsLeft_ = 0;
-    bool throws_ = false;
-    std::uint64_t done_ = 0;
-    std::uint64_t total_ = 0;
-    const std::thread::id thread_ = std::this_thread::get_id();
-};
 
 class Host {
 public:
@@ -344,7 +296,7 @@ private:
             return;
         }
         auto& [index, evaluation] = prepared_[data_.ConsumeIntegralInRange<std::size_t>(0, prepared_.size() - 1)];
-        Watch watch(data_, data_.ConsumeBool());
+        fuzz::Watch watch(data_, data_.ConsumeBool());
         const RunStatus status = evaluation.run(nullptr, watch.options).status;
         watch.checkEnd(status);
         if (status == RunStatus::Done) {
@@ -397,7 +349,7 @@ private:
             return;
         }
         Frames& frames = *frames_[data_.ConsumeIntegralInRange<std::size_t>(0, frames_.size() - 1)];
-        Watch watch(data_, data_.ConsumeBool());
+        fuzz::Watch watch(data_, data_.ConsumeBool());
         watch.checkEnd(frames.run(nullptr, watch.options));
         const std::string node = anyName(network());
         const std::string port = anyPortName(node, data_.ConsumeBool());
