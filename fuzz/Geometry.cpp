@@ -24,9 +24,18 @@ using TessilUtils::Mesh;
 
 namespace {
 
-template <class T>
-bool sameBits(const T& a, const T& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
+std::uint32_t bitsOf(float value) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+bool sameBits(float a, float b) {
+    return bitsOf(a) == bitsOf(b);
+}
+
+bool sameBits(const V3f& a, const V3f& b) {
+    return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.z, b.z);
 }
 
 bool isFinite(const V3f& point) {

@@ -288,7 +288,8 @@ private:
         if (prepared_.size() == mostKept) {
             prepared_.erase(prepared_.begin());
         }
-        prepared_.push_back({index_, PreparedEvaluation(network(), {name, anyName(network())})});
+        const std::vector<std::string> targets = {name, anyName(network())};
+        prepared_.emplace_back(index_, PreparedEvaluation(network(), targets));
     }
 
     void runPrepared() {
