@@ -8,7 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # Inputs of a brief run, some ten seconds each.
 declare -A brief=(
-    [model_steps]=2500 [public_calls]=25000 [catalogue_nodes]=20000 [geometry]=60000 [network_file]=50000
+    [model_steps]=2500 [public_calls]=4000 [catalogue_nodes]=10000 [geometry]=8000 [network_file]=50000
     [obj_file]=60000)
 declare -A longest=([catalogue_nodes]=2000 [geometry]=4000 [network_file]=4000 [obj_file]=4000)
 binaries=build/asan/fuzz
