@@ -313,11 +313,13 @@ private:
         if (frames_.size() == mostKept) {
             frames_.erase(frames_.begin());
         }
-        frames_.push_back(std::make_unique<Frames>(network(), data_.ConsumeIntegralInRange<std::size_t>(0, 6)));
-        Frames& frames = *frames_.back();
+        const auto count = data_.ConsumeIntegralInRange<std::size_t>(0, 6);
+        frames_.push_back({index_, {}, std::make_unique<Frames>(network(), count)});
+        Frames& frames = *frames_.back().frames;
         for (int left = choice(3); left > 0; --left) {
             const std::string node = anyName(network());
             const std::string port = anyPortName(node, true);
+            frames_.back().nodes.push_back(node);
             withPort(node, port, [&](auto& typed) {
                 using T = decltype(typed.get());
                 std::vector<T> values(frames.count() + (chance(16) ? 1 : 0));
@@ -328,9 +330,18 @@ private:
         for (int left = choice(3); left > 0; --left) {
             const std::string node = anyName(network());
             const std::string port = anyPortName(node, data_.ConsumeBool());
+            frames_.back().nodes.push_back(node);
             withPort(node, port, [&](auto& typed) { frames.collect<decltype(typed.get())>(node, port); });
         }
     }
+
+    struct KeptFrames {
+        std::size_t network;
+        std::vector<std::string> nodes;  ///< Those it was asked to drive or to read.
+        std::unique_ptr<Frames> frames;
+    };
+
+    KeptFrames& anyFrames() { return frames_[data_.ConsumeIntegralInRange<std::size_t>(0, frames_.size() - 1)]; }
 
     /// The visitor gets the port of that name, so that it knows its type, or now and then another one.
     template <class Visitor>
@@ -346,10 +357,12 @@ private:
     }
 
     void runFrames() {
-        if (frames_.empty()) {
-            return;
+        if (!frames_.empty()) {
+            runFrames(*anyFrames().frames);
         }
-        Frames& frames = *frames_[data_.ConsumeIntegralInRange<std::size_t>(0, frames_.size() - 1)];
+    }
+
+    void runFrames(Frames& frames) {
         fuzz::Watch watch(data_, data_.ConsumeBool());
         watch.checkEnd(frames.run(nullptr, watch.options));
         const std::string node = anyName(network());
@@ -457,7 +470,7 @@ private:
                 own_.rename(index_, name, anyText());
                 break;
             case 5:
-                replace(name);
+                frames_.empty() || chance(3) ? replace(name) : replaceFramed();
                 break;
             case 6:
                 own_.clearCache(index_);
@@ -481,6 +494,18 @@ private:
                 if (chance(4)) {
                     own_.clean(index_);
                 }
+        }
+    }
+
+    /// Where frames look for a node that they know there is one of another type, mostly.
+    void replaceFramed() {
+        KeptFrames& kept = anyFrames();
+        if (!kept.nodes.empty()) {
+            index_ = kept.network;
+            replace(pick(kept.nodes));
+        }
+        if (data_.ConsumeBool()) {
+            runFrames(*kept.frames);
         }
     }
 
@@ -607,7 +632,7 @@ private:
     std::size_t index_ = 0;  ///< The network that the call is about.
     fuzz::Belongings own_;
     std::vector<std::pair<std::size_t, PreparedEvaluation>> prepared_;
-    std::vector<std::unique_ptr<Frames>> frames_;
+    std::vector<KeptFrames> frames_;
     std::vector<std::string> registered_;
 };
 
