@@ -9,6 +9,7 @@
 #include <TessilGraph/graph/internal/NetworkCopy.h>
 #include <TessilGraph/graph/internal/NetworkState.h>
 #include <TessilGraph/graph/internal/Prefetch.h>
+#include <TessilGraph/graph/internal/ResetUnderWay.h>
 #include <TessilGraph/graph/internal/RunningOrder.h>
 
 #include <TessilUtils/Logger.h>
@@ -18,6 +19,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace TessilGraph {
@@ -310,13 +312,26 @@ void NetworkManager::clearNodeCache() {
 }
 
 void NetworkManager::reset() {
-    // The books first: what a host's node throws out of its reset finds them in order.
+    // The books first: what a host's node does in its reset, or throws out of it, finds them in order.
     const std::vector<NameTable<NodeCacheEntry>::Entry*> entries = cacheAll();
     nodes_.clear();
     networkCache_.dropAll();
     for (auto* entry : entries) {
         entry->value.inUse = false;
     }
+    std::exception_ptr failure;
+    {
+        internal::ResetUnderWay underWay(*nodes_.state(), nodeCache_);
+        failure = callResets(entries);
+        takeBack(underWay.cache);
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+/// Returns the first exception; null when there was none.
+std::exception_ptr NetworkManager::callResets(const std::vector<NameTable<NodeCacheEntry>::Entry*>& entries) {
     std::exception_ptr failure;
     for (auto* entry : entries) {
         Node* node = entry->value.node;
@@ -331,8 +346,36 @@ void NetworkManager::reset() {
             failure = failure ? failure : std::current_exception();
         }
     }
-    if (failure) {
-        std::rethrow_exception(failure);
+    return failure;
+}
+
+/// Lets nodes wait that were reset. What they made under their names meanwhile stays in place of them.
+void NetworkManager::takeBack(NameTable<NodeCacheEntry>& waiting) {
+    std::swap(waiting, nodeCache_);
+    for (auto& [name, entry] : waiting) {
+        if (entry.node != nullptr) {
+            try {
+                std::swap(entry, nodeCache_.at(name));
+            } catch (const std::bad_alloc&) {
+                // Nobody waits for this one.
+            }
+        }
+    }
+    for (auto& entry : waiting) {
+        if (Node* replaced = std::exchange(entry.value.node, nullptr)) {
+            --Access::holders(*replaced);
+            destroy(*replaced);
+        }
+    }
+    for (NodeSet::Position position = 0; position < nodes_.endPosition(); ++position) {
+        if (nodes_.nodeIfAt(position) == nullptr || !nodes_.isMade(position)) {
+            continue;
+        }
+        const HashedName name(nodes_.nameAt(position));
+        if (Node* replaced = waitingNode(name)) {
+            eraseCacheEntry(name);
+            destroy(*replaced);
+        }
     }
 }
 
@@ -441,10 +484,16 @@ void NetworkManager::forget(Node& node) noexcept {
                 }
             }
         }
-        for (auto& entry : nodeCache_) {
-            if (entry.value.node == &node) {
-                entry.value.node = nullptr;
+        const auto leave = [&node](NameTable<NodeCacheEntry>& cache) {
+            for (auto& entry : cache) {
+                if (entry.value.node == &node) {
+                    entry.value.node = nullptr;
+                }
             }
+        };
+        leave(nodeCache_);
+        for (auto* reset = nodes_.state()->resetUnderWay; reset != nullptr; reset = reset->outer) {
+            leave(reset->cache);
         }
     }
     networkCache_.nodeDies(node);

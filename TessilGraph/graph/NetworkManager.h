@@ -7,6 +7,7 @@
 #include <TessilGraph/graph/NodeSet.h>
 #include <TessilGraph/graph/StoredOrders.h>
 
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -148,7 +149,8 @@ public:
     /// Empties the network and resets the nodes that `createNode` made; they wait in the cache.
     /// Nodes that came in through `addNode` are let go of as they are, and are the host's. Stored orders are dropped.
     /// When a host's node throws out of its `reset`, the others are reset all the same, and the first exception reaches
-    /// the caller at the end.
+    /// the caller at the end. What one makes there stays in the network, and another node that was to wait under such a
+    /// name is deleted.
     void reset();
 
     /// Deletes all nodes, waiting ones too, and drops the stored orders. Nothing is unlinked: whoever linked nodes to
@@ -166,6 +168,8 @@ private:
     bool isCached(NodeSet::Position position, const HashedName& name) const;
     void copyFrom(const NetworkManager& other);
     std::vector<NameTable<NodeCacheEntry>::Entry*> cacheAll();
+    static std::exception_ptr callResets(const std::vector<NameTable<NodeCacheEntry>::Entry*>& entries);
+    void takeBack(NameTable<NodeCacheEntry>& waiting);
     void moveEntry(const HashedName& from, const HashedName& to);
     void destroy(Node& node) noexcept;
     void forget(Node& node) noexcept;

@@ -60,6 +60,9 @@ public:
 
     /// Resets all ports, inputs first: links, values, links to outside storage. Only this node's
     /// side of a link goes; the name, the dirty flag and the profile time stay.
+    ///
+    /// While `NetworkManager::reset` calls it, the network is empty. An override may make, link and delete nodes there,
+    /// but neither adds nor deletes those that are reset with it, nor destroys the manager.
     virtual void reset();
 
     /// For hosts that sort their node types into groups; 0 for all built-in ones.

@@ -22,6 +22,7 @@ class RunningOrder;
 class WalkPlan;
 struct KeptWalk;
 struct LevelWalks;
+struct ResetUnderWay;
 struct WalkScratch;
 
 /// What a network tells those who keep something prepared for it, and what it keeps for its walks.
@@ -59,6 +60,9 @@ struct NetworkState {
 
     /// The innermost order that is being computed by a serial walk; null while there is none.
     RunningOrder* runningOrder = nullptr;
+
+    /// The innermost reset of the network that has not come to its end; null while there is none.
+    ResetUnderWay* resetUnderWay = nullptr;
 
     /// Set once a link has led from here to a node outside, or from there to here.
     std::atomic<bool> linkedAbroad{false};

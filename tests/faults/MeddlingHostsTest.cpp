@@ -1,0 +1,223 @@
+#include <TessilGraph/TessilGraph.h>
+
+#include <TessilUtils/Logger.h>
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+using TessilGraph::NetworkManager;
+using TessilGraph::Node;
+
+namespace {
+
+/// What the nodes of a test do while they are reset, cloned or made. Each may be called from within another one.
+std::function<void(Node&)> onReset;
+std::function<void(Node&)> onClone;
+std::function<void()> onCreate;
+
+/// A host's node that does more than it is asked to.
+class Meddler : public TessilGraph::NodeShape<Meddler> {
+public:
+    Meddler() { ++alive; }
+    ~Meddler() override { --alive; }
+
+    static inline int alive = 0;
+
+    static Node* meddlingCreator() {
+        if (const auto deed = std::exchange(onCreate, nullptr)) {
+            deed();
+        }
+        return new Meddler;
+    }
+
+    bool compute(const TessilGraph::ComputeData*) override {
+        out_->set(in1_->get() + in2_->get() + 1.0);
+        return true;
+    }
+
+    Node* clone() override {
+        if (onClone) {
+            onClone(*this);
+        }
+        return TessilGraph::copyUnconnected(*this, new Meddler);
+    }
+
+    void reset() override {
+        if (onReset) {
+            onReset(*this);
+        }
+        Node::reset();
+    }
+
+private:
+    TessilGraph::PortTemplate<double>* in1_ = TessilGraph::addInput<double>(*this, "in1");
+    TessilGraph::PortTemplate<double>* in2_ = TessilGraph::addInput<double>(*this, "in2");
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
+}  // namespace
+
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<Meddler>{"FaultsMeddler", 9504};
+
+namespace {
+
+const bool meddlersAreRegistered = [] {
+    TessilGraph::initTessilGraph();
+    TessilGraph::registerNodes<Meddler>();
+    TessilGraph::NodeFactory::instance().registerNode("FaultsMaker", Meddler::meddlingCreator);
+    return true;
+}();
+
+using Names = std::vector<std::string>;
+
+class MeddlingHosts : public testing::Test {
+protected:
+    ~MeddlingHosts() override {
+        onReset = nullptr;
+        onClone = nullptr;
+        onCreate = nullptr;
+    }
+
+    static void make(NetworkManager& network, const Names& names) {
+        for (const std::string& name : names) {
+            ASSERT_NE(network.createNode("FaultsMeddler", name), nullptr);
+        }
+    }
+
+    /// a feeds b and c, and b feeds c.
+    static void makeTriangle(NetworkManager& network) {
+        make(network, {"a", "b", "c"});
+        ASSERT_TRUE(network.connectAttr("a", "out", "b", "in1"));
+        ASSERT_TRUE(network.connectAttr("a", "out", "c", "in1"));
+        ASSERT_TRUE(network.connectAttr("b", "out", "c", "in2"));
+    }
+
+    static double valueOf(NetworkManager& network, const std::string& name) {
+        network.computeNode(name);
+        return dynamic_cast<TessilGraph::PortTemplate<double>&>(*network.getNode(name)->getOutputPort("out")).get();
+    }
+};
+
+/// The network is reset; one of its nodes does something the first time.
+void resetWhile(NetworkManager& network, const std::string& meddler, const std::function<void()>& deed) {
+    Names done;
+    onReset = [&](Node& node) {
+        done.push_back(node.name());
+        if (node.name() == meddler && done.size() <= 3) {
+            deed();
+        }
+    };
+    network.reset();
+    onReset = nullptr;
+    EXPECT_EQ(done, (Names{"a", "b", "c"}));
+}
+
+TEST_F(MeddlingHosts, MayAskForUnknownTypesInReset) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        Node* c = network.getNode("c");
+        resetWhile(network, meddler, [&network] {
+            for (int i = 0; i < 50; ++i) {
+                EXPECT_EQ(network.createNode("NoType", "x" + std::to_string(i)), nullptr);
+                EXPECT_EQ(network.createNode("NoType", "c"), nullptr);
+            }
+        });
+        EXPECT_EQ(network.getNodeNames(), Names{});
+        EXPECT_EQ(network.createNode("FaultsMeddler", "c"), c);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+TEST_F(MeddlingHosts, MayMakeAndDeleteNodesOfTheSameNamesInReset) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        const std::vector<Node*> before = network.getAllNodes();
+        resetWhile(network, meddler, [&network] {
+            makeTriangle(network);
+            for (const char* name : {"a", "c", "b"}) {
+                network.deleteNode(name);
+            }
+        });
+        EXPECT_EQ(network.getNodeNames(), Names{});
+        EXPECT_EQ(Meddler::alive, 3);
+        makeTriangle(network);
+        EXPECT_EQ(network.getAllNodes(), before);
+        EXPECT_EQ(valueOf(network, "c"), 4.0);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+/// One name, one node: those that wait make room.
+TEST_F(MeddlingHosts, KeepWhatTheyMakeInReset) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        Node* made = nullptr;
+        resetWhile(network, meddler, [&network, &made] {
+            make(network, {"b", "helper"});
+            EXPECT_TRUE(network.connectAttr("helper", "out", "b", "in1"));
+            made = network.getNode("b");
+        });
+        EXPECT_EQ(network.getNodeNames(), (Names{"b", "helper"}));
+        EXPECT_EQ(network.getNode("b"), made);
+        EXPECT_EQ(Meddler::alive, 4);
+        EXPECT_EQ(valueOf(network, "b"), 2.0);
+        network.reset();
+        EXPECT_EQ(network.createNode("FaultsMeddler", "b"), made);
+        EXPECT_EQ(Meddler::alive, 4);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+TEST_F(MeddlingHosts, MayResetAndCleanUpInReset) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        Node* b = network.getNode("b");
+        resetWhile(network, meddler, [&network] {
+            const auto outer = std::exchange(onReset, nullptr);
+            make(network, {"b", "d", "e"});
+            network.reset();
+            make(network, {"d"});
+            network.clearNodeCache();
+            network.reset();
+            onReset = outer;
+        });
+        EXPECT_EQ(network.getNodeNames(), Names{});
+        EXPECT_EQ(Meddler::alive, 4);
+        EXPECT_EQ(network.createNode("FaultsMeddler", "b"), b);
+        network.clearNodeCache();
+        EXPECT_EQ(Meddler::alive, 1);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+/// A host may hand in again what the manager made, and have it deleted.
+TEST_F(MeddlingHosts, MayHandInAndDeleteInResetWhatWasReset) {
+    NetworkManager network;
+    makeTriangle(network);
+    Node* a = network.getNode("a");
+    bool done = false;
+    onReset = [&](Node& node) {
+        if (node.name() == "c" && !std::exchange(done, true)) {
+            node.Node::reset();
+            network.addNode(a, "again");
+            network.deleteNode("again");
+        }
+    };
+    network.reset();
+    onReset = nullptr;
+    EXPECT_EQ(Meddler::alive, 2);
+}
+
+}  // namespace
