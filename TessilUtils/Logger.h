@@ -70,6 +70,9 @@ public:
     ///
     /// What a sink logs itself goes to standard error. When it throws, the exception ends here and
     /// the message goes to standard error. It must not wait for another thread that logs.
+    ///
+    /// It is called by the thread that logs, in the midst of that one's work, and leaves alone what this may be at
+    /// work on, unless that says otherwise.
     using Sink = std::function<void(LogLevel, const std::string& message)>;
 
     Logger() = delete;

@@ -62,13 +62,13 @@ std::size_t countOneSidedLinks(const Port& output) {
     return count;
 }
 
-/// Says in the log how many links of a node cannot be taken away in the ordinary way.
-void logOneSidedLinks(const Node& node) {
+/// How many links of a node cannot be taken away in the ordinary way.
+std::size_t countOneSidedLinks(const Node& node) {
+    std::size_t count = 0;
     for (const Port* output : Access::outputs(node)) {
-        for (std::size_t left = output != nullptr ? countOneSidedLinks(*output) : 0; left > 0; --left) {
-            TessilUtils::Logger::error() << "Connection doesn't exist";
-        }
+        count += output != nullptr ? countOneSidedLinks(*output) : 0;
     }
+    return count;
 }
 
 /// The two ports that are to be linked or unlinked; null where a name is unknown.
@@ -164,14 +164,19 @@ void NetworkManager::deleteNode(const std::string& name) {
     const HashedName key(name);
     const NodeSet::Position position = nodes_.positionOf(key);
     Node* node = nullptr;
+    std::size_t oneSidedLinks = 0;
     if (position != NodeSet::none) {
         node = &nodes_.nodeAt(position);
-        logOneSidedLinks(*node);
+        oneSidedLinks = countOneSidedLinks(*node);
         nodes_.remove(position, key);
     }
     eraseCacheEntry(key);
     if (node != nullptr) {
         destroy(*node);
+    }
+    // Last, for the sink is the host's and finds the network in order.
+    for (; oneSidedLinks > 0; --oneSidedLinks) {
+        TessilUtils::Logger::error() << "Connection doesn't exist";
     }
 }
 

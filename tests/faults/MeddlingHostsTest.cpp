@@ -220,4 +220,38 @@ TEST_F(MeddlingHosts, MayHandInAndDeleteInResetWhatWasReset) {
     EXPECT_EQ(Meddler::alive, 2);
 }
 
+/// Sends what is logged to a function as long as it lives.
+class SinkScope {
+public:
+    explicit SinkScope(std::function<void()> deed)
+        : previous_(TessilUtils::Logger::setSink(
+              [deed = std::move(deed)](TessilUtils::LogLevel, const std::string&) { deed(); })) {}
+    ~SinkScope() { TessilUtils::Logger::setSink(std::move(previous_)); }
+    SinkScope(const SinkScope&) = delete;
+    SinkScope& operator=(const SinkScope&) = delete;
+
+private:
+    TessilUtils::Logger::Sink previous_;
+};
+
+/// A link that one side doesn't know of is told while its node is deleted.
+TEST_F(MeddlingHosts, MayDeleteInASinkTheNodeThatIsBeingDeleted) {
+    for (const char* deleted : {"a", "b", "c"}) {
+        NetworkManager network;
+        make(network, {"a", "b", "c"});
+        network.getNode("a")->getOutputPort("out")->getConnections().push_back(
+            network.getNode("b")->getInputPort("in1"));
+        int told = 0;
+        const SinkScope sink([&] {
+            ++told;
+            network.deleteNode(deleted);
+        });
+        network.deleteNode("a");
+        EXPECT_EQ(told, 1);
+        EXPECT_EQ(network.getNode("a"), nullptr);
+        EXPECT_EQ(network.getNode(deleted), nullptr);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
 }  // namespace
