@@ -141,13 +141,11 @@ void NetworkManager::addNode(Node* node, const std::string& name) {
 }
 
 Node* NetworkManager::createNode(const std::string& type, const std::string& name) {
-    constexpr bool made = true;
     const NodeSet::FreeName unique(nodes_, name);
     Node* waiting = waitingNode(unique);
     if (waiting != nullptr && waiting->typeStr() == type) {
-        nodes_.enter(*waiting, unique, made);
+        enterMade(*waiting, unique, name);
         internal::LentLists::noteLinks(*waiting);
-        eraseCacheEntry(unique);
         return waiting;
     }
     std::unique_ptr<Node> node(NodeFactory::instance().createNode(type));
@@ -155,9 +153,18 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
         setCacheEntry(unique, {true, nullptr});
         return nullptr;
     }
-    nodes_.enter(*node, unique, made);
-    eraseCacheEntry(unique);
+    enterMade(*node, unique, name);
     return node.release();
+}
+
+/// Under the free name; or under another one where a host's node or creator has changed the network since.
+void NetworkManager::enterMade(Node& node, const NodeSet::FreeName& unique, const std::string& asked) {
+    constexpr bool made = true;
+    if (nodes_.enter(node, unique, made)) {
+        eraseCacheEntry(unique);
+    } else {
+        enterMade(node, NodeSet::FreeName(nodes_, asked), asked);
+    }
 }
 
 void NetworkManager::deleteNode(const std::string& name) {

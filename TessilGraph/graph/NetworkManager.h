@@ -73,7 +73,7 @@ public:
     /// validated, and given to the node. Null is refused, and that is logged.
     void addNode(Node* node, const std::string& name);
 
-    /// A node of the type under the name, made unique: the waiting node of that name and type if
+    /// A node of the type under the name, made unique when the node is there: the waiting node of that name and type if
     /// there is one, in the state in which `reset` left it, otherwise a new one from the factory.
     /// The manager owns it. Null for an unknown type, which is not logged. Another node that waits under
     /// the name is let go of: it is the host's, in the state in which `reset` left it.
@@ -165,6 +165,7 @@ private:
     friend struct internal::Access;
 
     Node* waitingNode(const HashedName& name) const;
+    void enterMade(Node& node, const NodeSet::FreeName& unique, const std::string& asked);
     bool isCached(NodeSet::Position position, const HashedName& name) const;
     void copyFrom(const NetworkManager& other);
     std::vector<NameTable<NodeCacheEntry>::Entry*> cacheAll();

@@ -22,7 +22,7 @@ struct Access;
 /// factory. Everything else may be called from any number at once.
 class TESSILGRAPH_API NodeFactory {
 public:
-    /// Makes a node with `new`.
+    /// Makes a node with `new`. It may make and delete others, also in the network for which it is called.
     using Creator = Node* (*)();
 
     static NodeFactory& instance();

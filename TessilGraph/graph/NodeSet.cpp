@@ -123,13 +123,12 @@ Node* NodeSet::enter(Node& node, const HashedName& name) {
     return replaced;
 }
 
-void NodeSet::enter(Node& node, const FreeName& name, bool made) {
-    if (state_->wiring.load(std::memory_order_relaxed) == name.wiring_) {
-        append(node, name, made);
-    } else {
-        enter(node, name.name());  // A node was made in between, and with it perhaps others.
-        made_[positionOf(name)] = made;
+bool NodeSet::enter(Node& node, const FreeName& name, bool made) {
+    if (state_->wiring.load(std::memory_order_relaxed) != name.wiring_) {
+        return false;
     }
+    append(node, name, made);
+    return true;
 }
 
 void NodeSet::enterCopies(const NodeSet& originals, const std::vector<Node*>& copies, std::vector<Position> sorted) {

@@ -101,8 +101,9 @@ public:
     /// when there was none. Where there is no memory, nothing changes.
     Node* enter(Node& node, const HashedName& name);
 
-    /// The same under a free name.
-    void enter(Node& node, const FreeName& name, bool made);
+    /// The same under a free name. False, with nothing changed, when the network is not what it was when the name was
+    /// asked for.
+    bool enter(Node& node, const FreeName& name, bool made);
 
     /// Enters a copy of each node of another set, under the name of the original and at its position, where
     /// they stand in `copies`, too; `sorted` lists these. The other set is plain and this one empty; the copies

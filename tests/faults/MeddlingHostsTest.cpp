@@ -220,6 +220,24 @@ TEST_F(MeddlingHosts, MayHandInAndDeleteInResetWhatWasReset) {
     EXPECT_EQ(Meddler::alive, 2);
 }
 
+TEST_F(MeddlingHosts, MayMakeANodeOfTheSameNameInACreator) {
+    NetworkManager network;
+    onCreate = [&network] { make(network, {"x"}); };
+    Node* outer = network.createNode("FaultsMaker", "x");
+    EXPECT_EQ(outer->name(), "x1");
+    EXPECT_EQ(network.getNode("x1"), outer);
+    EXPECT_EQ(network.getNodeNames(), (Names{"x", "x1"}));
+    onCreate = [&network] { make(network, {"x", "x"}); };
+    EXPECT_EQ(network.createNode("FaultsMaker", "x")->name(), "x4");
+    onCreate = [&network] { network.deleteNode("x1"); };
+    EXPECT_EQ(network.createNode("FaultsMaker", "x")->name(), "x1");
+    EXPECT_EQ(network.getNodeNames(), (Names{"x", "x1", "x2", "x3", "x4"}));
+    EXPECT_EQ(Meddler::alive, 5);
+    network.reset();
+    network.clearNodeCache();
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
 /// Sends what is logged to a function as long as it lives.
 class SinkScope {
 public:
