@@ -315,6 +315,9 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
         }
     }
     port->noteNewStorage();
+    if (port->node_ != nullptr) {
+        port->node_->handOver(*port, ports);
+    }
     if (port->node_ != this || port->isLoose()) {
         port->leaveOwner();
     }
@@ -329,6 +332,17 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
     internal::noteWiring(this);
     if (comesLinked || mayBeListed || isWatched) {
         internal::LentLists::watch(*port);
+    }
+}
+
+/// Takes a port out of the list in which it stands, if it does, for another one has it by now. Two would delete it
+/// twice.
+void Node::handOver(Port& port, const PortList& receiver) {
+    for (PortList* ports : {&inputs_, &outputs_}) {
+        if (ports != &receiver && ports->remove(&port)) {
+            ports->forget(&port);
+            internal::noteWiring(this);
+        }
     }
 }
 

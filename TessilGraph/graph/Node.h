@@ -75,7 +75,8 @@ public:
     void setName(const std::string& name);
 
     /// Accepts a port as the last input and owns it from then on. Null, and a port whose name an
-    /// input already has, are refused with the reason logged; such a port stays the caller's.
+    /// input already has, are refused with the reason logged; such a port stays the caller's. A port that its owner
+    /// lists, be that another node or this one as an output, moves here with its links.
     void addInputPort(Port* port);
 
     /// The same for outputs. An input and an output may share a name.
@@ -155,6 +156,7 @@ private:
 
     void addPort(PortList& ports, Port* port, bool asInput);
     bool addNewPort(Port& port, bool asInput);
+    void handOver(Port& port, const PortList& receiver);
     static bool isTaken(const PortList& ports, const PortName& name);
     static bool refuse(const PortName& name);
     bool removePort(PortList& ports, const std::string& name);

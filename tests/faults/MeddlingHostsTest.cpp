@@ -272,4 +272,84 @@ TEST_F(MeddlingHosts, MayDeleteInASinkTheNodeThatIsBeingDeleted) {
     EXPECT_EQ(Meddler::alive, 0);
 }
 
+using TypedPort = TessilGraph::PortTemplate<double>;
+
+Names portsOf(const Node& node) {
+    Names names = node.getInputPortNames();
+    names.emplace_back("|");
+    for (const std::string& name : node.getOutputPortNames()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+TEST_F(MeddlingHosts, HaveAPortInOneNodeWhenTwoAcceptIt) {
+    for (const bool isListSeen : {false, true}) {
+        const auto first = std::make_unique<Meddler>();
+        Meddler second;
+        if (isListSeen) {
+            static_cast<void>(first->inputPortBegin());
+            static_cast<void>(second.outputPortBegin());
+        }
+        auto* port = new TypedPort("x");
+        first->addInputPort(port);
+        second.addInputPort(port);
+        EXPECT_EQ(port->node(), &second);
+        EXPECT_EQ(portsOf(*first), (Names{"in1", "in2", "|", "out"}));
+        EXPECT_EQ(portsOf(second), (Names{"in1", "in2", "x", "|", "out"}));
+        first->addOutputPort(port);
+        second.addOutputPort(port);
+        second.removeOutputPort("y");
+        EXPECT_EQ(portsOf(*first), (Names{"in1", "in2", "|", "out"}));
+        EXPECT_EQ(portsOf(second), (Names{"in1", "in2", "|", "out", "x"}));
+        EXPECT_TRUE(port->isOutput());
+    }
+}
+
+TEST_F(MeddlingHosts, HaveAPortOnOneSideWhenBothAcceptIt) {
+    for (const bool isListSeen : {false, true}) {
+        Meddler node;
+        if (isListSeen) {
+            static_cast<void>(node.inputPortBegin());
+            static_cast<void>(node.outputPortBegin());
+        }
+        auto* port = new TypedPort("x");
+        node.addInputPort(port);
+        node.addOutputPort(port);
+        EXPECT_EQ(portsOf(node), (Names{"in1", "in2", "|", "out", "x"}));
+        EXPECT_TRUE(port->isOutput());
+        node.addInputPort(port);
+        EXPECT_EQ(portsOf(node), (Names{"in1", "in2", "x", "|", "out"}));
+        EXPECT_TRUE(port->isInput());
+        EXPECT_EQ(port->node(), &node);
+    }
+}
+
+/// It takes its links along.
+TEST_F(MeddlingHosts, EvaluateWhatAPortFeedsFromItsNewNode) {
+    NetworkManager network;
+    makeTriangle(network);
+    auto* port = new TypedPort("x");
+    network.getNode("a")->addOutputPort(port);
+    port->set(5.0);
+    ASSERT_TRUE(network.connectAttr("a", "x", "b", "in2"));
+    EXPECT_EQ(valueOf(network, "c"), 9.0);
+    make(network, {"d"});
+    network.computeNode("d");
+    network.getNode("d")->addOutputPort(port);
+    network.deleteNode("a");
+    network.getNode("d")->setDirty(true);
+    EXPECT_TRUE(network.getNode("c")->isDirty());
+    network.getNode("b")->setDirty(true);
+    EXPECT_EQ(valueOf(network, "c"), 7.0);
+    EXPECT_FALSE(network.getNode("d")->isDirty());
+    make(network, {"e"});
+    network.getNode("e")->addOutputPort(port);
+    network.deleteNode("d");
+    EXPECT_EQ(valueOf(network, "c"), 7.0);
+    network.deleteNode("e");
+    network.getNode("b")->setDirty(true);
+    EXPECT_EQ(valueOf(network, "c"), 2.0);
+}
+
 }  // namespace
