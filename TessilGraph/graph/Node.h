@@ -47,6 +47,9 @@ public:
 
     /// A new node of the same type, owned by the caller: same name, same values and links to
     /// outside storage at the inputs that are not connected, no connections, dirty.
+    ///
+    /// An override may change the network that is being copied: the copy holds what was there before and still is,
+    /// wired as it is then. It deletes neither the node itself nor the whole network.
     virtual Node* clone() = 0;
 
     /// Reads the inputs, writes the outputs, returns whether that made sense; evaluation ignores

@@ -69,6 +69,9 @@ public:
     /// Null where an entry was removed.
     Node* nodeIfAt(Position position) const { return entries_[position]; }
 
+    /// Null where an entry was removed.
+    const std::vector<Node*>& nodesByPosition() const { return entries_; }
+
     /// Every node stands under the name that it bears, and so but once.
     bool isPlain() const { return keptNames_.empty(); }
 

@@ -29,6 +29,7 @@ public:
     ~Meddler() override { --alive; }
 
     static inline int alive = 0;
+    static inline Node* cloneOfAll = nullptr;  ///< What each `clone` returns, unless null.
 
     static Node* meddlingCreator() {
         if (const auto deed = std::exchange(onCreate, nullptr)) {
@@ -46,7 +47,7 @@ public:
         if (onClone) {
             onClone(*this);
         }
-        return TessilGraph::copyUnconnected(*this, new Meddler);
+        return cloneOfAll != nullptr ? cloneOfAll : TessilGraph::copyUnconnected(*this, new Meddler);
     }
 
     void reset() override {
@@ -84,6 +85,7 @@ protected:
         onReset = nullptr;
         onClone = nullptr;
         onCreate = nullptr;
+        Meddler::cloneOfAll = nullptr;
     }
 
     static void make(NetworkManager& network, const Names& names) {
@@ -236,6 +238,130 @@ TEST_F(MeddlingHosts, MayMakeANodeOfTheSameNameInACreator) {
     network.reset();
     network.clearNodeCache();
     EXPECT_EQ(Meddler::alive, 0);
+}
+
+/// The copies that a network gets while a clone does something to it once.
+Names namesOfCopy(NetworkManager& network, const std::string& meddler, const std::function<void()>& deed) {
+    bool done = false;
+    onClone = [&](Node& node) {
+        if (node.name() == meddler && !std::exchange(done, true)) {
+            deed();
+        }
+    };
+    NetworkManager copy(network);
+    onClone = nullptr;
+    EXPECT_TRUE(done);
+    for (const std::string& name : copy.getNodeNames()) {
+        copy.computeNode(name);
+        EXPECT_FALSE(copy.getNode(name)->isDirty()) << name;
+    }
+    return copy.getNodeNames();
+}
+
+TEST_F(MeddlingHosts, MayDeleteNodesOfTheOriginalInClone) {
+    for (const char* meddler : {"a", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        EXPECT_EQ(namesOfCopy(network, meddler, [&network] { network.deleteNode("b"); }), (Names{"a", "c"}));
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+TEST_F(MeddlingHosts, MayDeleteManyNodesOfTheOriginalInClone) {
+    for (const char* meddler : {"n100", "n150", "n199"}) {
+        NetworkManager network;
+        for (int i = 100; i < 200; ++i) {
+            make(network, {"n" + std::to_string(i)});
+        }
+        const Names names = namesOfCopy(network, meddler, [&] {
+            for (const std::string& name : network.getNodeNames()) {
+                if (name != meddler && name != "n120" && name != "n170") {
+                    network.deleteNode(name);
+                }
+            }
+        });
+        EXPECT_EQ(names, network.getNodeNames());
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+TEST_F(MeddlingHosts, MayAddAndLinkNodesOfTheOriginalInClone) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        network.cacheNodeNetwork("c");
+        NetworkManager copy;
+        bool done = false;
+        onClone = [&](Node& node) {
+            if (node.name() == meddler && !std::exchange(done, true)) {
+                for (int i = 0; i < 40; ++i) {
+                    make(network, {"new" + std::to_string(i)});
+                }
+                EXPECT_TRUE(network.connectAttr("new39", "out", "b", "in2"));
+            }
+        };
+        copy = network;
+        onClone = nullptr;
+        EXPECT_EQ(copy.getNodeNames(), (Names{"a", "b", "c"}));
+        EXPECT_EQ(valueOf(copy, "c"), 4.0);
+        copy.setAllNodeDirty();
+        copy.computeNode("c", nullptr, false, true);
+        EXPECT_FALSE(copy.getNode("a")->isDirty());
+        EXPECT_EQ(valueOf(network, "c"), 5.0);
+        EXPECT_EQ(Meddler::alive, 43 + 3);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
+TEST_F(MeddlingHosts, MayRenameNodesOfTheOriginalInClone) {
+    NetworkManager network;
+    makeTriangle(network);
+    const Names names = namesOfCopy(network, "b", [&network] {
+        network.renameNode("a", "z");
+        network.addNode(network.getNode("c"), "c2");
+    });
+    EXPECT_EQ(names, (Names{"b", "c", "z"}));
+    EXPECT_EQ(Meddler::alive, 3);
+}
+
+TEST_F(MeddlingHosts, LoseNoCloneWhenOneThrowsAfterTheOriginalHasChanged) {
+    NetworkManager network;
+    makeTriangle(network);
+    onClone = [&network](Node& node) {
+        if (node.name() == "b") {
+            network.deleteNode("a");
+        } else if (node.name() == "c") {
+            throw std::runtime_error("no copy");
+        }
+    };
+    EXPECT_THROW(network.clone(), std::runtime_error);
+    EXPECT_EQ(Meddler::alive, 2);
+}
+
+TEST_F(MeddlingHosts, LoseACloneOfAllOnce) {
+    for (const bool deletes : {false, true}) {
+        for (const bool throws : {false, true}) {
+            NetworkManager network;
+            makeTriangle(network);
+            Meddler::cloneOfAll = new Meddler;
+            onClone = [&](Node& node) {
+                if (node.name() == "c" && deletes) {
+                    network.deleteNode("b");
+                }
+                if (node.name() == "c" && throws) {
+                    throw std::runtime_error("no copy");
+                }
+            };
+            if (throws) {
+                EXPECT_THROW(network.clone(), std::runtime_error);
+            } else {
+                NetworkManager copy(network);
+                EXPECT_EQ(copy.getNodeNames(), network.getNodeNames());
+                EXPECT_EQ(copy.getNode("a"), copy.getNode("c"));
+            }
+            EXPECT_EQ(Meddler::alive, deletes ? 2 : 3);
+        }
+    }
 }
 
 /// Sends what is logged to a function as long as it lives.

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <unordered_map>
+#include <utility>
 
 namespace TessilGraph::internal {
 
@@ -33,12 +35,10 @@ Port* outputOf(const Node& copy, const Node& node, const Port& original) {
 }  // namespace
 
 NetworkCopy::NetworkCopy(const NodeSet& source)
-    : source_(source),
-      names_(source.sorted()),
-      clones_(source.endPosition()),
-      wiring_(source.state()->wiring.load(std::memory_order_relaxed)) {
+    : source_(source), names_(source.sorted()), originals_(source.nodesByPosition()), clones_(source.endPosition()) {
     try {
         cloneNodes();
+        areFoundByEntry_ = isSteady_ && source.isPlain();
     } catch (...) {
         deleteClones();
         throw;
@@ -50,9 +50,7 @@ NetworkCopy::~NetworkCopy() {
 }
 
 bool NetworkCopy::enterAll(NodeSet& target) {
-    // What a host's clone did to the source meanwhile raised this.
-    const bool isUnchanged = source_.state()->wiring.load(std::memory_order_relaxed) == wiring_;
-    if (!areUnlinked_ || !isUnchanged || !source_.isPlain() || target.endPosition() != 0 || !areNewNodes()) {
+    if (!areUnlinked_ || !areFoundByEntry_ || target.endPosition() != 0 || !areNewNodes()) {
         return false;
     }
     target.enterCopies(source_, clones_, names_);
@@ -72,9 +70,17 @@ std::vector<Node*> NetworkCopy::translate(const std::vector<Node*>& order, const
 }
 
 void NetworkCopy::connect(const NodeSet& target) const {
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-        prefetchOriginal(i);
-        const NodeSet::Position position = names_[i];
+    if (isSteady_) {
+        connectInOrder(names_, target);
+    } else {
+        connectInOrder(source_.sorted(), target);
+    }
+}
+
+void NetworkCopy::connectInOrder(const std::vector<NodeSet::Position>& names, const NodeSet& target) const {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        prefetchOriginal(source_, names, i);
+        const NodeSet::Position position = names[i];
         const Node& original = source_.nodeAt(position);
         Node* copy = nullptr;
         std::size_t place = 0;
@@ -104,8 +110,10 @@ const std::string& NetworkCopy::nameOf(const Node& node) {
 
 void NetworkCopy::cloneNodes() {
     const std::vector<std::uint64_t> labelsByPosition = labels();
+    const std::atomic<std::uint64_t>& wiring = source_.state()->wiring;
+    const std::uint64_t wiringBefore = wiring.load(std::memory_order_relaxed);
     for (std::size_t i = 0; i < names_.size(); ++i) {
-        prefetchOriginal(i);
+        prefetchOriginal(source_, names_, i);
         const NodeSet::Position position = names_[i];
         Node* clone = source_.nodeAt(position).clone();
         clones_[position] = clone;
@@ -113,6 +121,39 @@ void NetworkCopy::cloneNodes() {
             Access::label(*clone) = labelsByPosition[position];
         } else {
             areUnlinked_ = false;
+        }
+        if (wiring.load(std::memory_order_relaxed) != wiringBefore) {
+            cloneByName(i + 1);
+            return;
+        }
+    }
+}
+
+/// Goes on after the first clones where one of them, a host's, changed the source: positions there count no longer.
+void NetworkCopy::cloneByName(std::size_t done) {
+    isSteady_ = false;
+    nameThoseThatAreLeft(done);
+    for (Named& copy : named_) {
+        Node* original = copy.isDue ? source_.find(copy.name) : nullptr;
+        if (original != nullptr) {
+            copy.clone = original->clone();
+        }
+    }
+}
+
+/// Of the nodes with which this began, and of the clones that there are. Those of nodes that are gone stay behind.
+void NetworkCopy::nameThoseThatAreLeft(std::size_t done) {
+    std::unordered_multimap<const Node*, std::size_t> places;
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        places.emplace(originals_[names_[i]], i);
+    }
+    for (const NodeSet::Position position : source_.sorted()) {
+        const auto found = places.find(source_.nodeIfAt(position));
+        if (found != places.end()) {
+            const std::size_t place = found->second;
+            named_.push_back({source_.nameAt(position), nullptr, place >= done});
+            std::swap(named_.back().clone, clones_[names_[place]]);
+            places.erase(found);
         }
     }
 }
@@ -131,16 +172,30 @@ bool NetworkCopy::areNewNodes() const {
 }
 
 /// Names that follow one another belong to nodes that lie anywhere.
-void NetworkCopy::prefetchOriginal(std::size_t before) const {
-    if (before + nodesAhead < names_.size()) {
-        prefetchNode(&source_.nodeAt(names_[before + nodesAhead]));
+void NetworkCopy::prefetchOriginal(const NodeSet& source, const std::vector<NodeSet::Position>& names,
+                                   std::size_t before) {
+    if (before + nodesAhead < names.size()) {
+        prefetchNode(&source.nodeAt(names[before + nodesAhead]));
     }
 }
 
-void NetworkCopy::deleteClones() {
-    for (; handedOver_ < names_.size(); ++handedOver_) {
-        delete clones_[names_[handedOver_]];
-    }
+void NetworkCopy::deleteClones() noexcept {
+    const std::uint64_t walk = nextStamp();
+    const auto forEach = [this](auto visit) {
+        for (std::size_t i = handedOver_; i < names_.size(); ++i) {
+            visit(clones_[names_[i]]);
+        }
+        for (Named& copy : named_) {
+            visit(copy.clone);
+        }
+    };
+    // Each one once, and none that stands in a network.
+    forEach([walk](Node*& clone) {
+        if (clone != nullptr && (Access::holders(*clone) != 0 || std::exchange(Access::mark(*clone), walk) == walk)) {
+            clone = nullptr;
+        }
+    });
+    forEach([](Node*& clone) { delete std::exchange(clone, nullptr); });
 }
 
 /// New labels in the order of those of the originals, so that wiring clones that bear them never searches.
@@ -171,7 +226,7 @@ std::vector<std::uint64_t> NetworkCopy::labels() const {
 
 /// The node of `target` that has the name of this one; null when there is none.
 inline Node* NetworkCopy::copyOf(const Node& original, const NodeSet& target) const {
-    if (source_.isPlain() && Access::home(original) == source_.state().get()) {
+    if (areFoundByEntry_ && Access::home(original) == source_.state().get()) {
         return clones_[Access::entry(original)];
     }
     return findCopy(original, target);

@@ -15,7 +15,7 @@ class Port;
 namespace TessilGraph::internal {
 
 /// The steps of copying a network: clone its nodes, enter the clones, translate orders, wire the clones. It
-/// changes nothing of the source.
+/// changes nothing of the source. Where a host's `clone` does, what was there before and is still there is copied.
 class NetworkCopy {
 public:
     /// Clones the nodes in name order.
@@ -34,7 +34,13 @@ public:
     /// The clone belongs to the callee when the call returns.
     template <class TakeOver>
     void handOver(TakeOver takeOver) {
-        for (; handedOver_ < names_.size(); ++handedOver_) {
+        for (Named& copy : named_) {
+            if (copy.clone != nullptr && source_.find(copy.name) != nullptr) {
+                takeOver(*copy.clone, copy.name);
+                copy.clone = nullptr;
+            }
+        }
+        for (; isSteady_ && handedOver_ < names_.size(); ++handedOver_) {
             const NodeSet::Position position = names_[handedOver_];
             if (Node* clone = clones_[position]) {
                 takeOver(*clone, nameOf(source_.nodeAt(position)));
@@ -49,22 +55,36 @@ public:
     void connect(const NodeSet& target) const;
 
 private:
+    /// For a source that changed while it was cloned.
+    struct Named {
+        std::string name;
+        Node* clone;
+        bool isDue;  ///< To be cloned yet.
+    };
+
     static const std::string& nameOf(const Node& node);
 
     void cloneNodes();
+    void cloneByName(std::size_t done);
+    void nameThoseThatAreLeft(std::size_t done);
     bool areNewNodes() const;
-    void prefetchOriginal(std::size_t before) const;
-    void deleteClones();
+    void connectInOrder(const std::vector<NodeSet::Position>& names, const NodeSet& target) const;
+    static void prefetchOriginal(const NodeSet& source, const std::vector<NodeSet::Position>& names,
+                                 std::size_t before);
+    void deleteClones() noexcept;
     std::vector<std::uint64_t> labels() const;
     Node* copyOf(const Node& original, const NodeSet& target) const;
     static Node* findCopy(const Node& original, const NodeSet& target);
 
     const NodeSet& source_;
     const std::vector<NodeSet::Position> names_;  ///< Of the source, in name order.
+    const std::vector<Node*> originals_;          ///< By position in the source.
     std::vector<Node*> clones_;                   ///< By position in the source; null where there is none.
     std::size_t handedOver_ = 0;                  ///< How many of the names are done.
-    const std::uint64_t wiring_;                  ///< Of the source, when this began.
     bool areUnlinked_ = true;                     ///< All clones are there and nothing is linked to them.
+    bool isSteady_ = true;                        ///< The source is what it was, so that positions count.
+    bool areFoundByEntry_ = false;                ///< Each original stands once, where its clone does in `clones_`.
+    std::vector<Named> named_;                    ///< In name order; used where they don't.
 };
 
 }  // namespace TessilGraph::internal
