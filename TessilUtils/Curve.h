@@ -18,6 +18,9 @@ class CurveSpans;
 /// Control vertices may be changed through `cvs`, the next question sees it. Copies share what
 /// `closestPoint` has prepared.
 ///
+/// Where memory runs out, `std::bad_alloc` reaches the caller. A curve that was asked or was to be copied or assigned
+/// is then as it was.
+///
 /// Threads: several may ask and copy one curve at once while nobody changes it; `closestPoint` and `cvs`
 /// count as asking. Copies are curves of their own.
 class TESSILUTILS_API Curve {

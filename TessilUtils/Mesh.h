@@ -15,6 +15,9 @@ namespace TessilUtils {
 /// assigning a new mesh is how one is replaced. What `intersect` builds for its own speed is shared
 /// among the copies as well.
 ///
+/// Where memory runs out, `std::bad_alloc` reaches the caller. A mesh is then as it was, and the next ray builds anew
+/// what it needs.
+///
 /// Threads: const functions may run side by side, and different meshes are used from different threads,
 /// also when they share geometry. One mesh is assigned by one thread while no other one uses it.
 class TESSILUTILS_API Mesh {

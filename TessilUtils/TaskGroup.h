@@ -21,6 +21,9 @@ namespace TessilUtils {
 /// keeps to the tasks of this group, what these wait for included; all the same, a task had better let
 /// go of its locks before it waits.
 ///
+/// Where memory runs out, `run` throws `std::bad_alloc` and has not taken the task; those before it are run all the
+/// same.
+///
 /// Tasks compute with the floating-point settings of the thread that made the group.
 class TESSILUTILS_API TaskGroup {
 public:

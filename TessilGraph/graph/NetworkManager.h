@@ -44,6 +44,9 @@ struct NodeCacheEntry {
 /// the call, apart from copying, which leaves the target empty; an evaluation may have computed some nodes, and the
 /// next one completes it. `cleanNetwork`, the destructor and marking need no memory.
 ///
+/// A log sink may change and delete nodes, also while `deleteNode` or an evaluation of their network logs, but neither
+/// the manager nor what is being copied.
+///
 /// Threads: one manager is used by one thread at a time, be it now one, now another; different
 /// managers, with networks that don't touch, by different threads, also inside loops, tasks and arenas
 /// of the host. Copying only reads the source, so that several threads may copy one manager at once, if
@@ -69,8 +72,11 @@ public:
 
     // Nodes and names
 
-    /// Takes a node into the network and owns it from then on. The name is made unique, not
-    /// validated, and given to the node. Null is refused, and that is logged.
+    /// Takes a node into the network and owns it from then on: the host deletes it no more. The name is made unique,
+    /// not validated, and given to the node. Null is refused, and that is logged.
+    ///
+    /// A manager knows of no other one: of two that a node was added to, one lets go of it, by `reset`, before either
+    /// deletes it.
     void addNode(Node* node, const std::string& name);
 
     /// A node of the type under the name, made unique when the node is there: the waiting node of that name and type if
@@ -90,7 +96,7 @@ public:
     /// one is deleted.
     bool renameNode(const std::string& oldName, const std::string& newName);
 
-    /// Null when no node has that name.
+    /// Null when no node has that name. The node stays the manager's; `deleteNode` deletes it.
     Node* getNode(const std::string& name);
 
     /// The first node, in name order, whose type has that number; null when there is none.
@@ -136,7 +142,8 @@ public:
     // Stored evaluation orders
 
     /// Stores the order in which the whole network upstream of a node is evaluated. It is not kept
-    /// up to date: whoever changes the wiring clears it or stores it anew.
+    /// up to date: whoever changes the wiring clears it or stores it anew. Only nodes that this manager deletes drop
+    /// out of it, so it is cleared before one dies that another manager or the host deletes.
     void cacheNodeNetwork(const std::string& name);
     void clearNodeNetworkCache(const std::string& name);
     void clearNodeNetworkCaches();
@@ -153,8 +160,9 @@ public:
     /// name is deleted.
     void reset();
 
-    /// Deletes all nodes, waiting ones too, and drops the stored orders. Nothing is unlinked: whoever linked nodes to
-    /// those of another network, which stays, disconnects them first.
+    /// Deletes all nodes, waiting ones too, and drops the stored orders. Nothing is unlinked, so that destructors of
+    /// nodes follow no links, see `Node::~Node`: whoever linked nodes to those of another network, which stays,
+    /// disconnects them first.
     void cleanNetwork();
 
 protected:

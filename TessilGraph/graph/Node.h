@@ -27,6 +27,9 @@ struct NetworkState;
 ///
 /// A node owns the ports that it accepted and deletes them, without unlinking them first.
 ///
+/// Where memory runs out, `std::bad_alloc` reaches the caller, and node and port are as they were before the call: a
+/// port that was to be added is still the caller's. Marking and resetting ask for none.
+///
 /// Threads: one at a time for a network. When a network is evaluated in parallel, `compute` of
 /// different nodes is called from several threads, and never of one node at the same time. It may mark
 /// nodes then, and changes nothing else of the network but its outputs. While nobody changes or evaluates
@@ -43,6 +46,8 @@ public:
     /// The number of the node's type. Two types may share one.
     virtual unsigned int typeId() const = 0;
 
+    /// The destructor of a derived class follows no links: it marks and evaluates nothing, and takes no link away.
+    /// Where a whole network goes, the nodes at their other ends may have gone before.
     virtual ~Node();
 
     /// A new node of the same type, owned by the caller: same name, same values and links to
@@ -57,8 +62,9 @@ public:
     ///
     /// Besides, it may set its own inputs, mark nodes and read what feeds it; however it marked itself, it is
     /// clean afterwards. While no node is computed beside it, so in every evaluation but the level walk and those
-    /// that are asked to run in parallel, it may also make, link, rename, evaluate and delete other nodes of its
-    /// network: one that goes before its turn is left out. It never deletes itself, nor the whole network.
+    /// that are asked to run in parallel, it may also make, link, rename and delete other nodes of its network: one
+    /// that goes before its turn is left out. And it may evaluate others, but none that it feeds. It never deletes
+    /// itself, nor the whole network.
     virtual bool compute(const ComputeData* data);
 
     /// Resets all ports, inputs first: links, values, links to outside storage. Only this node's

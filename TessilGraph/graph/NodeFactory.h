@@ -18,6 +18,8 @@ struct Access;
 /// One factory serves the whole process. It keeps names and creators, no nodes: a node belongs to
 /// whoever asked for it. Names count case: only a first letter in lower case is forgiven.
 ///
+/// Where memory runs out, `std::bad_alloc` reaches the caller: there is no node then, and the types are what they were.
+///
 /// Threads: registering and deregistering is for one thread at a time, while no other one uses the
 /// factory. Everything else may be called from any number at once.
 class TESSILGRAPH_API NodeFactory {

@@ -28,7 +28,8 @@ struct Access;
 ///
 /// A port belongs to the node that accepted it (`Node::addInputPort`, `Node::addOutputPort`), until
 /// then to whoever made it. Destroying a port does not unlink it: whoever destroys wired ports
-/// disconnects them first, or resets every node that still refers to them.
+/// disconnects them first, or resets every node that still refers to them, and does so before the first of the nodes
+/// dies. Destructors of nodes come too late for that.
 ///
 /// Threads: the ports of one network are wired and set from one thread at a time. While nobody does,
 /// and nothing is evaluated, any number may read them. A port that its node gave back may be destroyed
@@ -41,7 +42,8 @@ public:
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
 
-    /// The name of the port's type. Ports can be linked when these names are equal.
+    /// The name of the port's type. Ports can be linked when these names are equal. A class that gives the name of one
+    /// of the library's port types derives from that `PortTemplate`: its peers read its value as such a port.
     virtual std::string typeStr() const;
 
     virtual ~Port();
@@ -91,7 +93,8 @@ public:
     ///
     /// False, with the reason logged and nothing changed, when `other` is null, when both are
     /// inputs, when both have the same owner, when their types differ, when they are linked already,
-    /// when the input has a source already, and when the link would close a cycle.
+    /// when the input has a source already, and when the link would close a cycle. Where memory runs out,
+    /// `std::bad_alloc` reaches the caller and nothing is changed either.
     bool connectTo(Port* other);
 
     /// Removes the link between this port and `other`. False, with the reason logged, when this
