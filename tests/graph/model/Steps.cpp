@@ -573,20 +573,21 @@ Step Steps::addNode(Id manager, Id node) {
     const bool isNew = chance(40);
     const std::size_t type = below(5);
     const std::string to = newName();
+    const Id known = below(100) < 94 ? node : none;
     return step(
-        "addNode", managerText(manager) + to + " " + (isNew ? "new" : nodeText(node)),
+        "addNode", managerText(manager) + to + " " + (isNew ? "new" : nodeText(known)),
         [=](World& world) {
-            if (!isNew && node != none && world.isOwned(node)) {
+            if (!isNew && known != none && world.isOwned(known)) {
                 world.isLeftOut = true;
                 return std::string();
             }
-            both_.expected = isNew ? world.newNode(type) : node;
+            both_.expected = isNew ? world.newNode(type) : known;
             world.addNode(manager, both_.expected, to);
             return nodeText(both_.expected);
         },
         [=] {
             std::unique_ptr<Twin> made(isNew ? new Twin(type) : nullptr);
-            Node* added = isNew ? made.get() : node == none ? nullptr : both_.twin(node);
+            Node* added = isNew ? made.get() : known == none ? nullptr : both_.twin(known);
             network->addNode(added, to);
             static_cast<void>(made.release());
             return nodeText(both_.meet(added));
