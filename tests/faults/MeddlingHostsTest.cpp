@@ -204,6 +204,28 @@ TEST_F(MeddlingHosts, MayResetAndCleanUpInReset) {
     EXPECT_EQ(Meddler::alive, 0);
 }
 
+/// In place of those that waited under their names before, and beside what is the host's.
+TEST_F(MeddlingHosts, LetWaitWhatTheyMadeAndResetInReset) {
+    for (const char* meddler : {"a", "b", "c"}) {
+        NetworkManager network;
+        makeTriangle(network);
+        auto* own = new Meddler;
+        Node* made = nullptr;
+        resetWhile(network, meddler, [&] {
+            const auto outer = std::exchange(onReset, nullptr);
+            make(network, {"b"});
+            made = network.getNode("b");
+            network.reset();
+            network.addNode(own, "own");
+            onReset = outer;
+        });
+        EXPECT_EQ(network.getNodeNames(), Names{"own"});
+        EXPECT_EQ(Meddler::alive, 4);
+        EXPECT_EQ(network.createNode("FaultsMeddler", "b"), made);
+    }
+    EXPECT_EQ(Meddler::alive, 0);
+}
+
 /// A host may hand in again what the manager made, and have it deleted.
 TEST_F(MeddlingHosts, MayHandInAndDeleteInResetWhatWasReset) {
     NetworkManager network;
