@@ -257,6 +257,7 @@ TEST_F(MeddlingHosts, MayMakeANodeOfTheSameNameInACreator) {
     EXPECT_EQ(network.createNode("FaultsMaker", "x")->name(), "x1");
     EXPECT_EQ(network.getNodeNames(), (Names{"x", "x1", "x2", "x3", "x4"}));
     EXPECT_EQ(Meddler::alive, 5);
+    onCreate = nullptr;
     network.reset();
     network.clearNodeCache();
     EXPECT_EQ(Meddler::alive, 0);
@@ -357,6 +358,7 @@ TEST_F(MeddlingHosts, LoseNoCloneWhenOneThrowsAfterTheOriginalHasChanged) {
         }
     };
     EXPECT_THROW(network.clone(), std::runtime_error);
+    onClone = nullptr;
     EXPECT_EQ(Meddler::alive, 2);
 }
 
@@ -381,6 +383,7 @@ TEST_F(MeddlingHosts, LoseACloneOfAllOnce) {
                 EXPECT_EQ(copy.getNodeNames(), network.getNodeNames());
                 EXPECT_EQ(copy.getNode("a"), copy.getNode("c"));
             }
+            onClone = nullptr;
             EXPECT_EQ(Meddler::alive, deletes ? 2 : 3);
         }
     }
