@@ -34,6 +34,7 @@ using TessilGraph::RunStatus;
 namespace {
 
 constexpr std::size_t mostCalls = 400;
+constexpr std::size_t longestText = 40;
 constexpr std::size_t mostNodes = 200;
 constexpr std::size_t mostKept = 4;
 
@@ -94,7 +95,10 @@ private:
 
     int choice(int most) { return data_.ConsumeIntegralInRange(0, most); }
 
-    std::string anyText() { return data_.ConsumeRandomLengthString(40); }
+    std::string anyText() { return data_.ConsumeRandomLengthString(longestText); }
+
+    /// Longer than the names that ports get here.
+    std::string noPortsName() { return anyText() + std::string(longestText + 1, '?'); }
 
     template <class T>
     T pick(const std::vector<T>& items) {
@@ -393,8 +397,8 @@ private:
                 node->setProfileTime(fuzz::bitsOf<std::uint64_t>(data_));
                 break;
             case 4:
-                node->removeInputPort(anyText() + "?");
-                node->removeOutputPort(anyText() + "?");
+                node->removeInputPort(noPortsName());
+                node->removeOutputPort(noPortsName());
                 break;
             case 5:
                 node->setName(anyText());
