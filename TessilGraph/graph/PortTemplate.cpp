@@ -4,6 +4,8 @@
 #include <TessilGraph/graph/internal/SameBits.h>
 #include <TessilGraph/graph/internal/ValueType.h>
 
+#include <TessilUtils/Logger.h>
+
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -71,6 +73,16 @@ using Values = Numbered<bool, Long, double, std::string, Imath::M44d, Imath::V3d
                         std::vector<Imath::M44d>, std::vector<Imath::V3d>, std::vector<Imath::Quatd>,
                         std::vector<TessilUtils::Curve>, std::vector<TessilUtils::Mesh>>;
 
+/// Says in the log when they have not.
+bool haveValuesOfOneType(const Port& target, const Port& source) {
+    const bool areAlike = internal::Access::valueTypeNumber(target) == internal::Access::valueTypeNumber(source);
+    if (!areAlike) {
+        TessilUtils::Logger::error() << "Impossible copy a" << source.typeStr() << "value to a" << target.typeStr()
+                                     << "port";
+    }
+    return areAlike;
+}
+
 }  // namespace
 
 const internal::ValueType* internal::valueTypeOf(const Port& port) {
@@ -106,6 +118,9 @@ std::string PortTemplate<T>::typeStr() const {
 template <class T>
 void PortTemplate<T>::copyValue(Port* other) {
     if (other == nullptr || other == this) {
+        return;
+    }
+    if (!haveValuesOfOneType(*this, *other)) {
         return;
     }
     auto& source = static_cast<PortTemplate&>(*other);

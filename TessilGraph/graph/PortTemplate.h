@@ -106,8 +106,8 @@ public:
     std::string typeStr() const override;
     ~PortTemplate() override;
 
-    /// Takes over stored value and link pointer of `other`, a port of the same type. Nothing is
-    /// marked dirty. Null is ignored.
+    /// Takes over stored value and link pointer of `other`, a port of the same value type. Nothing is
+    /// marked dirty. Null is ignored; a port of another value type is, too, and that is logged.
     void copyValue(Port* other) override;
 
     /// Empties the list of links, restores the default value, drops the link to outside storage.

@@ -24,7 +24,7 @@ Node* copyUnconnected(Node& node, Node* copy) {
             continue;
         }
         Port* target = internal::counterpart(targets, here, *port);
-        // Ports come and go on a living node, and copyValue trusts its caller with the type.
+        // Ports come and go on a living node. Where one of another type took the place, the clone's keeps its default.
         if (target != nullptr && Access::haveSameType(*target, *port)) {
             target->copyValue(port);
         }

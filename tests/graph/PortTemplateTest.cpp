@@ -613,5 +613,23 @@ TEST(PortTemplate, FollowsItsSourceThroughEveryChangeOfWiring) {
     EXPECT_EQ(c.in()->get(), 2.0);
 }
 
+TEST(PortTemplate, RefusesTheValueOfAnotherTypeAndSaysSo) {
+    PortTemplate<double> number("number");
+    PortTemplate<std::string> text("text");
+    Port none("none");
+    double outside = 2.0;
+    number.set(1.0);
+    number.setLink(&outside);
+    text.set("a text that no number has room for");
+    number.copyValue(&text);
+    number.copyValue(&none);
+    EXPECT_EQ(&number.getRef(), &outside);
+    number.setLink(nullptr);
+    EXPECT_EQ(number.get(), 1.0);
+    const tests::Messages refused = {"Impossible copy a StringPort value to a DoublePort port ",
+                                     "Impossible copy a Port value to a DoublePort port "};
+    EXPECT_EQ(tests::takeLog(), refused);
+}
+
 }  // namespace
 }  // namespace TessilGraph

@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace twins {
 namespace {
@@ -44,6 +45,33 @@ TEST(MemorySequences, LeaveModelAndLibraryAlike) {
 
 TEST(MemorySequences, LeaveThemAlikeWhileNobodyLooks) {
     EXPECT_TRUE(agreeInShortage(Look::Seldom));
+}
+
+/// What the tests above found goes here as it was printed.
+TEST(MemorySequences, AgreeAfterCallsThatOnceWentWrong) {
+    const std::vector<std::vector<Words>> sequences = {
+        // A node has its new name although the network did not take it.
+        {
+            {},
+            {16696},
+            {},
+            {},
+            {},
+            {},
+            {1096, 0, 0, 43768, 0, 0, 59486, 0, 5},
+            {},
+            {0, 0, 0, 222},
+            {0, 0, 1355, 60666, 0, 0, 150, 53, 0, 11, 0, 0, 9489},
+        },
+    };
+    for (const std::vector<Words>& sequence : sequences) {
+        for (const Look look : {Look::Always, Look::Seldom}) {
+            Pair pair(look, longPrefix);
+            for (const Words& words : sequence) {
+                ASSERT_NE(takeStep(pair, words), Taken::Differently) << pair.report();
+            }
+        }
+    }
 }
 
 TEST(MemorySequences, CallOffStepsOfManyKinds) {

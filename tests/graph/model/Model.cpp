@@ -122,6 +122,13 @@ void World::set(Id port, const Value& value) {
 }
 
 void World::copyValue(Id to, Id from) {
+    if (from == none) {
+        return;
+    }
+    if (ports[to].type != ports[from].type) {
+        error({"Impossible copy a", ports[from].type, "value to a", ports[to].type, "port"});
+        return;
+    }
     Port& target = ports.change(to);
     target.value = ports[from].value;
     target.link = ports[from].link;
@@ -273,6 +280,10 @@ bool World::addPort(Id node, Id port, bool input) {
     Node& mine = nodes.change(node);
     (input ? mine.inputs : mine.outputs).push_back(port);
     return true;
+}
+
+void World::addNoPort() {
+    error({"Error null pointer"});
 }
 
 void World::removePort(Id node, const std::string& name, bool input) {

@@ -108,6 +108,7 @@ struct World {
     Id cloneNode(Id node);
     void destroyNode(Id node);
     bool addPort(Id node, Id port, bool input);
+    void addNoPort();
     void removePort(Id node, const std::string& name, bool input);
     Id findPort(Id node, const std::string& name, bool input) const;
     void setDirty(Id node, bool dirty);

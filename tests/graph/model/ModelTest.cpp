@@ -55,7 +55,7 @@ TEST(Model, AgreesWithTheLibraryThroughRandomSteps) {
         }
     }
     // Every kind of step was taken.
-    EXPECT_EQ(kinds.size(), 49U) << testing::PrintToString(kinds);
+    EXPECT_EQ(kinds.size(), 52U) << testing::PrintToString(kinds);
 }
 
 TEST(Model, AgreesWithTheLibraryThroughOneLongRun) {
@@ -100,9 +100,11 @@ TEST(Model, AgreesAfterCallsThatOnceWentWrong) {
         },
     };
     for (const std::vector<Words>& sequence : sequences) {
-        Pair pair;
-        for (const Words& words : sequence) {
-            ASSERT_NE(pair.step(words), Taken::Differently) << pair.report();
+        for (const Look look : {Look::Always, Look::Seldom}) {
+            Pair pair(look);
+            for (const Words& words : sequence) {
+                ASSERT_NE(pair.step(words), Taken::Differently) << pair.report();
+            }
         }
     }
 }

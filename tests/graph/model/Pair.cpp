@@ -127,8 +127,6 @@ private:
         ++looks_;
         if (comparison_.isAlike() && (look_ == Look::Always || looks_ % seldom == 0)) {
             comparison_.compareEverything();
-        }
-        if (looks_ % seldom == 0) {
             comparison_.compareFactory();
         }
     }

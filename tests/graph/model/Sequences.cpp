@@ -1,12 +1,15 @@
 #include <tests/graph/model/Sequences.h>
 
+#include <tests/graph/model/OnCrash.h>
+
 #include <rapidcheck.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <ostream>
+#include <iostream>
+#include <memory>
 #include <random>
 #include <utility>
 #include <vector>
@@ -27,9 +30,10 @@ struct Sequence {
     bool isSmaller = false;  ///< Than when the largest chunks were tried.
 };
 
-void showValue(const Sequence& sequence, std::ostream& out) {
+void showSteps(const std::vector<Words>& steps, std::size_t count, std::ostream& out) {
     out << "{\n";
-    for (const Words& words : sequence.steps) {
+    for (std::size_t place = 0; place < count; ++place) {
+        const Words& words = steps[place];
         const auto end =
             std::find_if(words.rbegin(), words.rend(), [](std::uint16_t word) { return word != 0; }).base();
         out << "    {";
@@ -39,6 +43,10 @@ void showValue(const Sequence& sequence, std::ostream& out) {
         out << "},\n";
     }
     out << '}';
+}
+
+void showValue(const Sequence& sequence, std::ostream& out) {
+    showSteps(sequence.steps, sequence.steps.size(), out);
 }
 
 /// Lets the first steps make nodes and links, and most others compute, set and mark. Certain words decide about the
@@ -163,9 +171,16 @@ bool sequencesAgree(std::size_t wordsOfAStep, const MakePair& make, const TakeSt
     const std::size_t steps = shape == Shape::Large ? triesOfASequence : stepsOfASequence;
     return rc::check([&] {
         const Sequence sequence = *anySequence(wordsOfAStep, shape);
+        std::size_t begun = 0;
+        const OnCrash onCrash([&] {
+            std::cerr << "The last of these steps crashed:\n";
+            showSteps(sequence.steps, begun, std::cerr);
+            std::cerr << std::endl;
+        });
         const std::unique_ptr<Pair> pair = make();
         std::size_t taken = 0;
         for (const Words& words : sequence.steps) {
+            ++begun;
             const Taken outcome = take(*pair, words);
             if (outcome == Taken::Differently) {
                 RC_LOG() << pair->report();

@@ -3,14 +3,32 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace twins {
 
 namespace {
+
+/// The steps of the list in a text, as a compiler reads it.
+std::vector<Words> listIn(const std::string& text) {
+    std::vector<Words> steps;
+    std::istringstream lines(text.substr(std::min(text.find("\n{\n"), text.size() - 1) + 3));
+    for (std::string line; std::getline(lines, line) && line != "}";) {
+        std::replace_if(
+            line.begin(), line.end(), [](char c) { return c == '{' || c == '}' || c == ','; }, ' ');
+        std::istringstream numbers(line);
+        steps.emplace_back(std::istream_iterator<std::uint16_t>(numbers), std::istream_iterator<std::uint16_t>());
+    }
+    return steps;
+}
 
 bool agree(Look look, Shape shape = Shape::Any) {
     return sequencesAgree(
@@ -59,9 +77,29 @@ TEST(Sequences, AreShortenedToTheStepsThatMatterInFewTries) {
     };
     testing::internal::CaptureStderr();
     EXPECT_FALSE(sequencesAgree(2, make, take));
-    testing::internal::GetCapturedStderr();
+    const std::vector<Words> printed = listIn(testing::internal::GetCapturedStderr());
     EXPECT_EQ(fewest, 2U);
     EXPECT_LT(tries, 300U);
+    ASSERT_EQ(printed.size(), 2U);
+    EXPECT_EQ(printed[0].at(0) % 100, 42);
+    EXPECT_EQ(printed[1].at(1) % 100, 24);
+}
+
+TEST(Sequences, ArePrintedUpToTheStepThatCrashes) {
+    const auto crash = [] {
+        std::size_t steps = 0;
+        sequencesAgree(
+            mostWords, [] { return std::make_unique<Pair>(Look::Seldom); },
+            [&](Pair&, const Words&) {
+                if (++steps == 3) {
+                    std::raise(SIGSEGV);
+                }
+                return Taken::Alike;
+            });
+    };
+    // In a process of its own.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(crash(), "The last of these steps crashed:\n.\n( *.[0-9, ]+.,\n){3}.\n");
 }
 
 }  // namespace twins

@@ -116,7 +116,7 @@ Step Steps::choose(const Words& words) {
     const std::vector<Id> nodes = aliveNodes();
     const Id port = any(ports);
     const Id node = nodes.empty() ? none : any(nodes);
-    const std::size_t kind = below(116);
+    const std::size_t kind = below(119);
     if (kind < 12 || nodes.size() < 6) {
         return createNode(manager);
     }
@@ -156,7 +156,10 @@ Step Steps::choose(const Words& words) {
     if (kind < 114) {
         return lendPortList(node);
     }
-    return kind < 115 ? computeOften(manager, node) : linkInARow(manager);
+    if (kind < 116) {
+        return kind < 115 ? computeOften(manager, node) : linkInARow(manager);
+    }
+    return kind < 118 ? makePortOn(node) : handInNothing(node, port);
 }
 
 Step Steps::linkByNames(Id manager) {
@@ -289,14 +292,7 @@ Step Steps::onStorage(std::size_t kind, Id port, const std::vector<Id>& ports) {
         const Id from = any(ports);
         return step(
             "copyValue", both_.portText(port) + " from " + both_.portText(from),
-            [=](World& world) {
-                if (world.ports[port].type != world.ports[from].type) {
-                    world.isLeftOut = true;
-                } else {
-                    world.copyValue(port, from);
-                }
-            },
-            [=] { both_.at(port)->copyValue(both_.at(from)); });
+            [=](World& world) { world.copyValue(port, from); }, [=] { both_.at(port)->copyValue(both_.at(from)); });
     }
     return withoutMemory(step(
         "reset", both_.portText(port), [=](World& world) { world.resetPort(port); }, [=] { both_.at(port)->reset(); }));
@@ -413,6 +409,44 @@ Step Steps::addPort(Id node, bool input) {
             }
             return added;
         });
+}
+
+/// As a node class makes its own.
+Step Steps::makePortOn(Id node) {
+    const bool input = chance(60);
+    const bool isNumber = chance(50);
+    const std::string name = any<std::string>({prefixed("x1"), prefixed("x2"), "a", "o"});
+    return step(
+        "addTo", name + " to " + nodeText(node),
+        [=](World& world) {
+            const bool made = world.addPort(node, world.newPort(name, isNumber ? "DoublePort" : "StringPort"), input);
+            if (!made) {
+                world.ports.removeLast();
+            }
+            return made;
+        },
+        [=] {
+            Port* made = isNumber ? static_cast<Port*>(Numbers::addTo(*both_.twin(node), name, input))
+                                  : Texts::addTo(*both_.twin(node), name, input);
+            if (made != nullptr) {
+                const SparedFromShortage spared;
+                both_.ports.push_back(made);
+            }
+            return made != nullptr;
+        });
+}
+
+/// Null, where a port is asked for.
+Step Steps::handInNothing(Id node, Id port) {
+    if (chance(30)) {
+        return withoutMemory(step(
+            "copyValue of null", both_.portText(port), [=](World& world) { world.copyValue(port, none); },
+            [=] { both_.at(port)->copyValue(nullptr); }));
+    }
+    const bool input = chance(50);
+    return step(
+        "add null", "to " + nodeText(node), [](World& world) { world.addNoPort(); },
+        [=] { input ? both_.twin(node)->addInputPort(nullptr) : both_.twin(node)->addOutputPort(nullptr); });
 }
 
 Step Steps::removePort(Id node, bool input) {

@@ -75,6 +75,8 @@ private:
     Step onPortLists(model::Id node);
     Step onRemovedPort(model::Id node, bool input);
     Step addPort(model::Id node, bool input);
+    Step makePortOn(model::Id node);
+    Step handInNothing(model::Id node, model::Id port);
     Step removePort(model::Id node, bool input);
     Step lendPortList(model::Id node);
     Step setNode(model::Id port, model::Id node);
