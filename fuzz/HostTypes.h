@@ -2,7 +2,6 @@
 
 #include <TessilGraph/graph/ComputeData.h>
 #include <TessilGraph/graph/Node.h>
-#include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <array>

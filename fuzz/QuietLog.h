@@ -1,4 +1,4 @@
-#pragma once
+#pragma once  // IWYU pragma: always_keep
 
 #include <TessilUtils/Logger.h>
 

@@ -36,8 +36,7 @@ all() {
 
 case "${1:-}" in
 code) list '*.h' '*.cpp' '*.h.in' ;;
-# All but the hosts that stand for themselves.
-sources) list '*.cpp' | { grep -v '^tests/package/' || true; } ;;
+sources) list '*.cpp' ;;
 headers)
     {
         list 'TessilGraph/*.h' 'TessilUtils/*.h' | { grep -v /internal/ || true; }

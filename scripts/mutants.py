@@ -417,7 +417,7 @@ def survivors(table):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--count", type=int, default=120, help="how many that compile to another library; 120 by default")
+    parser.add_argument("--count", type=int, default=160, help="how many that compile to another library; 160 by default")
     parser.add_argument("--first", type=int, default=0, help="leave out as many of the seed's order")
     parser.add_argument("--seed", type=int, default=1, help="decides what is tried and in which order; 1 by default")
     parser.add_argument("--under", nargs="+", default=FOLDERS, help="files or folders to put faults into")

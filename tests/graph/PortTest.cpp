@@ -4,7 +4,6 @@
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/graph/LoosePort.h>
-#include <tests/graph/PortMessages.h>
 #include <tests/support/ProbeNode.h>
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include <TessilUtils/Curve.h>
 #include <TessilUtils/Image.h>
 #include <TessilUtils/Logger.h>
-#include <TessilUtils/Mesh.h>
+#include <TessilUtils/Mesh.h>  // IWYU pragma: keep
 #include <TessilUtils/ParallelFor.h>
 
 #include <atomic>

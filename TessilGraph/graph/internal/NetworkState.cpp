@@ -1,9 +1,9 @@
 #include <TessilGraph/graph/internal/NetworkState.h>
 
 #include <TessilGraph/graph/internal/LevelWalk.h>
-#include <TessilGraph/graph/internal/MarkPlan.h>
+#include <TessilGraph/graph/internal/MarkPlan.h>  // IWYU pragma: keep
 #include <TessilGraph/graph/internal/WalkPlan.h>
-#include <TessilGraph/graph/internal/WalkScratch.h>
+#include <TessilGraph/graph/internal/WalkScratch.h>  // IWYU pragma: keep
 
 namespace TessilGraph::internal {
 
