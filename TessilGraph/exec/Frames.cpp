@@ -76,6 +76,9 @@ public:
     /// at the same time.
     virtual void store(Port* port, std::size_t frame) = 0;
 
+    /// Default values in all frames.
+    virtual void clear() = 0;
+
     const std::string node;
     const std::string port;
 };
@@ -85,7 +88,7 @@ class TypedColumn : public Column {
 public:
     TypedColumn(const std::string& nodeName, const std::string& portName, std::size_t count)
         : Column(nodeName, portName), count_(count), values_(new T[count]) {
-        std::fill_n(values_.get(), count, defaultPortValue<T>());
+        TypedColumn::clear();
     }
 
     void store(Port* stored, std::size_t frame) override {
@@ -93,6 +96,8 @@ public:
             values_[frame] = typed->getRef();
         }
     }
+
+    void clear() override { std::fill_n(values_.get(), count_, defaultPortValue<T>()); }
 
     std::vector<T> values() const { return std::vector<T>(values_.get(), values_.get() + count_); }
 
@@ -189,6 +194,12 @@ public:
     std::size_t count() const { return count_; }
 
     RunStatus run(const ComputeData* data, const RunOptions& options) {
+        if (Access::nodes(network_).state()->running.load(std::memory_order_relaxed)) {
+            return RunStatus::Busy;  // Before an input is set: the evaluation that this comes from goes on.
+        }
+        for (const auto& column : columns_) {
+            column->clear();
+        }
         internal::RunControl control(options);
         control.setTotal(count_);
         // Of the nodes' progress nobody wants to know.
@@ -239,16 +250,7 @@ private:
         const std::size_t last = count_ - 1;
         const std::size_t threads = std::min<std::size_t>(internal::TaskGroup::concurrency(), last - first + 1);
         const std::size_t batch = std::max<std::size_t>(1, (last - first) / (threads * batchesPerThread));
-        std::vector<std::unique_ptr<Copy>> copies;
-        for (std::size_t i = 1; i < threads; ++i) {
-            copies.push_back(std::make_unique<Copy>(network_));
-            if (Access::nodes(copies.back()->network).size() != Access::nodes(network_).size()) {
-                copies.clear();
-                break;
-            }
-            copies.back()->stage = std::make_unique<Stage>(copies.back()->network, drives_, columns_);
-        }
-
+        const std::vector<std::unique_ptr<Copy>> copies = copy(threads - 1);
         std::atomic<std::size_t> next{first};
         std::atomic<RunStatus> ended{RunStatus::Done};
         const auto work = [&](Stage& mine) {
@@ -278,6 +280,26 @@ private:
         tasks.run([&work, &stage] { work(stage); });
         tasks.wait();
         return control.isCancelled() ? RunStatus::Cancelled : ended.load();
+    }
+
+    /// So many copies of the network, or none where they would not do.
+    std::vector<std::unique_ptr<Copy>> copy(std::size_t count) const {
+        const std::vector<std::string> targets = Stage::targetsOf(columns_);
+        std::vector<std::unique_ptr<Copy>> copies;
+        try {
+            for (std::size_t i = 0; i < count; ++i) {
+                copies.push_back(std::make_unique<Copy>(network_));
+                NetworkManager& network = copies.back()->network;
+                if (!internal::isTrueCopy(Access::nodes(network_), targets, Access::nodes(network))) {
+                    return {};
+                }
+                copies.back()->stage = std::make_unique<Stage>(network, drives_, columns_);
+            }
+        } catch (...) {
+            // Nodes that cannot be cloned, or that find no memory for it, are computed where they are.
+            return {};
+        }
+        return copies;
     }
 
     NetworkManager& network_;

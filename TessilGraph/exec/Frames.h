@@ -19,10 +19,15 @@ namespace TessilGraph {
 /// afterwards the network stands at the last frame. Where that pays, frames are computed on several
 /// threads, each with a copy of the network (`NetworkManager::clone`). Networks go through the frames in
 /// order, and by themselves, when something upstream of the columns keeps state or outputs, wants to be
-/// computed alone, comes from another network or is wired by hand, or when a node has no clone. Copies
-/// assume that clean nodes show what they compute from their inputs.
+/// computed alone, comes from another network or is wired by hand, or when a node has no clone that is of
+/// its class and has its ports, links and values. Copies assume that clean nodes show what they compute
+/// from their inputs: a class that computes from anything else, a member that the host sets for one,
+/// takes that along in `clone`, or is declared to keep state (`NodeTraits`).
 ///
-/// Threads: as the network manager, which is not owned and must be there while `run` is called.
+/// Nodes are known by their names: one that is gone or renamed meanwhile is driven no more.
+///
+/// Threads: as the network manager, which is not owned and must be there while `drive`, `collect` or
+/// `run` is called.
 class TESSILGRAPH_API Frames {
 public:
     /// For frames number 0 up to `count`.
@@ -44,7 +49,8 @@ public:
     bool collect(const std::string& node, const std::string& port);
 
     /// Goes through the frames. Stops early when it is cancelled or a node throws; the columns hold what
-    /// was computed until then, and default values.
+    /// was computed until then, and default values. `Busy`, and nothing is done, when a prepared evaluation
+    /// of the network is under way.
     ///
     /// @param options cutting off, cancelling and progress as for `PreparedEvaluation::run`, progress
     /// counted in frames. `parallel` allows several threads.

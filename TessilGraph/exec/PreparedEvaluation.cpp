@@ -297,11 +297,12 @@ PreparedEvaluation::PreparedEvaluation(PreparedEvaluation&&) noexcept = default;
 PreparedEvaluation& PreparedEvaluation::operator=(PreparedEvaluation&&) noexcept = default;
 
 RunResult PreparedEvaluation::run(const ComputeData* data, const RunOptions& options) {
-    return impl_->run(data, options);
+    return impl_ != nullptr ? impl_->run(data, options) : RunResult{RunStatus::NetworkGone, 0};
 }
 
 const std::vector<std::string>& PreparedEvaluation::targets() const {
-    return impl_->targets();
+    static const std::vector<std::string> none;
+    return impl_ != nullptr ? impl_->targets() : none;
 }
 
 }  // namespace TessilGraph

@@ -85,6 +85,7 @@ public:
     /// Values that stand elsewhere come home when the last evaluation of a network goes.
     ~PreparedEvaluation();
 
+    /// What was moved from has no network any more, and no targets.
     PreparedEvaluation(PreparedEvaluation&&) noexcept;
     PreparedEvaluation& operator=(PreparedEvaluation&&) noexcept;
 

@@ -62,10 +62,83 @@ public:
     TessilGraph::Node* clone() override { return nullptr; }
 };
 
+/// Cannot be copied.
+class Sealed : public Pass<Sealed> {
+public:
+    TessilGraph::Node* clone() override { throw std::runtime_error("sealed"); }
+};
+
+/// Its clones have the ports that its class has, and no others.
+class SumOfAll : public TessilGraph::NodeShape<SumOfAll> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        double sum = 0.0;
+        for (auto port = inputPortCBegin(); port != inputPortCEnd(); ++port) {
+            sum += dynamic_cast<TessilGraph::PortTemplate<double>&>(**port).get();
+        }
+        for (auto port = outputPortCBegin(); port != outputPortCEnd(); ++port) {
+            dynamic_cast<TessilGraph::PortTemplate<double>&>(**port).set(sum);
+        }
+        return true;
+    }
+
+private:
+    TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
+};
+
+/// Its clones are of the class that it derives from.
+class Doubles : public TessilGraph::BufferDouble {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        outputPort()->set(2.0 * inputPort()->get());
+        return true;
+    }
+};
+
+/// Its clones begin anew.
+class Forgetful : public Pass<Forgetful> {
+public:
+    bool compute(const TessilGraph::ComputeData*) override {
+        out_->set(in_->get() + more_->get());
+        return true;
+    }
+
+    TessilGraph::Node* clone() override {
+        auto* copy = new Forgetful;
+        copy->setName(name());
+        return copy;
+    }
+
+private:
+    TessilGraph::PortTemplate<double>* more_ = TessilGraph::addInput<double>(*this, "more");
+};
+
+/// Goes through frames of its own network while it is computed.
+class Impatient : public Pass<Impatient> {
+public:
+    bool compute(const TessilGraph::ComputeData* data) override {
+        if (frames != nullptr) {
+            statuses.push_back(frames->run(nullptr));
+        }
+        return Pass::compute(data);
+    }
+
+    TessilGraph::Frames* frames = nullptr;
+    std::vector<TessilGraph::RunStatus> statuses;
+};
+
 }  // namespace tests
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::LastTen>{"LastTen", 9204, outputKeepingNode};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Sealed>{"Sealed", 9241};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::SumOfAll>{"SumOfAll", 9242};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Forgetful>{"Forgetful", 9243};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Impatient>{"Impatient", 9244};
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Fragile>{"Fragile", 9205, pureNode};
 template <>
@@ -234,6 +307,96 @@ TEST_P(FramesOf, NodesThatHaveNoCopiesAreComputedAllTheSame) {
     EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
     expectFigures(frames);
     EXPECT_EQ(frames.column<double>("unique", "out"), frames.column<double>("slow3", "out"));
+}
+
+TEST_P(FramesOf, NodesThatThrowWhenTheyAreCopiedAreComputedAllTheSame) {
+    network_.addNode(new tests::Sealed, "sealed");
+    network_.connectAttr("slow3", "out", "sealed", "in");
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("sealed", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+    EXPECT_EQ(frames.column<double>("sealed", "out"), frames.column<double>("slow3", "out"));
+}
+
+/// What `name` shows in each frame, added to "slow3", which is 4 more than the input.
+class FramesOfCopies : public FramesOf {
+protected:
+    void expectColumn(const std::string& name, const std::string& port, double factor, double more) {
+        Frames frames(network_, frameCount);
+        ASSERT_TRUE(frames.drive("first", "in1", in1_));
+        ASSERT_TRUE(frames.collect<double>(name, port));
+        ASSERT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+        const std::vector<double> column = frames.column<double>(name, port);
+        for (std::size_t frame = 0; frame < frameCount; ++frame) {
+            ASSERT_EQ(column[frame], factor * (in1_[frame] + 4.0) + more) << frame;
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(OnOneAndSeveralThreads, FramesOfCopies, testing::Bool());
+
+TEST_P(FramesOfCopies, ThatLackAnInputAreNotUsed) {
+    auto* sum = new tests::SumOfAll;
+    network_.addNode(sum, "sum");
+    sum->addInputPort(new PortTemplate<double>("a"));
+    ASSERT_TRUE(network_.connectAttr("slow3", "out", "sum", "a"));
+    expectColumn("sum", "out", 1.0, 0.0);
+}
+
+TEST_P(FramesOfCopies, ThatLackAnOutputAreNotUsed) {
+    network_.createNode("AddDouble", "add");
+    ASSERT_TRUE(network_.connectAttr("slow3", "out", "add", "in1"));
+    network_.getNode("add")->addOutputPort(new PortTemplate<double>("other"));
+    Frames frames(network_, frameCount);
+    ASSERT_TRUE(frames.drive("first", "in1", in1_));
+    ASSERT_TRUE(frames.collect<double>("add", "other"));
+    output<double>(network_, "add", "other").set(7.0);
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    EXPECT_EQ(frames.column<double>("add", "other"), std::vector<double>(frameCount, 7.0));
+}
+
+TEST_P(FramesOfCopies, OfAnotherClassAreNotUsed) {
+    network_.addNode(new tests::Doubles, "doubles");
+    ASSERT_TRUE(network_.connectAttr("slow3", "out", "doubles", "in"));
+    expectColumn("doubles", "out", 2.0, 0.0);
+}
+
+TEST_P(FramesOfCopies, ThatForgetAValueAreNotUsed) {
+    network_.addNode(new tests::Forgetful, "forgetful");
+    ASSERT_TRUE(network_.connectAttr("slow3", "out", "forgetful", "in"));
+    input<double>(network_, "forgetful", "more").set(3.0);
+    expectColumn("forgetful", "out", 1.0, 3.0);
+}
+
+TEST_P(FramesOf, AreBusyWithinTheirOwnRunAndLeaveTheInputsAlone) {
+    auto* impatient = new tests::Impatient;
+    network_.addNode(impatient, "impatient");
+    network_.connectAttr("slow3", "out", "impatient", "in");
+    Frames frames(network_, 3);
+    ASSERT_TRUE(frames.drive("first", "in1", std::vector<double>{1.0, 2.0, 3.0}));
+    ASSERT_TRUE(frames.collect<double>("impatient", "out"));
+    impatient->frames = &frames;
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    EXPECT_EQ(frames.column<double>("impatient", "out"), (std::vector<double>{5.0, 6.0, 7.0}));
+    EXPECT_EQ(impatient->statuses, std::vector<RunStatus>(3, RunStatus::Busy));
+}
+
+TEST_P(FramesOf, HoldDefaultValuesWhereARunDidNotCome) {
+    Frames frames(network_, 5);
+    ASSERT_TRUE(frames.drive("first", "in1", std::vector<double>{1.0, 2.0, 3.0, 4.0, 5.0}));
+    ASSERT_TRUE(frames.collect<double>("slow3", "out"));
+    ASSERT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    CancelToken token;
+    options_.cancel = &token;
+    options_.progress = [&token](std::uint64_t done, std::uint64_t) {
+        if (done == 2) {
+            token.cancel();
+        }
+    };
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Cancelled);
+    EXPECT_EQ(frames.column<double>("slow3", "out"), (std::vector<double>{5.0, 6.0, 0.0, 0.0, 0.0}));
 }
 
 TEST_P(FramesOf, NetworksThatReadStorageOutsideShowWhatStandsThere) {

@@ -714,6 +714,14 @@ TEST_F(Prepared, CanBeMoved) {
     expectResult(other.run(), RunStatus::Done, 2);
 }
 
+TEST_F(Prepared, HasNoNetworkOnceItWasMovedFrom) {
+    PreparedEvaluation evaluation(*network, "sum1");
+    const PreparedEvaluation other = std::move(evaluation);
+    // NOLINTNEXTLINE(bugprone-use-after-move): that is what this is about.
+    EXPECT_EQ(evaluation.run().status, RunStatus::NetworkGone);
+    EXPECT_TRUE(evaluation.targets().empty());
+}
+
 TEST_F(Prepared, NodesMayWireInTheirCompute) {
     makeDiamond();
     probe<Pipe>("extra");

@@ -5,8 +5,11 @@
 #include <TessilGraph/graph/internal/Access.h>
 #include <TessilGraph/graph/internal/OpenLists.h>
 #include <TessilGraph/graph/internal/TraitsByte.h>
+#include <TessilGraph/graph/internal/ValueType.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <typeinfo>
 #include <unordered_map>
 
 namespace TessilGraph::internal {
@@ -59,6 +62,8 @@ public:
         return true;
     }
 
+    const std::vector<Node*>& nodes() const { return nodes_; }
+
     /// Takes nodes away that nobody reads any longer; what stays runs in a circle.
     bool runInACircle() const {
         std::vector<std::size_t> readers(nodes_.size());
@@ -95,10 +100,8 @@ private:
     std::unordered_map<const Node*, std::size_t> places_;
 };
 
-}  // namespace
-
-bool copiesGiveTheSame(const NodeSet& nodes, const std::vector<std::string>& targets) {
-    Upstream upstream;
+/// False when a target is not there.
+bool addAll(Upstream& upstream, const NodeSet& nodes, const std::vector<std::string>& targets) {
     for (const std::string& target : targets) {
         Node* node = nodes.find(target);
         if (node == nullptr) {
@@ -106,7 +109,57 @@ bool copiesGiveTheSame(const NodeSet& nodes, const std::vector<std::string>& tar
         }
         upstream.add(*node);
     }
-    return upstream.fill([&nodes](Node& node) { return mayBeCopied(node, nodes); }) && !upstream.runInACircle();
+    return true;
+}
+
+/// Values that don't compare pass.
+bool areOfOneValue(Port& port, Port& copy) {
+    const ValueType* type = valueTypeOf(port);
+    if (type == nullptr) {
+        return true;
+    }
+    const void* value = type->shown(port);
+    return type->same(value, type->shown(copy)) || !type->same(value, value);
+}
+
+/// Whether two inputs show the same: a value of their own, or the output of that name of a node of that name.
+bool areFedAlike(Port& input, Port& copy) {
+    const Port* source = input.input();
+    const Port* other = copy.input();
+    if (source == nullptr || other == nullptr) {
+        return source == other && areOfOneValue(input, copy);
+    }
+    return source->node() != nullptr && other->node() != nullptr &&
+           Access::name(*source->node()) == Access::name(*other->node()) && source->name() == other->name();
+}
+
+template <class F>
+bool arePairs(const PortRange& ports, const PortRange& copies, const F& areAlike) {
+    return std::equal(ports.begin(), ports.end(), copies.begin(), copies.end(), [&](Port* port, Port* copy) {
+        return port != nullptr && copy != nullptr && typeid(*port) == typeid(*copy) && port->name() == copy->name() &&
+               areAlike(*port, *copy);
+    });
+}
+
+bool isTrueCopy(const Node& node, const Node& copy) {
+    return typeid(node) == typeid(copy) && arePairs(Access::inputs(node), Access::inputs(copy), areFedAlike) &&
+           arePairs(Access::outputs(node), Access::outputs(copy), [](const Port&, const Port&) { return true; });
+}
+
+}  // namespace
+
+bool copiesGiveTheSame(const NodeSet& nodes, const std::vector<std::string>& targets) {
+    Upstream upstream;
+    return addAll(upstream, nodes, targets) &&
+           upstream.fill([&nodes](Node& node) { return mayBeCopied(node, nodes); }) && !upstream.runInACircle();
+}
+
+bool isTrueCopy(const NodeSet& nodes, const std::vector<std::string>& targets, const NodeSet& copy) {
+    Upstream upstream;
+    return addAll(upstream, nodes, targets) && upstream.fill([&copy](const Node& node) {
+        const Node* other = copy.find(Access::name(node));
+        return other != nullptr && isTrueCopy(node, *other);
+    });
 }
 
 }  // namespace TessilGraph::internal
