@@ -15,7 +15,7 @@ cmake --build --preset coverage -j "$(nproc)"
 find "$counted" -name '*.gcda' -delete
 # Left out is what takes long where everything is counted and reaches nothing that shorter tests don't, and what runs
 # other builds of the libraries or none.
-other_programs='large_tests|unloading|.*_exports|(more_|large_|memory_)?sequence_tests|.*_valgrind|nodes_symbols|further_port_types.*|own_node_type|vehicle_.*'
+other_programs='large_tests|unloading.*|.*_exports|(more_|large_|memory_)?sequence_tests|.*_valgrind|nodes_symbols|further_port_types.*|own_node_type|vehicle_.*'
 long_tests='PlansInStep.*PartsOfPlain*:PlansInStep.*PartsWhose*:RandomNetworks.*CutOff:Model.*OneLongRun:LevelWalk.LeavesSlow*'
 LD_LIBRARY_PATH=$PWD/$counted/TessilGraph:$PWD/$counted/TessilUtils GTEST_FILTER="-$long_tests" \
     ctest --preset release -E "^($other_programs)\$"

@@ -3,8 +3,10 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +15,9 @@
 // The program is not linked to the library: what it loads is the only thing that uses it.
 
 namespace {
+
+/// Nothing grows from load to load but by chance; the address sanitizer holds back a hundred that were freed.
+const long kilobytesALoad = FAULTS_SANITIZED ? 300 : 4;
 
 /// A host's plugin, and with it the library.
 class Plugin {
@@ -58,16 +63,20 @@ TEST(Unloading, MayHappenAgainAndAgain) {
         first = plugin.evaluate();
         EXPECT_GT(first, 0.0);
     }
-    long before = 0;
-    for (int times = 0; times < 60; ++times) {
-        const Plugin plugin;
-        EXPECT_EQ(plugin.evaluate(), first);
-        if (times == 20) {
-            before = residentMemory();
+    // What comes once, such as the memory of a thread that starts late, is not in the least of them. The first part
+    // may find room that was left over.
+    long leastGrowth = std::numeric_limits<long>::max();
+    for (int part = 0; part < 5; ++part) {
+        const long before = residentMemory();
+        for (int times = 0; times < 15; ++times) {
+            const Plugin plugin;
+            EXPECT_EQ(plugin.evaluate(), first);
+        }
+        if (part > 0) {
+            leastGrowth = std::min(leastGrowth, residentMemory() - before);
         }
     }
-    // The registers of a library that was loaded once go on taking room, a few dozen kilobytes at most.
-    EXPECT_LT(residentMemory() - before, 40 * 256);
+    EXPECT_LT(leastGrowth, 15 * kilobytesALoad);
 }
 
 TEST(Unloading, LeavesThreadsAloneThatUsedTheLibrary) {
