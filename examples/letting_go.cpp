@@ -39,16 +39,20 @@ void releaseAddedNodes() {
     second->reset();
 }
 
-/// A node that waits after a `reset` is the host's as soon as its name is given to another type.
+/// A node that waits after a `reset` is the host's as soon as another type is asked for under its name, also where
+/// nothing comes of that.
 void releaseAnOverwrittenNode() {
-    std::cout << "overwritten by createNode\n";
-    NetworkManager network;
-    Node* waiting = network.createNode("Witness", "one");
-    network.reset();
-    Node* made = network.createNode("OtherWitness", "one");
-    std::cout << "  now: " << made->typeStr() << "\n";
-    delete waiting;
-    std::cout << "  the network goes\n";
+    for (const char* type : {"OtherWitness", "witness", "Unknown"}) {
+        std::cout << "overwritten by createNode of " << type << "\n";
+        NetworkManager network;
+        Node* waiting = network.createNode("Witness", "one");
+        network.reset();
+        const Node* made = network.createNode(type, "one");
+        std::cout << "  now: " << (made != nullptr ? made->typeStr() : "nothing") << "\n";
+        waiting->setName("waiting");
+        delete waiting;
+        std::cout << "  the network goes\n";
+    }
 }
 
 /// So it is when its name is deleted while it waits.
@@ -58,6 +62,12 @@ void releaseANodeThatWaitsUnderADeletedName() {
     Node* waiting = network.createNode("Witness", "waiting");
     network.reset();
     network.deleteNode("waiting");  // There is no such node in the network.
+    delete waiting;
+
+    waiting = network.createNode("Witness", "waiting");
+    network.reset();
+    network.addNode(new Witness<2>, "waiting");
+    network.deleteNode("waiting");  // There is one, and it is deleted.
     delete waiting;
 }
 
@@ -70,6 +80,23 @@ void dropWhatWaits() {
     network.reset();
     network.createNode("Witness", "second");
     network.clearNodeCache();  // Only what is not in use.
+    network.reset();
+    network.createNode("OtherWitness", "third");
+    network.renameNode("third", "second");  // The one that waits under that name goes.
+    std::cout << "  the network goes\n";
+}
+
+/// So are those of the network itself; each is deleted once, under however many names it was added.
+void dropWhatIsInUse() {
+    std::cout << "in use\n";
+    NetworkManager network;
+    auto* node = new Witness<1>;
+    network.addNode(node, "first");
+    network.addNode(node, "second");
+    network.deleteNode("first");
+    std::cout << "  " << network.getNodeNames().size() << " nodes\n";
+    network.createNode("Witness", "third");
+    network = NetworkManager();
     std::cout << "  the network goes\n";
 }
 
@@ -117,6 +144,7 @@ int main() {
     releaseAnOverwrittenNode();
     releaseANodeThatWaitsUnderADeletedName();
     dropWhatWaits();
+    dropWhatIsInUse();
     releasePorts();
     releaseCopies();
     return 0;

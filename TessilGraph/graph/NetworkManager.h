@@ -33,8 +33,8 @@ struct NodeCacheEntry {
 /// once, under however many names it was added. Nobody but the host owns a node that the manager has
 /// let go of:
 /// - one that came in through `addNode` and was dropped by `reset`;
-/// - one that waits in the cache while `createNode` makes a node of another type under its name, or is
-///   asked for an unknown type;
+/// - one that waits in the cache while `createNode` is asked for another type under its name, be that an
+///   unknown one, or for its own with the first letter in lower case;
 /// - one that waits in the cache while `deleteNode` is called with its name.
 ///
 /// The host keeps a pointer to such nodes, calls `Node::reset` for all of them, since those that were
