@@ -1,9 +1,12 @@
 #pragma once
 
-// Everything the library offers to a host that uses its nodes, in one line: every public header but
-// ShapeCompute.h and MatrixShapeCompute.h. These two hold the compute of the shapes; wherever they are
-// in sight, a built-in node that is made there has its compute compiled anew. Only the source in which
-// a host instantiates node classes of its own includes them.
+/// @file
+/// Everything the library offers to a host that uses its nodes, in one line: every public header but
+/// ShapeCompute.h and MatrixShapeCompute.h. These two hold the compute of the shapes; wherever they are
+/// in sight, a built-in node that is made there has its compute compiled anew. Only the source in which
+/// a host instantiates node classes of its own includes them.
+///
+/// Threads: the first `initTessilGraph` returns before any other use begins; the rest stands with each thing.
 
 #include <TessilGraph/Export.h>
 #include <TessilGraph/Version.h>

@@ -15,6 +15,8 @@ namespace TessilGraph {
 class NetworkManager;
 
 /// How a prepared evaluation is to run.
+///
+/// Threads: a run reads it on several threads, and nobody changes it before the run has ended.
 struct RunOptions {
     /// Side by side where that pays, judged by the times of earlier runs; small work stays on the
     /// caller's thread. The results are the same bits either way.
@@ -48,6 +50,9 @@ enum class RunStatus {
     Busy          ///< Called from within a run on the same network; nothing was done.
 };
 
+/// What came of a run.
+///
+/// Threads: a value; it is the caller's.
 struct RunResult {
     RunStatus status = RunStatus::Done;
     std::uint64_t computed = 0;  ///< Nodes that were computed.

@@ -10,6 +10,8 @@ namespace TessilGraph {
 
 /// The first eight bytes of a text as a number that compares as they do; those that a shorter text
 /// lacks count as 0.
+///
+/// Threads: any number at once, while nobody changes the text.
 inline std::uint64_t leadingBytes(const char* text, std::size_t size) {
     const auto byte = [text](std::size_t index) {
         return static_cast<std::uint64_t>(static_cast<unsigned char>(text[index]));
@@ -31,6 +33,8 @@ inline std::uint64_t leadingBytes(const char* text, std::size_t size) {
 }
 
 /// At most eight bytes of text as a number, which no other text of that size has.
+///
+/// Threads: any number at once, while nobody changes the text.
 [[gnu::always_inline]] inline std::uint64_t packedBytes(const char* text, std::size_t size) {
     const auto byte = [text](std::size_t index) {
         return static_cast<std::uint64_t>(static_cast<unsigned char>(text[index]));
@@ -46,6 +50,8 @@ inline std::uint64_t leadingBytes(const char* text, std::size_t size) {
 }
 
 /// Equality of names, which are short most of the time.
+///
+/// Threads: any number at once, while nobody changes the texts.
 inline bool isSameText(std::string_view one, std::string_view other) {
     if (one.size() != other.size()) {
         return false;

@@ -9,6 +9,8 @@
 namespace TessilGraph {
 
 /// For an index that knows positions and nothing else.
+///
+/// Threads: any number at once.
 struct NothingBeside {};
 
 /// Finds by the hash of a name the position at which somebody else keeps it. Eight bytes a name and what

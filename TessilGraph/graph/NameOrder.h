@@ -118,6 +118,9 @@ private:
     std::vector<Keyed> keyed_;
 };
 
+/// As `NameOrder::sort`.
+///
+/// Threads: as `NameOrder`.
 template <class Item, class NameOf>
 void sortByName(std::vector<Item>& items, NameOf nameOf) {
     NameOrder<Item, NameOf>::sort(items, nameOf);

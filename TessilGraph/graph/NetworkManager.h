@@ -18,6 +18,8 @@ struct Access;
 }
 
 /// What a network manager keeps of a node that it made, so that it can hand it out again.
+///
+/// Threads: as the manager.
 struct NodeCacheEntry {
     bool inUse = false;    ///< The node is part of the network; false while it waits after a `reset`.
     Node* node = nullptr;  ///< Null when the factory knew no such type.

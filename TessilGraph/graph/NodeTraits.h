@@ -10,6 +10,8 @@ class Node;
 
 /// What evaluation may rely on for the nodes of a class. A class of which nothing is declared keeps no
 /// state and no outputs, gets on with others, and is not pure.
+///
+/// Threads: a value; any number may read it while nobody changes it.
 struct NodeTraits {
     /// What `compute` writes depends on earlier calls, not on the inputs alone.
     bool keepsState = false;

@@ -23,6 +23,8 @@ namespace TessilGraph {
 using Long = std::int32_t;
 
 /// What a port type is called. Only the value types that are listed here have ports.
+///
+/// Threads: any number at once; it is constant.
 template <class T>
 inline constexpr const char* portTypeStr = nullptr;
 
@@ -51,6 +53,8 @@ template <> inline constexpr const char* portTypeStr<std::vector<TessilUtils::Me
 // clang-format on
 
 /// The value that a new or reset port of type `T` holds: zero, empty, null, or the identity.
+///
+/// Threads: any number at once.
 template <class T>
 T defaultPortValue() {
     if constexpr (std::is_same_v<T, Imath::V3d>) {

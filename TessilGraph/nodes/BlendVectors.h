@@ -9,6 +9,8 @@ namespace TessilGraph {
 
 /// Blends from "inVector1" (parameter 0) to "inVector2" (parameter 1). The parameter is not clamped:
 /// beyond [0, 1] it extrapolates.
+///
+/// Threads: as `NodeShape`.
 class TESSILGRAPH_API BlendVectors : public NodeShape<BlendVectors> {
 public:
     PortTemplate<Imath::V3d>* inVector1Port() const { return inVector1_; }

@@ -17,6 +17,8 @@ namespace TessilGraph {
 /// 5 greater or equal; any other code means equal. Strings compare byte by byte. For matrices, vectors
 /// and quaternions: 0 all components equal, 1 not all equal; any other code gives false. A NaN equals
 /// nothing, itself included.
+///
+/// Threads: as `NodeShape`.
 template <class T>
 class TESSILGRAPH_API CompareNode : public NodeShape<CompareNode<T>> {
 public:

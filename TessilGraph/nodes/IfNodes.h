@@ -14,6 +14,8 @@
 namespace TessilGraph {
 
 /// Passes "in1" on when "if" is true and "in2" otherwise. Only the chosen input is read.
+///
+/// Threads: as `NodeShape`.
 template <class T>
 class TESSILGRAPH_API IfNode : public NodeShape<IfNode<T>> {
 public:
@@ -32,6 +34,8 @@ private:
 };
 
 /// Reserved: the type string and the number are taken, the node cannot be made.
+///
+/// Threads: any number at once.
 template <>
 class IfNode<TessilUtils::Curve> {
 public:

@@ -7,10 +7,13 @@
 
 namespace TessilGraph {
 
-// Scalar arithmetic. The first parameter of a class is the value type of its family, then come the
-// types of its inputs and of its output. Doubles follow the standard math library: no argument is
-// clamped, NaN and infinities are results like any other. Sum, difference and product also exist for
-// vectors (VectorNodes.h) and matrices (MatrixNodes.h).
+/// @file
+/// Scalar arithmetic. The first parameter of a class is the value type of its family, then come the
+/// types of its inputs and of its output. Doubles follow the standard math library: no argument is
+/// clamped, NaN and infinities are results like any other. Sum, difference and product also exist for
+/// vectors (VectorNodes.h) and matrices (MatrixNodes.h).
+///
+/// Threads: the node classes as `NodeShape`.
 
 /// in1 + in2. Integers wrap in 32 bits, strings are joined.
 template <class T, class In1, class In2, class Out>

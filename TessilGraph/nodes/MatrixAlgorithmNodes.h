@@ -10,9 +10,12 @@
 
 namespace TessilGraph {
 
-// Matrices act on row vectors: a point stands left of the matrix, translation in row 3. Angles are
-// radians. Directions of ordinary size, whose squares neither overflow nor vanish, need no unit length.
-// Nothing here raises, whatever the input: what a degenerate input leaves open is said at the node.
+/// @file
+/// Matrices act on row vectors: a point stands left of the matrix, translation in row 3. Angles are
+/// radians. Directions of ordinary size, whose squares neither overflow nor vanish, need no unit length.
+/// Nothing here raises, whatever the input: what a degenerate input leaves open is said at the node.
+///
+/// Threads: the node classes as `NodeShape`.
 
 /// The direction "vector" transformed by the upper 3x3 of "matrix": row 3 and column 3 have no effect.
 class TESSILGRAPH_API MultiDirMatrixNode

@@ -11,9 +11,12 @@
 
 namespace TessilGraph {
 
-// Matrices act on row vectors: a point stands left of the matrix, translation in row 3, and in a
-// product the left factor is applied first. Angles are radians. The nodes that apply a transform
-// work on a copy; the value of the "matrix" input never changes.
+/// @file
+/// Matrices act on row vectors: a point stands left of the matrix, translation in row 3, and in a
+/// product the left factor is applied first. Angles are radians. The nodes that apply a transform
+/// work on a copy; the value of the "matrix" input never changes.
+///
+/// Threads: the node classes as `NodeShape`.
 
 /// The inverse of "in"; the identity when there is none, and also when the determinant of an affine
 /// matrix underflows, as that of a scale by 1e-120 does.

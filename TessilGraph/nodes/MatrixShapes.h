@@ -8,11 +8,12 @@
 
 namespace TessilGraph {
 
-// Shapes of nodes with a matrix input. Like those of NodeShape.h they serve hosts as well: the source in
-// which a host instantiates a class of its own on one of them includes
-// <TessilGraph/nodes/MatrixShapeCompute.h>.
-//
-// Threads: as UnaryNode.
+/// @file
+/// Shapes of nodes with a matrix input. Like those of NodeShape.h they serve hosts as well: the source in
+/// which a host instantiates a class of its own on one of them includes
+/// <TessilGraph/nodes/MatrixShapeCompute.h>.
+///
+/// Threads: all of them as `UnaryNode`.
 
 /// A node with the input "matrix" and the output "out" = N::evaluate(matrix).
 template <class N, class Out>

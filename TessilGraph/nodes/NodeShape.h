@@ -15,10 +15,10 @@ namespace TessilGraph {
 
 // What all built-in node classes are made of, and what a host makes its own from: derive from one of
 // the shapes below, give the class a typeInfo row, and register it with registerNodes.
-//
-// Threads: what stands with NodeShape holds for all built-in node classes; where one differs it says so.
 
 /// The type string that a node class is registered under, its number, and what evaluation may rely on.
+///
+/// Threads: a value; any number may read it while nobody changes it.
 struct TypeInfo {
     const char* str = "";
     unsigned int id = 0;
@@ -26,12 +26,16 @@ struct TypeInfo {
 };
 
 /// The catalogue row of node class `N`. Every node class has one, next to the class.
+///
+/// Threads: any number at once; it is constant.
 template <class N>
 inline constexpr TypeInfo typeInfo{};
 
 /// Makes an input port with the default value of `T`. `node` owns it from then on. Null, with the
 /// reason logged, when the node has an input of that name. Expanded in place, where the hash of a literal
 /// is a constant.
+///
+/// Threads: as `Node::addInputPort`.
 template <class T>
 [[gnu::always_inline]] inline PortTemplate<T>* addInput(Node& node, const char* name) {
     constexpr bool asInput = true;
@@ -40,6 +44,8 @@ template <class T>
 
 /// Makes an output port with the default value of `T`. `node` owns it from then on. Null, with the
 /// reason logged, when the node has an output of that name.
+///
+/// Threads: as `Node::addOutputPort`.
 template <class T>
 [[gnu::always_inline]] inline PortTemplate<T>* addOutput(Node& node, const char* name) {
     constexpr bool asInput = false;
@@ -68,7 +74,8 @@ void declareTraitsOfRow() {
 /// What all node classes share. `N` is the node class itself; it adds its ports and `compute`.
 ///
 /// Threads: as `Node`. `creator` and the other static functions, and making and destroying nodes that
-/// stand in no network, are for any number of threads at once.
+/// stand in no network, are for any number of threads at once. This holds for all built-in node classes;
+/// where one differs it says so.
 template <class N>
 class TESSILGRAPH_API NodeShape : public Node {
 public:

@@ -5,14 +5,17 @@
 
 namespace TessilGraph {
 
-// The compute of the shapes, for the one source in which a host instantiates node classes of its own on
-// UnaryNode or BinaryNode; nothing else includes this. It stands apart from the classes, and from
-// TessilGraph.h, so that using a built-in node never compiles its compute anew, with other compiler
-// flags than the library's.
-//
-// The library is compiled without fused multiply-add, so that its figures do not depend on the processor or
-// on optimisation. For the same of a host's own rules, compile that source with -ffp-contract=off, and with
-// g++ with -fno-tree-slp-vectorize where they convert between float and double; never with -ffast-math.
+/// @file
+/// The compute of the shapes, for the one source in which a host instantiates node classes of its own on
+/// UnaryNode or BinaryNode; nothing else includes this. It stands apart from the classes, and from
+/// TessilGraph.h, so that using a built-in node never compiles its compute anew, with other compiler
+/// flags than the library's.
+///
+/// The library is compiled without fused multiply-add, so that its figures do not depend on the processor or
+/// on optimisation. For the same of a host's own rules, compile that source with -ffp-contract=off, and with
+/// g++ with -fno-tree-slp-vectorize where they convert between float and double; never with -ffast-math.
+///
+/// Threads: `compute` as in `Node`; it calls `evaluate` without a lock, and so on several threads at once.
 
 template <class N, class In, class Out>
 bool UnaryNode<N, In, Out>::compute(const ComputeData*) {

@@ -6,6 +6,8 @@
 namespace TessilGraph {
 
 /// Passes an integer through, unchanged: a named place where a value enters or fans out.
+///
+/// Threads: as `NodeShape`.
 class TESSILGRAPH_API BufferLong : public NodeShape<BufferLong> {
 public:
     PortTemplate<Long>* inputPort() const { return in_; }
@@ -19,6 +21,8 @@ private:
 };
 
 /// Passes a double through, bit for bit: a named place where a value enters or fans out.
+///
+/// Threads: as `NodeShape`.
 class TESSILGRAPH_API BufferDouble : public NodeShape<BufferDouble> {
 public:
     PortTemplate<double>* inputPort() const { return in_; }

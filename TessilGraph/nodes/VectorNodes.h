@@ -8,7 +8,10 @@
 
 namespace TessilGraph {
 
-// Vector arithmetic and conversions. NaN and infinities are results like any other.
+/// @file
+/// Vector arithmetic and conversions. NaN and infinities are results like any other.
+///
+/// Threads: the node classes as `NodeShape`.
 
 /// The length of "in". It does not underflow for very small vectors, but is infinite from about 1e154 on.
 template <class T, class In, class Out>
