@@ -141,10 +141,11 @@ void NetworkManager::addNode(Node* node, const std::string& name) {
 }
 
 Node* NetworkManager::createNode(const std::string& type, const std::string& name) {
-    const NodeSet::FreeName unique(nodes_, name);
+    const std::string kept = name;  // A host's creator may change what that refers to.
+    const NodeSet::FreeName unique(nodes_, kept);
     Node* waiting = waitingNode(unique);
     if (waiting != nullptr && waiting->typeStr() == type) {
-        enterMade(*waiting, unique, name);
+        enterMade(*waiting, unique, kept);
         internal::LentLists::noteLinks(*waiting);
         return waiting;
     }
@@ -153,7 +154,7 @@ Node* NetworkManager::createNode(const std::string& type, const std::string& nam
         setCacheEntry(unique, {true, nullptr});
         return nullptr;
     }
-    enterMade(*node, unique, name);
+    enterMade(*node, unique, kept);
     return node.release();
 }
 
@@ -169,21 +170,33 @@ void NetworkManager::enterMade(Node& node, const NodeSet::FreeName& unique, cons
 
 void NetworkManager::deleteNode(const std::string& name) {
     const HashedName key(name);
-    const NodeSet::Position position = nodes_.positionOf(key);
-    Node* node = nullptr;
-    std::size_t oneSidedLinks = 0;
-    if (position != NodeSet::none) {
-        node = &nodes_.nodeAt(position);
-        oneSidedLinks = countOneSidedLinks(*node);
-        nodes_.remove(position, key);
+    const Node* node = nodes_.find(key);
+    std::size_t oneSidedLinks = node != nullptr ? countOneSidedLinks(*node) : 0;
+    if (oneSidedLinks == 0) {
+        remove(key);
+        return;
     }
-    eraseCacheEntry(key);
-    if (node != nullptr) {
-        destroy(*node);
-    }
-    // Last, for the sink is the host's and finds the network in order.
+    // The sink is the host's: it may delete the node itself, or rename it, and whatever the name stands in.
+    const std::string kept = name;
     for (; oneSidedLinks > 0; --oneSidedLinks) {
         TessilUtils::Logger::error() << "Connection doesn't exist";
+    }
+    if (nodes_.find(kept) == node) {
+        remove(kept);
+    }
+}
+
+/// A node, if there is one of that name, and what the cache has under it.
+void NetworkManager::remove(const HashedName& name) {
+    const NodeSet::Position position = nodes_.positionOf(name);
+    Node* node = nullptr;
+    if (position != NodeSet::none) {
+        node = &nodes_.nodeAt(position);
+        nodes_.remove(position, name);
+    }
+    eraseCacheEntry(name);
+    if (node != nullptr) {
+        destroy(*node);
     }
 }
 

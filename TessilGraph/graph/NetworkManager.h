@@ -34,7 +34,7 @@ struct NodeCacheEntry {
 /// deletes them in `deleteNode`, `clearNodeCache`, `cleanNetwork`, assignment and its destructor, each
 /// once, under however many names it was added. Nobody but the host owns a node that the manager has
 /// let go of:
-/// - one that came in through `addNode` and was dropped by `reset`;
+/// - one that came in through `addNode`, or by copying a network, and was dropped by `reset`;
 /// - one that waits in the cache while `createNode` is asked for another type under its name, be that an
 ///   unknown one, or for its own with the first letter in lower case;
 /// - one that waits in the cache while `deleteNode` is called with its name.
@@ -145,7 +145,8 @@ public:
 
     /// Stores the order in which the whole network upstream of a node is evaluated. It is not kept
     /// up to date: whoever changes the wiring clears it or stores it anew. Only nodes that this manager deletes drop
-    /// out of it, so it is cleared before one dies that another manager or the host deletes.
+    /// out of it, so it is cleared before one dies that another manager or the host deletes. A node that is made under
+    /// the name of one that dropped out is not in it.
     void cacheNodeNetwork(const std::string& name);
     void clearNodeNetworkCache(const std::string& name);
     void clearNodeNetworkCaches();
@@ -156,10 +157,10 @@ public:
     void clearNodeCache();
 
     /// Empties the network and resets the nodes that `createNode` made; they wait in the cache.
-    /// Nodes that came in through `addNode` are let go of as they are, and are the host's. Stored orders are dropped.
-    /// When a host's node throws out of its `reset`, the others are reset all the same, and the first exception reaches
-    /// the caller at the end. What one makes there stays in the network, and another node that was to wait under such a
-    /// name is deleted.
+    /// Nodes that came in through `addNode`, and the clones of a copy, are let go of as they are, and are the host's.
+    /// Stored orders are dropped. When a host's node throws out of its `reset`, the others are reset all the same, and
+    /// the first exception reaches the caller at the end. What one makes there stays in the network, and another node
+    /// that was to wait under such a name is deleted.
     void reset();
 
     /// Deletes all nodes, waiting ones too, and drops the stored orders. Nothing is unlinked, so that destructors of
@@ -175,6 +176,7 @@ private:
     friend struct internal::Access;
 
     Node* waitingNode(const HashedName& name) const;
+    void remove(const HashedName& name);
     void enterMade(Node& node, const NodeSet::FreeName& unique, const std::string& asked);
     bool isCached(NodeSet::Position position, const HashedName& name) const;
     void copyFrom(const NetworkManager& other);

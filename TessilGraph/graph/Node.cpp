@@ -135,14 +135,12 @@ bool Node::compute(const ComputeData*) {
 }
 
 void Node::reset() {
-    for (Port* port : inputs_.range()) {
-        if (port != nullptr) {
-            port->reset();
-        }
-    }
-    for (Port* port : outputs_.range()) {
-        if (port != nullptr) {
-            port->reset();
+    for (const PortList* ports : {&inputs_, &outputs_}) {
+        // A host's port may well add some to the list, or remove them.
+        for (std::size_t place = 0; place < ports->range().size(); ++place) {
+            if (Port* port = ports->range()[place]) {
+                port->reset();
+            }
         }
     }
 }

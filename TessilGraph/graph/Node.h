@@ -65,6 +65,10 @@ public:
     /// that are asked to run in parallel, it may also make, link, rename and delete other nodes of its network: one
     /// that goes before its turn is left out. And it may evaluate others, but none that it feeds. It never deletes
     /// itself, nor the whole network.
+    ///
+    /// A mark on a node that it does not feed may count for this evaluation or for the next, and what this evaluation
+    /// computes later is clean although that node is dirty: a host that wants it to count marks that node again
+    /// when the evaluation has ended.
     virtual bool compute(const ComputeData* data);
 
     /// Resets all ports, inputs first: links, values, links to outside storage. Only this node's

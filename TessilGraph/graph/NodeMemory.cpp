@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/internal/Access.h>
 
+#include <limits>
 #include <new>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -45,7 +46,11 @@ constexpr std::uint32_t manyPieces = 1U << 30;
 /// What an output takes when it gets a second link.
 constexpr std::uint32_t roomForLinks = 32;
 
+/// What a block needs beside its first piece fits behind that, too.
 std::size_t roundUp(std::size_t size) {
+    if (size > std::numeric_limits<std::size_t>::max() / 2) {
+        throw std::bad_alloc();
+    }
     return (size + alignment - 1) / alignment * alignment;
 }
 

@@ -242,7 +242,8 @@ bool Port::disconnectFrom(Port* other) {
     return true;
 }
 
-/// Ports with the same value are of one type, unless a host's own class says otherwise.
+/// Ports with the same value are of one type, unless a host's own class says otherwise. Those with different values
+/// never are, whatever hosts' classes say, since one would read the other's.
 bool Port::hasTypeOf(const Port& other) const {
     if (valueType_ != 0 && valueType_ == other.valueType_) {
         const std::type_info& library = *internal::valueTypeOf(*this)->port;
@@ -250,7 +251,8 @@ bool Port::hasTypeOf(const Port& other) const {
             return true;
         }
     }
-    return typeStr() == other.typeStr();
+    const bool mayReadEachOther = valueType_ == other.valueType_ || valueType_ == 0 || other.valueType_ == 0;
+    return mayReadEachOther && typeStr() == other.typeStr();
 }
 
 bool Port::isLinkedWith(const Port& other) const {

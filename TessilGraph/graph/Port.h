@@ -42,8 +42,9 @@ public:
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
 
-    /// The name of the port's type. Ports can be linked when these names are equal. A class that gives the name of one
-    /// of the library's port types derives from that `PortTemplate`: its peers read its value as such a port.
+    /// The name of the port's type. Ports can be linked when these names are equal and their values, if both have one,
+    /// are of one type. A class that gives the name of one of the library's port types derives from that
+    /// `PortTemplate`: its peers read its value as such a port.
     virtual std::string typeStr() const;
 
     virtual ~Port();

@@ -131,7 +131,8 @@ void PortTemplate<T>::copyValue(Port* other) {
 template <class T>
 void PortTemplate<T>::reset() {
     Port::reset();
-    internal::Access::ownValue(*this) = defaultPortValue<T>();
+    T fresh = defaultPortValue<T>();
+    std::swap(internal::Access::ownValue(*this), fresh);  // Assigned to, a string would keep its room.
     setLink(nullptr);
 }
 

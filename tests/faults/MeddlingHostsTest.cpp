@@ -423,7 +423,83 @@ TEST_F(MeddlingHosts, MayDeleteInASinkTheNodeThatIsBeingDeleted) {
     EXPECT_EQ(Meddler::alive, 0);
 }
 
+TEST_F(MeddlingHosts, FindInASinkTheNodeThatIsBeingDeleted) {
+    NetworkManager network;
+    makeTriangle(network);
+    network.getNode("b")->reset();
+    std::vector<bool> found;
+    const SinkScope sink([&] { found.push_back(network.getNode("a") != nullptr); });
+    network.deleteNode("a");
+    EXPECT_EQ(found, std::vector<bool>{true});
+    EXPECT_EQ(network.getNodeNames(), (Names{"b", "c"}));
+}
+
+TEST_F(MeddlingHosts, KeepANodeThatASinkRenamedBeforeItWasDeleted) {
+    NetworkManager network;
+    makeTriangle(network);
+    network.getNode("b")->reset();
+    const SinkScope sink([&] { network.renameNode("a", "saved"); });
+    network.deleteNode("a");
+    EXPECT_EQ(network.getNodeNames(), (Names{"b", "c", "saved"}));
+}
+
+TEST_F(MeddlingHosts, MayChangeInACreatorTheNameThatWasAskedFor) {
+    NetworkManager network;
+    auto asked = std::make_unique<std::string>("a name that is too long for a string without room of its own");
+    const std::string expected = *asked;
+    onCreate = [&] { asked.reset(); };
+    Node* made = network.createNode("FaultsMaker", *asked);
+    EXPECT_EQ(made->name(), expected);
+    EXPECT_EQ(network.getNode(expected), made);
+}
+
 using TypedPort = TessilGraph::PortTemplate<double>;
+
+/// Says how many other inputs its node has, and sees to it.
+class CountPort : public TypedPort {
+public:
+    using TypedPort::TypedPort;
+
+    void copyValue(TessilGraph::Port* other) override {
+        TypedPort::copyValue(other);
+        for (int i = 0; i < static_cast<int>(get()); ++i) {
+            node()->addInputPort(new TypedPort(std::to_string(i)));
+        }
+    }
+
+    void reset() override {
+        for (int i = 0; i < static_cast<int>(get()); ++i) {
+            const std::unique_ptr<TessilGraph::Port> port(node()->getInputPort(std::to_string(i)));
+            node()->removeInputPort(port->name());
+        }
+        TypedPort::reset();
+    }
+};
+
+TEST_F(MeddlingHosts, MayAddAndRemovePortsWhileOneIsCopiedOrReset) {
+    constexpr std::size_t many = 100;
+    NetworkManager network;
+    make(network, {"a"});
+    Node& node = *network.getNode("a");
+    auto* count = new CountPort("count");
+    node.addInputPort(count);
+    count->set(static_cast<double>(many));
+    for (std::size_t i = 0; i < many; ++i) {
+        auto* port = new TypedPort(std::to_string(i));
+        node.addInputPort(port);
+        port->set(static_cast<double>(i));
+    }
+    Meddler clone;
+    auto* copied = new CountPort("count");
+    clone.addInputPort(copied);
+    TessilGraph::copyUnconnected(node, &clone);
+    ASSERT_EQ(clone.numInputPorts(), many + 3);
+    EXPECT_EQ(dynamic_cast<TypedPort&>(*clone.getInputPort("99")).get(), 99.0);
+    clone.reset();
+    EXPECT_EQ(clone.numInputPorts(), 3U);
+    network.reset();
+    EXPECT_EQ(node.numInputPorts(), 3U);
+}
 
 Names portsOf(const Node& node) {
     Names names = node.getInputPortNames();

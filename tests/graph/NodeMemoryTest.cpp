@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -287,6 +288,15 @@ TEST(NodeMemory, GivesPiecesThatMayHoldAnything) {
         NodeMemory::release(piece);
     }
     NodeMemory::release(nullptr);
+}
+
+TEST(NodeMemory, HasNoRoomForMoreBytesThanThereAre) {
+    for (const std::size_t missing : {std::size_t{0}, std::size_t{3}, std::size_t{100}}) {
+        const volatile std::size_t size = std::numeric_limits<std::size_t>::max() - missing;
+        EXPECT_THROW(Port::operator delete(Port::operator new(size)), std::bad_alloc);
+        EXPECT_THROW(Node::operator delete(Node::operator new(size)), std::bad_alloc);
+        EXPECT_EQ(Port::operator new(size, std::nothrow), nullptr);
+    }
 }
 
 }  // namespace

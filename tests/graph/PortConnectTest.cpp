@@ -167,6 +167,30 @@ TEST(Port, AsksForTypesBeforeItLooksForALink) {
     EXPECT_EQ(takeLog(), Messages{typeMessage("StringPort", "DoublePort")});
 }
 
+/// Two host classes, one name.
+TEST(Port, RefusesOneOfTheSameTypeNameWhoseValueIsOfAnotherType) {
+    class Number : public PortTemplate<double> {
+    public:
+        using PortTemplate<double>::PortTemplate;
+        std::string typeStr() const override { return "Mine"; }
+    };
+    class Text : public PortTemplate<std::string> {
+    public:
+        using PortTemplate<std::string>::PortTemplate;
+        std::string typeStr() const override { return "Mine"; }
+    };
+    Pipe a;
+    Pipe b;
+    auto* number = new Number("number");
+    auto* text = new Text("text");
+    a.addOutputPort(number);
+    b.addInputPort(text);
+    EXPECT_FALSE(number->connectTo(text));
+    EXPECT_FALSE(text->connectTo(number));
+    EXPECT_EQ(takeLog(), (Messages{typeMessage("Mine", "Mine"), typeMessage("Mine", "Mine")}));
+    EXPECT_EQ(text->get(), "");
+}
+
 TEST(Port, ComparesTypeStringsExactly) {
     class Shouting : public PortTemplate<double> {
     public:

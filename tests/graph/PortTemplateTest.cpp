@@ -581,6 +581,14 @@ TEST(PortTemplate, LeavesWhatALinkPointsToAlone) {
     EXPECT_EQ(*outside, "kept");
 }
 
+TEST(PortTemplate, GivesBackTheRoomOfATextThatIsReset) {
+    PortTemplate<std::string> port("p");
+    port.set(std::string(100000, 'x'));
+    port.reset();
+    EXPECT_EQ(port.get(), "");
+    EXPECT_LT(port.getRef().capacity(), 100U);
+}
+
 TEST(PortTemplate, KeepsNaNAndSignedZero) {
     PortTemplate<double> port("p");
     port.set(-0.0);
