@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <ostream>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,7 @@ using TessilGraph::Frames;
 using TessilGraph::Node;
 using TessilGraph::PreparedEvaluation;
 using TessilGraph::RunOptions;
+using TessilGraph::RunResult;
 using TessilGraph::RunStatus;
 
 namespace {
@@ -213,63 +215,100 @@ TEST_P(ThrowingFrames, LeaveTheNetworkUsable) {
 
 INSTANTIATE_TEST_SUITE_P(OnOneThreadAndSeveral, ThrowingFrames, testing::Bool());
 
-class CancelledRuns : public testing::TestWithParam<bool> {
+/// How a run is made that somebody cancels.
+struct CancelledWay {
+    std::string name;
+    bool parallel;
+    bool cutOff;
+    bool odd;  ///< It walks afresh.
+};
+
+void PrintTo(const CancelledWay& way, std::ostream* out) {
+    *out << way.name;
+}
+
+class CancelledRuns : public testing::TestWithParam<CancelledWay> {
 protected:
+    CancelledRuns() {
+        if (GetParam().odd) {
+            makeOdd(doers_.network);
+        }
+    }
     ~CancelledRuns() override { deed = nullptr; }
 
-    /// Cancels at some point, and completes.
+    static bool isOnOneThread() { return !GetParam().parallel; }
+
+    /// Cancels at some point, and completes, be it `completesOtherwise` as to cutting off. Returns what the cancelled
+    /// run did.
     template <class CancelAt>
-    void expectToBeCompletedAfter(const CancelAt& cancelAt, double value) {
+    RunResult expectToBeCompletedAfter(const CancelAt& cancelAt, double value, bool completesOtherwise = false) {
         doers_.change(value);
         CancelToken token;
         RunOptions options;
-        options.parallel = GetParam();
+        options.parallel = GetParam().parallel;
+        options.cutOff = GetParam().cutOff;
         options.cancel = &token;
         cancelAt(token, options);
-        const TessilGraph::RunResult cancelled = evaluation_.run(nullptr, options);
+        const RunResult cancelled = evaluation_.run(nullptr, options);
         deed = nullptr;
         options.progress = nullptr;
         token.reset();
         expectDirtinessReachesDownstream(doers_);
-        EXPECT_LE(cancelled.computed, doers_.names.size());
-        if (cancelled.computed < doers_.names.size()) {
+        EXPECT_EQ(cancelled.computed + doers_.countDirty(), doers_.names.size());
+        if (doers_.isAnyDirty()) {
             EXPECT_EQ(cancelled.status, RunStatus::Cancelled);
         }
-        const TessilGraph::RunResult completed = evaluation_.run(nullptr, options);
+        options.cutOff = options.cutOff != completesOtherwise;
+        const RunResult completed = evaluation_.run(nullptr, options);
         EXPECT_EQ(completed.status, RunStatus::Done);
         EXPECT_EQ(cancelled.computed + completed.computed, doers_.names.size());
         EXPECT_FALSE(doers_.isAnyDirty());
         EXPECT_EQ(doers_.values(), rightValues(value));
+        return cancelled;
     }
 
     Doers doers_;
     PreparedEvaluation evaluation_{doers_.network, doers_.names};
 };
 
+/// One thread computes nothing more, several nothing that waits for that node.
 TEST_P(CancelledRuns, AreCompletedWhicheverNodeCancels) {
     double value = 0.0;
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 6; ++round) {
         for (const std::string& name : doers_.names) {
             SCOPED_TRACE(name);
-            expectToBeCompletedAfter(
-                [&name](CancelToken& token, RunOptions&) {
-                    deed = [&token, name](Node& node) {
+            std::atomic<std::uint64_t> computes{0};
+            std::atomic<std::uint64_t> until{0};
+            const RunResult cancelled = expectToBeCompletedAfter(
+                [&](CancelToken& token, RunOptions&) {
+                    deed = [&](Node& node) {
+                        const std::uint64_t count = ++computes;
                         if (node.name() == name) {
+                            until = count;
                             token.cancel();
                         }
                     };
                 },
-                value += 1.0);
+                value += 1.0, round % 2 == 1);
+            EXPECT_EQ(cancelled.computed, computes);
+            const bool feedsAny = doers_.network.getNode(name)->getOutputPort("out")->numConnections() != 0;
+            if (isOnOneThread()) {
+                EXPECT_EQ(computes, until);
+            }
+            if (feedsAny || (isOnOneThread() && until < doers_.names.size())) {
+                EXPECT_EQ(cancelled.status, RunStatus::Cancelled);
+                EXPECT_LT(cancelled.computed, doers_.names.size());
+            }
         }
     }
 }
 
 TEST_P(CancelledRuns, AreCompletedWhereverTheyAreCancelledByWhoIsToldOfTheirProgress) {
     double value = 0.0;
-    for (int round = 0; round < 5; ++round) {
-        for (std::uint64_t at = 0; at <= doers_.names.size(); ++at) {
+    for (int round = 0; round < 6; ++round) {
+        for (std::uint64_t at = 1; at <= doers_.names.size(); ++at) {
             SCOPED_TRACE(at);
-            expectToBeCompletedAfter(
+            const RunResult cancelled = expectToBeCompletedAfter(
                 [at](CancelToken& token, RunOptions& options) {
                     options.progress = [&token, at](std::uint64_t done, std::uint64_t) {
                         if (done >= at) {
@@ -277,15 +316,30 @@ TEST_P(CancelledRuns, AreCompletedWhereverTheyAreCancelledByWhoIsToldOfTheirProg
                         }
                     };
                 },
-                value += 1.0);
+                value += 1.0, round % 2 == 1);
+            EXPECT_GE(cancelled.computed, at);
+            if (isOnOneThread()) {
+                EXPECT_EQ(cancelled.computed, at);
+            }
         }
     }
 }
 
-TEST_P(CancelledRuns, AreCompletedWhenTheyWereCancelledBeforehand) {
-    expectToBeCompletedAfter([](CancelToken& token, RunOptions&) { token.cancel(); }, 3.0);
+TEST_P(CancelledRuns, ComputeNothingWhenTheyWereCancelledBeforehand) {
+    for (double value = 1.0; value < 5.0; value += 1.0) {
+        const RunResult cancelled =
+            expectToBeCompletedAfter([](CancelToken& token, RunOptions&) { token.cancel(); }, value);
+        EXPECT_EQ(cancelled.status, RunStatus::Cancelled);
+        EXPECT_EQ(cancelled.computed, 0U);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(OnOneThreadAndSeveral, CancelledRuns, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(Ways, CancelledRuns,
+                         testing::Values(CancelledWay{"OnOneThread", false, false, false},
+                                         CancelledWay{"CuttingOff", false, true, false},
+                                         CancelledWay{"WalkingAfresh", false, false, true},
+                                         CancelledWay{"OnSeveralThreads", true, false, false},
+                                         CancelledWay{"OnSeveralThreadsCuttingOff", true, true, false}),
+                         [](const testing::TestParamInfo<CancelledWay>& info) { return info.param.name; });
 
 }  // namespace

@@ -102,14 +102,15 @@ public:
         return found;
     }
 
-    bool isAnyDirty() {
+    std::size_t countDirty() {
+        std::size_t count = 0;
         for (const TessilGraph::Node* node : network.getAllNodes()) {
-            if (node->isDirty()) {
-                return true;
-            }
+            count += node->isDirty() ? 1 : 0;
         }
-        return false;
+        return count;
     }
+
+    bool isAnyDirty() { return countDirty() != 0; }
 
     static inline int last = 0;
     const int number = ++last;
