@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -262,6 +263,37 @@ TEST(EvaluationShortOfMemory, IsCompletedByPreparedRuns) {
 
 TEST(EvaluationShortOfMemory, IsCompletedByPreparedRunsOnSeveralThreads) {
     expectPreparedRunsComplete<SlowNodes>();
+}
+
+/// The evaluation itself is made while memory is short, too.
+template <class Nodes>
+struct Preparing : Nodes {
+    void run(const RunOptions& options) {
+        if (!evaluation) {
+            evaluation.emplace(this->network, std::vector<std::string>{"last", "n1_3"});
+        }
+        this->evaluateOften([&] { evaluation->run(nullptr, options); });
+    }
+
+    std::optional<PreparedEvaluation> evaluation;
+};
+
+template <class Nodes>
+void expectMadeEvaluationsComplete() {
+    for (const bool isParallel : {false, true}) {
+        RunOptions options;
+        options.parallel = isParallel;
+        everyAllocationFails<Preparing<Nodes>>([&options](Preparing<Nodes>& world) { world.run(options); },
+                                               Promise::Usable);
+    }
+}
+
+TEST(EvaluationShortOfMemory, IsPreparedOrLeavesTheNetworkUsable) {
+    expectMadeEvaluationsComplete<TinyNodes>();
+    expectMadeEvaluationsComplete<SlowNodes>();
+    everyAllocationFails<TinyNodes>([](TinyNodes& world) {
+        const PreparedEvaluation evaluation(world.network, "a target whose name finds no room in a string itself");
+    });
 }
 
 /// Links by hand make prepared runs walk afresh.
