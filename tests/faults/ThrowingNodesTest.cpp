@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <ostream>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace tests;
@@ -173,43 +175,113 @@ INSTANTIATE_TEST_SUITE_P(Ways, ThrowingNodes, testing::ValuesIn(waysOfEvaluating
 
 class ThrowingFrames : public testing::TestWithParam<bool> {
 protected:
+    static constexpr std::size_t count = 80;
+
+    ThrowingFrames() {
+        for (std::size_t frame = 0; frame < count; ++frame) {
+            numbers_.push_back(static_cast<double>(frame));
+        }
+        options_.parallel = GetParam();
+        evaluate(right_);
+        expected_ = columns_;
+    }
     ~ThrowingFrames() override { deed = nullptr; }
+
+    void evaluate(Doers& doers) {
+        Frames frames(doers.network, count);
+        for (std::size_t row = 0; row < rows; ++row) {
+            ASSERT_TRUE(frames.drive(doerName(0, row), "in1", numbers_));
+        }
+        const std::vector<std::string> names = {"last", doerName(columns - 1, 2)};
+        for (const std::string& name : names) {
+            ASSERT_TRUE(frames.collect<double>(name, "out"));
+        }
+        EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+        columns_.clear();
+        for (const std::string& name : names) {
+            columns_.push_back(frames.column<double>(name, "out"));
+        }
+    }
+
+    /// Throws whenever one of these is computed, from some computation on; at the same time as another thread does
+    /// where there is one.
+    void expectToBeCompletedAfter(const std::set<std::string>& throwers, int from) {
+        SCOPED_TRACE(*throwers.begin() + " from " + std::to_string(from));
+        Doers doers;
+        std::atomic<int> computes{0};
+        std::atomic<int> refusals{0};
+        const std::chrono::milliseconds longestWait(GetParam() && from > 1 ? 50 : 0);
+        deed = [&](Node& node) {
+            if (++computes >= from && throwers.count(node.name()) != 0) {
+                ++refusals;
+                const auto end = std::chrono::steady_clock::now() + longestWait;
+                while (refusals < 2 && std::chrono::steady_clock::now() < end) {
+                    std::this_thread::yield();
+                }
+                throw Refusal(node.name());
+            }
+        };
+        std::string first;
+        try {
+            evaluate(doers);
+        } catch (const Refusal& refusal) {
+            first = refusal.what();
+        }
+        deed = nullptr;
+        EXPECT_EQ(throwers.count(first), 1U) << first;
+        expectDirtinessReachesDownstream(doers);
+        expectRight(doers);
+    }
+
+    void expectRight(Doers& doers) {
+        evaluate(doers);
+        EXPECT_EQ(columns_, expected_);
+        EXPECT_FALSE(doers.isAnyDirty());
+        EXPECT_EQ(doers.values(), right_.values());
+    }
+
+    std::vector<double> numbers_;
+    RunOptions options_;
+    Doers right_;
+    std::vector<std::vector<double>> columns_;  ///< What was collected last.
+    std::vector<std::vector<double>> expected_;
 };
 
+/// One node, one time.
 TEST_P(ThrowingFrames, LeaveTheNetworkUsable) {
-    constexpr std::size_t count = 150;
-    std::vector<double> numbers(count);
-    for (std::size_t frame = 0; frame < count; ++frame) {
-        numbers[frame] = static_cast<double>(frame);
-    }
-    RunOptions options;
-    options.parallel = GetParam();
-    const auto evaluate = [&](Doers& doers, std::vector<double>& column) {
-        Frames frames(doers.network, count);
-        ASSERT_TRUE(frames.drive("n00", "in1", numbers));
-        ASSERT_TRUE(frames.collect<double>("last", "out"));
-        const RunStatus status = frames.run(nullptr, options);
-        EXPECT_EQ(status, RunStatus::Done);
-        column = frames.column<double>("last", "out");
-    };
-    Doers right;
-    std::vector<double> expected;
-    evaluate(right, expected);
     for (const int throwsAt : {1, 5, 60, 700}) {
         SCOPED_TRACE(throwsAt);
         Doers doers;
-        std::vector<double> found;
         std::atomic<int> computes{0};
         deed = [&](Node& node) {
             if (++computes == throwsAt) {
                 throw Refusal(node.name());
             }
         };
-        EXPECT_THROW(evaluate(doers, found), Refusal);
+        EXPECT_THROW(evaluate(doers), Refusal);
         deed = nullptr;
-        evaluate(doers, found);
-        EXPECT_EQ(found, expected);
-        EXPECT_EQ(doers.values(), right.values());
+        expectRight(doers);
+    }
+}
+
+/// From the first frame on, or from one on beside which copies may compute others.
+TEST_P(ThrowingFrames, LeaveTheNetworkUsableWhicheverNodeThrowsInEachFrame) {
+    for (const std::string& name : right_.names) {
+        for (const int from : {1, 60}) {
+            expectToBeCompletedAfter({name}, from);
+        }
+    }
+}
+
+TEST_P(ThrowingFrames, LeaveTheNetworkUsableWhenSeveralNodesThrowInEachFrame) {
+    for (std::size_t column = 0; column < columns; ++column) {
+        std::set<std::string> throwers;
+        for (std::size_t row = 0; row < rows; ++row) {
+            throwers.insert(doerName(column, row));
+        }
+        for (const int from : {1, 60, 61, 62, 700}) {
+            expectToBeCompletedAfter(throwers, from);
+        }
     }
 }
 
