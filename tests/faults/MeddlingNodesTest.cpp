@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 using namespace tests;
 using TessilGraph::Node;
@@ -115,6 +118,115 @@ TEST_P(MeddlingNodes, MayReadWhatTheyReadAnywayByTheNodesThemselves) {
         }
     });
     EXPECT_GT(sum, 0.0);
+}
+
+/// Who feeds what, as seen without opening any list.
+std::string linksOf(TessilGraph::NetworkManager& network) {
+    std::string text;
+    const auto note = [&text](const TessilGraph::Port& port) {
+        text += " " + port.name();
+        for (const TessilGraph::Port* peer : port.getConnections()) {
+            text += " - " + peer->node()->name() + "." + peer->name();
+        }
+    };
+    for (const std::string& name : network.getNodeNames()) {
+        const Node& node = *network.getNode(name);
+        text += "\n" + node.name() + ":";
+        for (auto port = node.inputPortCBegin(); port != node.inputPortCEnd(); ++port) {
+            note(**port);
+        }
+        for (auto port = node.outputPortCBegin(); port != node.outputPortCEnd(); ++port) {
+            note(**port);
+        }
+    }
+    return text;
+}
+
+/// What a node finds in the others while it is computed.
+struct Seen {
+    std::set<std::string> computed;        ///< Before it.
+    std::map<std::string, double> values;  ///< Of the outputs.
+};
+
+double outputOf(Doers& doers, const std::string& name) {
+    return dynamic_cast<TessilGraph::PortTemplate<double>&>(*doers.network.getNode(name)->getOutputPort("out")).get();
+}
+
+void expectSeen(Doers& doers, const Node& reader, Seen& seen) {
+    for (const std::string& name : doers.names) {
+        EXPECT_EQ(outputOf(doers, name), seen.values[name]) << name;
+        if (name != reader.name()) {
+            EXPECT_EQ(doers.network.getNode(name)->isDirty(), seen.computed.count(name) == 0) << name;
+        }
+        for (const char* input : {"in1", "in2"}) {
+            const TessilGraph::PortTemplate<double>& port = doers.port(name, input);
+            if (port.input() != nullptr) {
+                EXPECT_EQ(port.get(), seen.values[port.input()->node()->name()]) << name << "." << input;
+            }
+        }
+    }
+}
+
+/// Those that were computed are clean and have their new values, those still to come are dirty and have their old ones.
+TEST_P(MeddlingNodes, MayReadAllOthersWhereNoneIsComputedBesideThem) {
+    if (GetParam().beside) {
+        GTEST_SKIP() << "nodes are computed side by side";
+    }
+    std::vector<std::string> readers = Doers().names;
+    readers.emplace_back("all");
+    for (const std::string& reader : readers) {
+        SCOPED_TRACE(reader);
+        Doers doers;
+        const std::string links = linksOf(doers.network);
+        Seen seen;
+        for (double value = 1.0; value < 6.0; value += 1.0) {
+            doers.change(value);
+            seen.computed.clear();
+            deed = [&](Node& node) {
+                const std::string name = node.name();
+                if (reader == name || reader == "all") {
+                    EXPECT_EQ(linksOf(doers.network), links);
+                    expectSeen(doers, node, seen);
+                }
+                seen.computed.insert(name);
+                seen.values[name] = doers.port(name, "in1").get() * 0.5 + doers.port(name, "in2").get() + 1.0;
+            };
+            GetParam().evaluate(doers);
+            deed = nullptr;
+            EXPECT_EQ(seen.computed.size(), doers.names.size());
+            for (const std::string& name : doers.names) {
+                EXPECT_EQ(outputOf(doers, name), seen.values[name]) << name;
+            }
+        }
+        expectRight(doers, 7.0);
+    }
+}
+
+/// Lists that hosts may edit, of any node: the evaluation that is under way, and later ones, have to look at them.
+TEST_P(MeddlingNodes, MayOpenAnyListWhereNoneIsComputedBesideThem) {
+    if (GetParam().beside) {
+        GTEST_SKIP() << "nodes are computed side by side";
+    }
+    for (const int each : {1, 3}) {
+        int times = 0;
+        meddle([&](Node&) {
+            if (++times % each != 0) {
+                return;
+            }
+            TessilGraph::NetworkManager& network = doers_->network;
+            const std::string links = linksOf(network);
+            for (Node* other : network.getAllNodes()) {
+                for (auto port = other->inputPortBegin(); port != other->inputPortEnd(); ++port) {
+                    EXPECT_EQ((*port)->getConnections().size(), (*port)->numConnections());
+                }
+                for (auto port = other->outputPortBegin(); port != other->outputPortEnd(); ++port) {
+                    EXPECT_EQ((*port)->getConnections().size(), (*port)->numConnections());
+                }
+            }
+            EXPECT_EQ(linksOf(network), links);
+        });
+        EXPECT_GE(times, 12);
+    }
 }
 
 TEST_P(MeddlingNodes, MayMakeLinkRenameAndDeleteOthersWhereNoneIsComputedBesideThem) {
