@@ -1,7 +1,9 @@
 #include "Shortage.h"
 
 #include <dlfcn.h>
+#include <execinfo.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -15,10 +17,24 @@ std::atomic<bool> wasRefused{false};
 std::atomic<long> left{0};  // Allocations that succeed before one fails.
 thread_local int spared = 0;
 
-/// Embree leaves something behind where it runs out of memory, which is not ours to mend.
+bool isIn(const char* library, const void* address) {
+    Dl_info found;
+    return dladdr(address, &found) != 0 && std::strstr(found.dli_fname, library) != nullptr;
+}
+
+/// Embree leaves something behind where it runs out of memory, which is not ours to mend, and falls over it later. Its
+/// strings grow in the C++ library.
 bool isEmbree(const void* caller) {
-    Dl_info library;
-    return dladdr(caller, &library) != 0 && std::strstr(library.dli_fname, "libembree") != nullptr;
+    constexpr const char* standard = "libstdc++";
+    constexpr const char* embree = "libembree";
+    if (!isIn(standard, caller)) {
+        return isIn(embree, caller);
+    }
+    void* frames[16];
+    void** const end = frames + backtrace(frames, 16);
+    const auto isStandard = [](const void* frame) { return isIn(standard, frame); };
+    void** const user = std::find_if_not(std::find_if(frames, end, isStandard), end, isStandard);
+    return user != end && isIn(embree, *user);
 }
 
 }  // namespace
