@@ -62,6 +62,17 @@ public:
     TessilGraph::Node* clone() override { return nullptr; }
 };
 
+/// Counts its copies.
+class Counted : public Pass<Counted> {
+public:
+    static inline int clones = 0;
+
+    TessilGraph::Node* clone() override {
+        ++clones;
+        return TessilGraph::copyUnconnected(*this, new Counted);
+    }
+};
+
 /// Cannot be copied.
 class Sealed : public Pass<Sealed> {
 public:
@@ -131,6 +142,8 @@ public:
 
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::LastTen>{"LastTen", 9204, outputKeepingNode};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Counted>{"Counted", 9245};
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Sealed>{"Sealed", 9241};
 template <>
@@ -307,6 +320,19 @@ TEST_P(FramesOf, NodesThatHaveNoCopiesAreComputedAllTheSame) {
     EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
     expectFigures(frames);
     EXPECT_EQ(frames.column<double>("unique", "out"), frames.column<double>("slow3", "out"));
+}
+
+/// As long as nothing stands in the way: 200 frames of 80 us each.
+TEST_P(FramesOf, AreSharedOutAmongCopies) {
+    network_.addNode(new tests::Counted, "counted");
+    network_.connectAttr("slow3", "out", "counted", "in");
+    tests::Counted::clones = 0;
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    ASSERT_TRUE(frames.collect<double>("counted", "out"));
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+    expectFigures(frames);
+    EXPECT_EQ(tests::Counted::clones > 0, GetParam() && std::thread::hardware_concurrency() > 1);
 }
 
 TEST_P(FramesOf, NodesThatThrowWhenTheyAreCopiedAreComputedAllTheSame) {

@@ -174,9 +174,11 @@ TEST_F(MeddlingHosts, KeepWhatTheyMakeInReset) {
         EXPECT_EQ(network.getNode("b"), made);
         EXPECT_EQ(Meddler::alive, 4);
         EXPECT_EQ(valueOf(network, "b"), 2.0);
+        network.clearNodeCache();
+        EXPECT_EQ(Meddler::alive, 2);
         network.reset();
         EXPECT_EQ(network.createNode("FaultsMeddler", "b"), made);
-        EXPECT_EQ(Meddler::alive, 4);
+        EXPECT_EQ(Meddler::alive, 2);
     }
     EXPECT_EQ(Meddler::alive, 0);
 }
@@ -216,10 +218,12 @@ TEST_F(MeddlingHosts, LetWaitWhatTheyMadeAndResetInReset) {
             make(network, {"b"});
             made = network.getNode("b");
             network.reset();
-            network.addNode(own, "own");
+            make(network, {"d"});
+            network.addNode(own, "a");
+            network.deleteNode("d");
             onReset = outer;
         });
-        EXPECT_EQ(network.getNodeNames(), Names{"own"});
+        EXPECT_EQ(network.getNodeNames(), Names{"a"});
         EXPECT_EQ(Meddler::alive, 4);
         EXPECT_EQ(network.createNode("FaultsMeddler", "b"), made);
     }
@@ -550,6 +554,26 @@ TEST_F(MeddlingHosts, HaveAPortOnOneSideWhenBothAcceptIt) {
         EXPECT_TRUE(port->isInput());
         EXPECT_EQ(port->node(), &node);
     }
+}
+
+/// Also to where no network knows of it.
+TEST_F(MeddlingHosts, EvaluatePreparedWhatAPortFeedsFromItsNewNode) {
+    Meddler stranger;
+    NetworkManager network;
+    makeTriangle(network);
+    auto* port = new TypedPort("x");
+    network.getNode("a")->addOutputPort(port);
+    ASSERT_TRUE(network.connectAttr("a", "x", "b", "in2"));
+    TessilGraph::PreparedEvaluation evaluation(network, "c");
+    evaluation.run();
+    stranger.setDirty(false);
+    stranger.addOutputPort(port);
+    stranger.setDirty(true);
+    EXPECT_TRUE(network.getNode("c")->isDirty());
+    evaluation.run();
+    EXPECT_FALSE(stranger.isDirty());
+    network.disconnectAttr("a", "out", "b", "in1");
+    network.getNode("b")->getInputPort("in2")->disconnectFrom(port);
 }
 
 /// It takes its links along.
