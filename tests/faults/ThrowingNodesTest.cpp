@@ -412,6 +412,6 @@ INSTANTIATE_TEST_SUITE_P(Ways, CancelledRuns,
                                          CancelledWay{"WalkingAfresh", false, false, true},
                                          CancelledWay{"OnSeveralThreads", true, false, false},
                                          CancelledWay{"OnSeveralThreadsCuttingOff", true, true, false}),
-                         [](const testing::TestParamInfo<CancelledWay>& info) { return info.param.name; });
+                         [](const testing::TestParamInfo<CancelledWay>& way) { return way.param.name; });
 
 }  // namespace
