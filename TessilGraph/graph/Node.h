@@ -47,7 +47,8 @@ public:
     virtual unsigned int typeId() const = 0;
 
     /// The destructor of a derived class follows no links: it marks and evaluates nothing, and takes no link away.
-    /// Where a whole network goes, the nodes at their other ends may have gone before.
+    /// Where a whole network goes, the nodes at their other ends may have gone before. Nor does it make nodes in its
+    /// network, which may be the last thing that this one does.
     virtual ~Node();
 
     /// A new node of the same type, owned by the caller: same name, same values and links to

@@ -62,10 +62,12 @@ public:
     TessilGraph::Node* clone() override { return nullptr; }
 };
 
-/// Counts its copies.
+/// Counts its copies. Has a port without a value, too.
 class Counted : public Pass<Counted> {
 public:
     static inline int clones = 0;
+
+    Counted() { addInputPort(new TessilGraph::Port("signal")); }
 
     TessilGraph::Node* clone() override {
         ++clones;

@@ -131,11 +131,13 @@ TEST_F(ImageTest, IsEmptyWhenOneSizeIsZeroOrTheProductTooLarge) {
     expectEmpty(Image(0, 4, 4));
     expectEmpty(Image(4, 0, 4));
     expectEmpty(Image(4, 4, 0));
+    expectEmpty(Image(0, 4, 0));
+    expectEmpty(Image(0, 0, 4));
     expectEmpty(Image(largest, largest, largest));
     expectEmpty(Image(largest, largest, 1));
     expectEmpty(Image(1u << 31, 1u << 31, 4));
     expectEmpty(Image(1u << 22, 1u << 22, 1u << 20));
-    expectedMessages_ = 7;
+    expectedMessages_ = 9;
 }
 
 TEST_F(ImageTest, LetsThreadsWriteTheirOwnCopies) {
