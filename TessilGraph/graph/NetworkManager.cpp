@@ -170,10 +170,11 @@ void NetworkManager::enterMade(Node& node, const NodeSet::FreeName& unique, cons
 
 void NetworkManager::deleteNode(const std::string& name) {
     const HashedName key(name);
-    const Node* node = nodes_.find(key);
+    const NodeSet::Position position = nodes_.positionOf(key);
+    const Node* node = position != NodeSet::none ? &nodes_.nodeAt(position) : nullptr;
     std::size_t oneSidedLinks = node != nullptr ? countOneSidedLinks(*node) : 0;
     if (oneSidedLinks == 0) {
-        remove(key);
+        remove(position, key);
         return;
     }
     // The sink is the host's: it may delete the node itself, or rename it, and whatever the name stands in.
@@ -182,13 +183,12 @@ void NetworkManager::deleteNode(const std::string& name) {
         TessilUtils::Logger::error() << "Connection doesn't exist";
     }
     if (nodes_.find(kept) == node) {
-        remove(kept);
+        remove(nodes_.positionOf(kept), kept);
     }
 }
 
-/// A node, if there is one of that name, and what the cache has under it.
-void NetworkManager::remove(const HashedName& name) {
-    const NodeSet::Position position = nodes_.positionOf(name);
+/// The node that stands there under the name, if one does, and what the cache has under it.
+void NetworkManager::remove(NodeSet::Position position, const HashedName& name) {
     Node* node = nullptr;
     if (position != NodeSet::none) {
         node = &nodes_.nodeAt(position);

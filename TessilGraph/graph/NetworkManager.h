@@ -176,7 +176,7 @@ private:
     friend struct internal::Access;
 
     Node* waitingNode(const HashedName& name) const;
-    void remove(const HashedName& name);
+    void remove(NodeSet::Position position, const HashedName& name);
     void enterMade(Node& node, const NodeSet::FreeName& unique, const std::string& asked);
     bool isCached(NodeSet::Position position, const HashedName& name) const;
     void copyFrom(const NetworkManager& other);
