@@ -39,6 +39,17 @@ void releaseAddedNodes() {
     second->reset();
 }
 
+/// So are the clones in a copy of a network, whoever made the originals.
+void releaseClones() {
+    std::cout << "copied, then dropped by reset\n";
+    NetworkManager network;
+    network.createNode("Witness", "original");
+    NetworkManager copy(network);
+    const std::unique_ptr<Node> clone(copy.getNode("original"));
+    copy.reset();
+    clone->setName("clone");
+}
+
 /// A node that waits after a `reset` is the host's as soon as another type is asked for under its name, also where
 /// nothing comes of that.
 void releaseAnOverwrittenNode() {
@@ -141,6 +152,7 @@ int main() {
     TessilGraph::initTessilGraph();
     TessilGraph::registerNodes<Witness<1>, Witness<2>>();
     releaseAddedNodes();
+    releaseClones();
     releaseAnOverwrittenNode();
     releaseANodeThatWaitsUnderADeletedName();
     dropWhatWaits();
