@@ -334,12 +334,11 @@ void Node::addPort(PortList& ports, Port* port, bool asInput) {
 }
 
 /// Takes a port out of the list in which it stands, if it does, for another one has it by now. Two would delete it
-/// twice.
+/// twice. The network was told, and the lists forget a port that leaves its owner.
 void Node::handOver(Port& port, const PortList& receiver) {
     for (PortList* ports : {&inputs_, &outputs_}) {
-        if (ports != &receiver && ports->remove(&port)) {
-            ports->forget(&port);
-            internal::noteWiring(this);
+        if (ports != &receiver) {
+            ports->remove(&port);
         }
     }
 }
