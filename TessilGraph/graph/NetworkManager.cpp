@@ -171,13 +171,15 @@ void NetworkManager::enterMade(Node& node, const NodeSet::FreeName& unique, cons
 void NetworkManager::deleteNode(const std::string& name) {
     const HashedName key(name);
     const NodeSet::Position position = nodes_.positionOf(key);
-    const Node* node = position != NodeSet::none ? &nodes_.nodeAt(position) : nullptr;
+    Node* node = position != NodeSet::none ? &nodes_.nodeAt(position) : nullptr;
     std::size_t oneSidedLinks = node != nullptr ? countOneSidedLinks(*node) : 0;
     if (oneSidedLinks == 0) {
         remove(position, key);
         return;
     }
-    // The sink is the host's: it may delete the node itself, or rename it, and whatever the name stands in.
+    // The sink is the host's: it may delete the node itself, or rename it, or what it lists, and whatever the name
+    // stands in.
+    Access::unlink(*node);
     const std::string kept = name;
     for (; oneSidedLinks > 0; --oneSidedLinks) {
         TessilUtils::Logger::error() << "Connection doesn't exist";
