@@ -453,6 +453,7 @@ TEST_F(MeddlingHosts, MayChangeInACreatorTheNameThatWasAskedFor) {
     const std::string expected = *asked;
     onCreate = [&] { asked.reset(); };
     Node* made = network.createNode("FaultsMaker", *asked);
+    onCreate = nullptr;
     EXPECT_EQ(made->name(), expected);
     EXPECT_EQ(network.getNode(expected), made);
 }
