@@ -230,6 +230,17 @@ protected:
         ASSERT_TRUE(frames.collect<double>("slow0", "in1"));
     }
 
+    /// Frames of the network with a node at its end that passes on what "slow3" shows.
+    void expectPassedOn(const std::string& last) {
+        ASSERT_TRUE(network_.connectAttr("slow3", "out", last, "in"));
+        Frames frames(network_, frameCount);
+        prepare(frames);
+        ASSERT_TRUE(frames.collect<double>(last, "out"));
+        EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
+        expectFigures(frames);
+        EXPECT_EQ(frames.column<double>(last, "out"), frames.column<double>("slow3", "out"));
+    }
+
     /// What "slow3" shows in each frame when a host has written one more link into the lists of both its ends.
     std::vector<double> runLinkedByHand(const std::string& source, const std::string& target) {
         auto& in = input<double>(network_, target, "in2");
@@ -315,37 +326,20 @@ TEST_P(FramesOf, NetworksThatKeepOutputsGoThroughTheirFramesInOrder) {
 
 TEST_P(FramesOf, NodesThatHaveNoCopiesAreComputedAllTheSame) {
     network_.createNode("Unique", "unique");
-    network_.connectAttr("slow3", "out", "unique", "in");
-    Frames frames(network_, frameCount);
-    prepare(frames);
-    ASSERT_TRUE(frames.collect<double>("unique", "out"));
-    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
-    expectFigures(frames);
-    EXPECT_EQ(frames.column<double>("unique", "out"), frames.column<double>("slow3", "out"));
+    expectPassedOn("unique");
 }
 
 /// As long as nothing stands in the way: 200 frames of 80 us each.
 TEST_P(FramesOf, AreSharedOutAmongCopies) {
     network_.addNode(new tests::Counted, "counted");
-    network_.connectAttr("slow3", "out", "counted", "in");
     tests::Counted::clones = 0;
-    Frames frames(network_, frameCount);
-    prepare(frames);
-    ASSERT_TRUE(frames.collect<double>("counted", "out"));
-    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
-    expectFigures(frames);
+    expectPassedOn("counted");
     EXPECT_EQ(tests::Counted::clones > 0, GetParam() && std::thread::hardware_concurrency() > 1);
 }
 
 TEST_P(FramesOf, NodesThatThrowWhenTheyAreCopiedAreComputedAllTheSame) {
     network_.addNode(new tests::Sealed, "sealed");
-    network_.connectAttr("slow3", "out", "sealed", "in");
-    Frames frames(network_, frameCount);
-    prepare(frames);
-    ASSERT_TRUE(frames.collect<double>("sealed", "out"));
-    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
-    expectFigures(frames);
-    EXPECT_EQ(frames.column<double>("sealed", "out"), frames.column<double>("slow3", "out"));
+    expectPassedOn("sealed");
 }
 
 /// What `name` shows in each frame, added to "slow3", which is 4 more than the input.
