@@ -141,6 +141,9 @@ TEST(BadInput, NullEntriesInAListArePassedOverWhenItIsLookedThrough) {
     takeComputed();
     network.computeNode("c");
     EXPECT_EQ(takeComputed(), (Names{"a", "b", "c"}));
+    // So are the links of what is deleted.
+    network.deleteNode("c");
+    EXPECT_TRUE(takeLog().empty());
 }
 
 TEST(BadInput, NullEntriesInListsOfBuiltInNodesArePassedOver) {
