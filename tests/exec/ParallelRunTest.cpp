@@ -309,11 +309,16 @@ TEST_P(ParallelRun, CutsOffWhatSawNoChange) {
     for (ProbeNode* probe : probes_) {
         probe->computes = 0;
     }
-    // The same value again: only the node itself is computed.
-    auto& input = dynamic_cast<PortTemplate<double>&>(*network_.getNode(nameOf(3, 0))->getInputPort("in1"));
+    // The same values again: only the nodes themselves are computed.
+    const auto inputOf = [this](int row) -> PortTemplate<double>& {
+        return dynamic_cast<PortTemplate<double>&>(*network_.getNode(nameOf(row, 0))->getInputPort("in1"));
+    };
+    auto& input = inputOf(3);
     input.set(0.0);
-    EXPECT_EQ(evaluation.run(nullptr, options_).computed, 1u);
-    EXPECT_EQ(computes(), 1);
+    inputOf(1).set(0.0);
+    inputOf(2).set(0.0);
+    EXPECT_EQ(evaluation.run(nullptr, options_).computed, 3u);
+    EXPECT_EQ(computes(), 3);
     EXPECT_FALSE(network_.getNode(sink_)->isDirty());
     // Another value goes all the way.
     input.set(1.0);

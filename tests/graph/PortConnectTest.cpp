@@ -191,6 +191,23 @@ TEST(Port, RefusesOneOfTheSameTypeNameWhoseValueIsOfAnotherType) {
     EXPECT_EQ(text->get(), "");
 }
 
+TEST(Port, AcceptsOneOfTheSameTypeNameWithoutAValue) {
+    class Watcher : public Port {
+    public:
+        using Port::Port;
+        std::string typeStr() const override { return "DoublePort"; }
+    };
+    Pipe a;
+    Pipe b;
+    auto* first = new Watcher("first");
+    auto* second = new Watcher("second");
+    b.addInputPort(first);
+    b.addInputPort(second);
+    EXPECT_TRUE(a.out()->connectTo(first));
+    EXPECT_TRUE(second->connectTo(a.out()));
+    EXPECT_EQ(a.out()->getConnections(), (Ports{first, second}));
+}
+
 TEST(Port, ComparesTypeStringsExactly) {
     class Shouting : public PortTemplate<double> {
     public:

@@ -2,6 +2,7 @@
 
 #include <TessilGraph/graph/NetworkManager.h>
 #include <TessilGraph/graph/Node.h>
+#include <TessilGraph/graph/NodeFactory.h>
 #include <TessilGraph/graph/PortTemplate.h>
 
 #include <tests/graph/LoosePort.h>
@@ -32,6 +33,7 @@ using tests::Messages;
 using tests::Pipe;
 using tests::Sum;
 using tests::Sum3;
+using tests::sumType;
 using tests::takeLog;
 
 using Ports = std::vector<Port*>;
@@ -546,6 +548,30 @@ TEST(Port, LooksForCyclesThroughListsThatWereEditedInAnotherNetwork) {
             EXPECT_EQ(takeLog(), Messages{cycleMessage});
         });
     }
+}
+
+TEST(Port, LooksForCyclesThroughANodeThatWasLinkedWhileItWaited) {
+    static Sum* first = nullptr;
+    NodeFactory::instance().deregisterNode(sumType);
+    NodeFactory::instance().registerNode(sumType, []() -> Node* { return first; });
+    forEachOrderOfMaking(3, [](std::vector<std::unique_ptr<Sum>>& nodes) {
+        first = nodes[0].release();
+        Sum* middle = nodes[1].release();
+        Sum* last = nodes[2].release();
+        NetworkManager there;
+        NetworkManager here;
+        there.addNode(middle, "middle");
+        EXPECT_EQ(here.createNode(sumType, "first"), first);
+        here.reset();
+        EXPECT_TRUE(first->out()->connectTo(middle->in(0)));
+        EXPECT_EQ(here.createNode(sumType, "first"), first);
+        here.addNode(last, "last");
+        middle->out()->getConnections().push_back(last->in(0));
+        EXPECT_FALSE(last->out()->connectTo(first->in(0)));
+        EXPECT_EQ(takeLog(), Messages{cycleMessage});
+    });
+    NodeFactory::instance().deregisterNode(sumType);
+    NodeFactory::instance().registerNode(sumType, Sum::creator);
 }
 
 TEST(Port, LooksForCyclesThroughAPortThatANodeOfAnotherNetworkTakesWithItsLink) {

@@ -437,6 +437,49 @@ TEST(LevelWalk, ComputesACleanNodeAfterItsSourceThatNothingFeeds) {
     expectThatACleanNodeComesAfterItsSource(false, false);
 }
 
+/// A node that nothing feeds stands nearer than a clean one that reads it, while another clean one stands before what
+/// it reads. Inputs are looked through in their order or the other way round.
+void expectThatWhatNothingFeedsComesFirst(bool isMirrored) {
+    NetworkManager network;
+    std::vector<AddDouble*> nodes;
+    for (int i = 0; i < 100; ++i) {
+        nodes.push_back(new AddDouble);
+        network.addNode(nodes.back(), "n" + std::to_string(i));
+    }
+    AddDouble &near = *nodes[0], &clean = *nodes[1], &far = *nodes[2], &late = *nodes[3], &target = *nodes[4];
+    AddDouble &left = *nodes[5], &both = *nodes[6], &right = *nodes[7], &below = *nodes[8], &deep = *nodes[9];
+    const auto link = [isMirrored](AddDouble& reader, AddDouble& first, AddDouble& second) {
+        EXPECT_TRUE(first.outputPort()->connectTo(isMirrored ? reader.input2Port() : reader.input1Port()));
+        EXPECT_TRUE(second.outputPort()->connectTo(isMirrored ? reader.input1Port() : reader.input2Port()));
+    };
+    link(target, left, right);
+    link(left, near, both);
+    link(both, clean, late);
+    EXPECT_TRUE(near.outputPort()->connectTo(clean.input1Port()));
+    EXPECT_TRUE(below.outputPort()->connectTo(right.input1Port()));
+    EXPECT_TRUE(deep.outputPort()->connectTo(below.input1Port()));
+    EXPECT_TRUE(far.outputPort()->connectTo(deep.input1Port()));
+    EXPECT_TRUE(far.outputPort()->connectTo(late.input1Port()));
+    for (int i = 0; i < 300; ++i) {
+        network.setAllNodeDirty();
+        network.computeNode(target.name());
+    }
+
+    near.input2Port()->set(10.0);
+    far.input2Port()->set(1.0);
+    clean.setDirty(false);
+    late.setDirty(false);
+    network.computeNode(target.name(), nullptr, parallel);
+    EXPECT_EQ(clean.outputPort()->get(), 10.0);
+    EXPECT_EQ(late.outputPort()->get(), 1.0);
+    EXPECT_EQ(target.outputPort()->get(), 22.0);
+}
+
+TEST(LevelWalk, ComputesWhatNothingFeedsBeforeAllOthers) {
+    expectThatWhatNothingFeedsComesFirst(false);
+    expectThatWhatNothingFeedsComesFirst(true);
+}
+
 TEST(LevelWalk, LeavesBuiltInNodesAsItsLevelsWouldWhereInputsFeedInputs) {
     compareWithLevels({0, true, true});
 }
