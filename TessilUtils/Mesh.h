@@ -55,7 +55,8 @@ public:
     /// The direction need not be a unit vector; t counts in lengths of it. A ray that is not finite
     /// or has no direction misses, and a triangle without area or with a corner that is not finite
     /// is never hit. Surfaces have no gaps: a ray aimed at an edge or a corner that triangles share
-    /// meets one of them; unless it grazes them the same one, whatever else is in the mesh. Of surfaces
+    /// meets one of them; unless it grazes them the same one, whatever else is in the mesh. Where it grazes all
+    /// that meet there, at less than about a hundredth of a radian, it may pass by. Of surfaces
     /// behind each other at less than some millionths of the size of the mesh, it may be another one than
     /// the first.
     ///

@@ -7,7 +7,9 @@
 #include <embree3/rtcore.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -25,9 +27,12 @@ namespace {
 
 // All lengths from here on are those of the scene, whose triangles lie in [-1, 1].
 
-// How far each triangle is grown. Embree computes in floats with numbers of up to about 4, a few
-// roundings of 2^-24 each.
-constexpr double growth = 0x1p-18;
+// Embree computes in floats with numbers of up to about 4, a few roundings of 2^-24 each. So far from a ray something
+// may be that it takes to be met, or passes over, where it looks at it from straight above.
+constexpr double rounding = 0x1p-18;
+
+// How far each triangle is grown: some times as much, since a triangle that is seen from its side looks narrower.
+constexpr double growth = 4 * rounding;
 
 // By how much a ray starts earlier and ends later than it should, so that Embree's own idea of
 // where a candidate lies does not matter.
@@ -35,6 +40,11 @@ constexpr double slack = 0x1p-14;
 
 // Rays from beyond start anew close to the scene.
 constexpr double farAway = 2;
+
+// A ray that passes triangles by in more places, or so flat that the place is uncertain by more than this, is not
+// followed up at all of them, lest it take as long as a look at every triangle.
+constexpr std::size_t mostGaps = 16;
+constexpr double widestGap = 0x1p-8;
 
 // Every grown triangle lies within this distance of the centre.
 constexpr double radius = 1.75;
@@ -176,10 +186,18 @@ void setWeights(Pair weights, float& u, float& v) {
 
 }  // namespace
 
+// A place where a ray passes a triangle by, maybe by so little that it meets a neighbour there that Embree has passed
+// over: one that the ray grazes has hardly any margin in the ray's eyes.
+struct RayTree::Gap {
+    double parameter;  // of the ray, counted from where it starts
+    double radius;     // within which a side or corner of such a neighbour lies
+};
+
 // A ray under way in the scene that looks at every candidate. Embree hands the context on to
 // `considerCandidate`.
 struct RayTree::Cast {
     static void considerCandidate(const RTCFilterFunctionNArguments* arguments);
+    void notePassedBy(const Triangle& triangle, double parameter);
 
     RTCIntersectContext context;  // first: its address is the cast's
     const Corners* corners;
@@ -187,16 +205,35 @@ struct RayTree::Cast {
     SceneRay sceneRay;
     double start;  // where the scene's ray starts, as its own parameter counted from the origin
     Hit best;
+    std::array<Gap, mostGaps> gaps;
+    std::size_t gapCount;
 };
 
 void RayTree::Cast::considerCandidate(const RTCFilterFunctionNArguments* arguments) {
     static_assert(std::is_standard_layout_v<Cast>);
     Cast& cast = *reinterpret_cast<Cast*>(arguments->context);
     const unsigned int faceId = RTCHitN_primID(arguments->hit, 1, 0);
-    if (improveHit(cast.ray, makeTriangle(cast.corners[faceId]), faceId, cast.best)) {
-        RTCRayN_tfar(arguments->ray, 1, 0) = static_cast<float>(cast.sceneRay.parameter(cast.best, cast.start) + slack);
+    const Triangle triangle = makeTriangle(cast.corners[faceId]);
+    float& end = RTCRayN_tfar(arguments->ray, 1, 0);
+    if (improveHit(cast.ray, triangle, faceId, cast.best)) {
+        end = static_cast<float>(cast.sceneRay.parameter(cast.best, cast.start) + slack);
     } else {
+        cast.notePassedBy(triangle, static_cast<double>(end));
         arguments->valid[0] = 0;
+    }
+}
+
+// Embree's idea of where a ray meets a triangle is the worse the flatter it does.
+void RayTree::Cast::notePassedBy(const Triangle& triangle, double parameter) {
+    const double sine =
+        std::fabs(dot(ray.direction, triangle.normal)) / std::sqrt(ray.direction2 * length2(triangle.normal));
+    const double radius = rounding + rounding / std::max(sine, rounding / widestGap);
+    const double length = std::sqrt(length2(sceneRay.direction));
+    const bool isKnown = std::any_of(gaps.begin(), gaps.begin() + gapCount, [&](const Gap& gap) {
+        return std::fabs(gap.parameter - parameter) * length + radius <= gap.radius;
+    });
+    if (!isKnown && gapCount < mostGaps) {
+        gaps[gapCount++] = {parameter, 2 * radius};
     }
 }
 
@@ -389,11 +426,43 @@ inline void RayTree::castRay(const Ray& ray, const SceneRay& sceneRay, double st
 void RayTree::castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double start, float end, Hit& best) const {
     RTCRayHit query;
     prepareQuery(query, sceneRay.origin + sceneRay.direction * start, sceneRay.direction, end);
-    Cast cast{{}, corners_.get(), ray, sceneRay, start, best};
+    Cast cast{{}, corners_.get(), ray, sceneRay, start, best, {}, 0};
     rtcInitIntersectContext(&cast.context);
     cast.context.filter = Cast::considerCandidate;
     rtcIntersect1(scene_, &cast.context, &query);
+    std::for_each(cast.gaps.begin(), cast.gaps.begin() + cast.gapCount, [&](const Gap& gap) {
+        const double length = std::sqrt(length2(sceneRay.direction));
+        if (!cast.best.found || gap.parameter <= sceneRay.parameter(cast.best, start) + slack + gap.radius / length) {
+            search(sceneRay.origin + sceneRay.direction * (start + gap.parameter), gap.radius, ray, cast.best);
+        }
+    });
     best = cast.best;
+}
+
+// Improves the best hit by those with triangles near a place.
+void RayTree::search(const PairedVector& place, double radius, const Ray& ray, Hit& best) const {
+    struct Search {
+        const Corners* corners;
+        const Ray& ray;
+        Hit& best;
+    } search{corners_.get(), ray, best};
+    RTCPointQuery query;
+    query.x = static_cast<float>(place.x());
+    query.y = static_cast<float>(place.y());
+    query.z = static_cast<float>(place.z);
+    query.time = 0;
+    query.radius = static_cast<float>(radius);
+    RTCPointQueryContext context;
+    rtcInitPointQueryContext(&context);
+    const auto consider = [](RTCPointQueryFunctionArguments* arguments) {
+        const Search& mine = *static_cast<Search*>(arguments->userPtr);
+        const Triangle triangle = makeTriangle(mine.corners[arguments->primID]);
+        if (isSound(triangle)) {
+            improveHit(mine.ray, triangle, arguments->primID, mine.best);
+        }
+        return false;  // The radius has not changed.
+    };
+    rtcPointQuery(scene_, &query, &context, consider, &search);
 }
 
 Hit RayTree::scan(const Ray& ray) const {

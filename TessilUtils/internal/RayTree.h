@@ -17,10 +17,11 @@ namespace TessilUtils::internal {
 // moved to the origin, scaled to about unit size and each grown by a margin that is wider than all
 // of Embree's rounding errors, so that no triangle which a ray really meets is passed over; for
 // every grown triangle that a ray meets, the true one is then tested in double precision while the
-// ray is under way. Hits are thus exact and the same on every processor, a ray cannot slip through
-// between neighbours, a miss costs nothing extra, and Embree never sees a number that it minds. It is
-// Embree's choice only between surfaces that lie closer behind each other than floats tell, and whether
-// a triangle is met at its very border by a ray that grazes it.
+// ray is under way. Hits are thus exact and the same on every processor, a miss costs nothing extra, and
+// Embree never sees a number that it minds. A triangle that a ray grazes has next to no margin in the ray's eyes; where
+// the ray passes another one by within its margin, all triangles near that place are tested, so that it cannot slip
+// through between the two. It is Embree's choice only between surfaces that lie closer behind each other than floats
+// tell, and whether a triangle is met within a rounding of its border by a ray that grazes it and all others there.
 class RayTree {
 public:
     // No list is copied: all must outlive the tree. Uses all cores for a moment. Normals are not used
@@ -39,6 +40,7 @@ public:
 
 private:
     struct Bounds;
+    struct Gap;
     struct Cast;
 
     // A ray in lengths of the scene.
@@ -62,6 +64,7 @@ private:
     Hit nearestHitFromAfar(const Ray& ray, const SceneRay& ahead) const;
     void castRay(const Ray& ray, const SceneRay& sceneRay, double start, Hit& best) const;
     void castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double start, float end, Hit& best) const;
+    void search(const PairedVector& place, double radius, const Ray& ray, Hit& best) const;
     Hit scan(const Ray& ray) const;
 
     const std::vector<Imath::V3f>& points_;

@@ -553,6 +553,36 @@ TEST(Mesh, LetsNoRayOutOfAClosedSurface) {
     }
 }
 
+/// The floor is grazed: rays that pass the walls by in their margins meet it, though hardly in its own.
+TEST(Mesh, LetsNoRayOutWhereAGrazedTriangleMeetsAnother) {
+    Random random(12);
+    const unsigned int edges[][2] = {{0, 1}, {1, 3}, {3, 2}, {2, 0}};
+    for (const bool isTurned : {false, true}) {
+        // So that no coordinate is exact.
+        const float c = isTurned ? std::cos(0.5f) : 1.0f;
+        const float s = isTurned ? std::sin(0.5f) : 0.0f;
+        const auto place = [c, s](const V3f& point) {
+            const V3f turned(c * point.x - s * point.y, s * point.x + c * point.y, point.z);
+            return V3f(turned.x, c * turned.y - s * turned.z, s * turned.y + c * turned.z);
+        };
+        std::vector<V3f> corners;
+        for (unsigned int i = 0; i < 8; ++i) {
+            corners.push_back(
+                place({(i & 1) != 0 ? 10.0f : 0.0f, (i & 2) != 0 ? 10.0f : 0.0f, (i & 4) != 0 ? 3.0f : 0.0f}));
+        }
+        const Mesh room(corners, {0, 1, 2, 1, 3, 2, 4, 6, 5, 5, 6, 7, 0, 4, 1, 1, 4, 5,
+                                  2, 3, 6, 3, 7, 6, 0, 2, 4, 2, 6, 4, 1, 5, 3, 3, 5, 7});
+        for (const float height : {0.1f, 0.01f, 0.001f}) {
+            for (std::size_t ray = 0; ray < 20000; ++ray) {
+                const V3f eye = place({random.number(1, 9), random.number(1, 9), height});
+                const V3f& start = corners[edges[ray % 4][0]];
+                const V3f aim = start + (corners[edges[ray % 4][1]] - start) * random.number(0, 1);
+                ASSERT_TRUE(cast(room, eye, aim - eye).hit) << isTurned << " " << height << " ray " << ray;
+            }
+        }
+    }
+}
+
 TEST(Mesh, IsMetOnTheNearSideByRaysAimedAtItsCornersFromOutside) {
     Random random(3);
     const Mesh mesh = sphere(40, 61);
