@@ -104,6 +104,7 @@ template <class Span>
 void offerStationary(const Span& span, std::size_t index, double low, double high, double start,
                      const SearchOptions& options, Best& best) {
     constexpr unsigned int mostHalvings = 40;
+    constexpr double afterHalving = 1e-10;  // What a halving leaves is as large as what it moved by.
     double part = start;
     for (unsigned int step = 0;; ++step) {
         const Motion motion = span.at(part);
@@ -116,7 +117,7 @@ void offerStationary(const Span& span, std::size_t index, double low, double hig
             next = 0.5 * (low + high);
         }
         const double moved = next - part;
-        if (!(std::abs(moved) > options.tolerance) || step >= options.iterations + mostHalvings) {
+        if (!(std::abs(moved) > (newton ? options.tolerance : afterHalving)) || step >= options.iterations + mostHalvings) {
             // The last step is too small to be worth another look: slope * moved is what it gains.
             best.offer(std::max(0.0, motion.offset.length2() + std::min(0.0, slope * moved)), index, next);
             return;

@@ -387,6 +387,21 @@ TEST(Curve, IsRightWithAnyArguments) {
     }
 }
 
+TEST(Curve, FindsPlacesToFloatPrecisionByHalvingAlone) {
+    Curve line({V3f(0), V3f(1, 0, 0)});
+    Curve cubic({V3f(0), V3f(1, 2, 0), V3f(3, 2, 0), V3f(4, 0, 0)});
+    for (const unsigned int iterations : {0U, 1U, 2U, 3U}) {
+        for (int i = 1; i < 1000; ++i) {
+            const V3f onLine(static_cast<float>(i) / 1000.0f, 0, 0);
+            ASSERT_LT((line.closestPoint(onLine, 6, iterations, 1e-4f).second - onLine).length(), 1.2e-7f)
+                << iterations << ' ' << i;
+            const V3f onCubic = cubic.pointOnCurve(static_cast<float>(i) / 1000.0f);
+            ASSERT_LT((cubic.closestPoint(onCubic, 6, iterations, 1e-4f).second - onCubic).length(), 6e-7f)
+                << iterations << ' ' << i;
+        }
+    }
+}
+
 TEST(Curve, SeesChangesOfItsVertices) {
     Random random(10);
     Curve curve(tangle(random, 20));
