@@ -106,6 +106,11 @@ private:
     std::unique_ptr<T[]> values_;  ///< No vector: those of bools put several values in a byte.
 };
 
+/// Whether a frame was computed, as far as its targets are there.
+bool isComputed(RunStatus status) {
+    return status == RunStatus::Done || status == RunStatus::TargetGone;
+}
+
 /// One network with what is driven and read there.
 class Stage {
 public:
@@ -119,7 +124,7 @@ public:
             drive.set(findInput(network_, drive.node, drive.input), frame);
         }
         const RunStatus status = evaluation_.run(data, options).status;
-        if (status == RunStatus::Done) {
+        if (isComputed(status)) {
             for (const auto& column : columns_) {
                 column->store(findPort(network_, column->node, column->port), frame);
             }
@@ -210,27 +215,29 @@ public:
         // Two frames, the second of which shows what a frame takes when all is prepared.
         std::size_t next = 0;
         double cost = 0.0;
+        RunStatus ended = RunStatus::Done;
         while (next < count_) {
             const bool tellsNothing = next < 2;
             if (!tellsNothing && next == 2 && options.parallel && pay(cost)) {
                 const RunStatus status = runCopies(stage, next, data, ofFrames, control);
-                if (status != RunStatus::Done) {
+                if (!isComputed(status)) {
                     return status;
                 }
                 next = count_ - 1;
             }
             const Clock::time_point begin = Clock::now();
             const RunStatus status = stage.evaluate(next, data, ofFrames);
-            if (status != RunStatus::Done) {
+            if (!isComputed(status)) {
                 return status;
             }
+            ended = status;
             cost = nanosecondsSince(begin);
             ++next;
             if (!control.goesOn(1) && next < count_) {
                 return RunStatus::Cancelled;
             }
         }
-        return RunStatus::Done;
+        return ended;
     }
 
 private:
@@ -258,7 +265,7 @@ private:
                 for (std::size_t begin; !control.isStopped() && (begin = next.fetch_add(batch)) < last;) {
                     for (std::size_t frame = begin; frame < std::min(last, begin + batch); ++frame) {
                         const RunStatus status = mine.evaluate(frame, data, options);
-                        if (status != RunStatus::Done) {
+                        if (!isComputed(status)) {
                             ended = status;
                             control.stop();
                             return;

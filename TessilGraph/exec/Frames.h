@@ -50,7 +50,8 @@ public:
 
     /// Goes through the frames. Stops early when it is cancelled or a node throws; the columns hold what
     /// was computed until then, and default values. `Busy`, and nothing is done, when a prepared evaluation
-    /// of the network is under way.
+    /// of the network is under way. `TargetGone` when a node that is read is gone at the last frame: the columns of
+    /// the others are filled all the same.
     ///
     /// @param options cutting off, cancelling and progress as for `PreparedEvaluation::run`, progress
     /// counted in frames. `parallel` allows several threads.

@@ -539,7 +539,7 @@ TEST_P(FramesOf, LetAnExceptionThrough) {
     expectFigures(frames);
 }
 
-TEST_P(FramesOf, EndWhenATargetGoesMeanwhile) {
+TEST_P(FramesOf, FillTheOtherColumnsWhenATargetGoesMeanwhile) {
     Frames frames(network_, frameCount);
     prepare(frames);
     options_.progress = [this](std::uint64_t done, std::uint64_t) {
@@ -548,6 +548,17 @@ TEST_P(FramesOf, EndWhenATargetGoesMeanwhile) {
         }
     };
     EXPECT_EQ(frames.run(nullptr, options_), RunStatus::TargetGone);
+    const std::vector<double> slow = frames.column<double>("slow3", "out");
+    for (std::size_t frame = 0; frame < frameCount; ++frame) {
+        EXPECT_EQ(slow[frame], in1_[frame] + in2_[frame] + 4.0) << frame;
+    }
+    EXPECT_EQ(input<double>(network_, "first", "in1").get(), in1_.back());
+    // As they do when it was gone before.
+    input<double>(network_, "first", "in1").set(0.0);
+    options_.progress = nullptr;
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::TargetGone);
+    EXPECT_EQ(frames.column<double>("slow3", "out"), slow);
+    EXPECT_EQ(frames.column<bool>("compare", "out"), std::vector<bool>(frameCount, false));
 }
 
 TEST_P(FramesOf, LeavePortsAloneThatAreOfAnotherTypeByNow) {
