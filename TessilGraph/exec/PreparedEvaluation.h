@@ -24,7 +24,8 @@ struct RunOptions {
 
     /// A node is computed only if it was marked itself or one of its sources came out with another value;
     /// otherwise it becomes clean as it is. For networks whose nodes compute the same from the same
-    /// inputs, and whose outputs nobody else writes: then the results are the same bits.
+    /// inputs, and whose outputs nobody else writes: then the results are the same bits. Whoever links or unlinks a
+    /// clean node marks it, since another link by itself is no other value.
     ///
     /// Values are the same when their bits are: NaN is the same as itself, zeros of different signs
     /// differ. Curves, meshes, images and pointers to them always count as changed. Nodes that read
@@ -35,9 +36,9 @@ struct RunOptions {
     const CancelToken* cancel = nullptr;
 
     /// Told between nodes how many are done and how many there were to do at the beginning, on the thread
-    /// that called `run` and on no other; after the wiring changed, how many there are to do in all. When a
-    /// run has computed all, the last call says so. May throw, which ends the run as a node that throws
-    /// does, and may do what a node may; but change nothing in a parallel run.
+    /// that called `run` and on no other; after the wiring changed, how many there are to do in all. Nodes that
+    /// become clean as they are count as done. When a run has done all, the last call says so. May throw, which
+    /// ends the run as a node that throws does, and may do what a node may; but change nothing in a parallel run.
     std::function<void(std::uint64_t done, std::uint64_t total)> progress;
 };
 

@@ -128,6 +128,9 @@ public:
     /// links run in a circle, each node is computed at most once, and that is logged. Built-in nodes may
     /// be computed without a call of their `compute`.
     ///
+    /// Names tell the nodes apart: where links lead to other networks, or to nodes in none, one of several that bear
+    /// the same name is computed and the others count as done. A `PreparedEvaluation` tells them apart.
+    ///
     /// @param data is handed to every `compute` as it is; may be null.
     /// @param parallel computes level by level, the nodes of one level side by side. A node is then
     /// computed once for each distance at which it feeds the named one, and clean nodes that feed

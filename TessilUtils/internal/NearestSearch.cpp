@@ -117,7 +117,8 @@ void offerStationary(const Span& span, std::size_t index, double low, double hig
             next = 0.5 * (low + high);
         }
         const double moved = next - part;
-        if (!(std::abs(moved) > (newton ? options.tolerance : afterHalving)) || step >= options.iterations + mostHalvings) {
+        if (!(std::abs(moved) > (newton ? options.tolerance : afterHalving)) ||
+            step >= options.iterations + mostHalvings) {
             // The last step is too small to be worth another look: slope * moved is what it gains.
             best.offer(std::max(0.0, motion.offset.length2() + std::min(0.0, slope * moved)), index, next);
             return;

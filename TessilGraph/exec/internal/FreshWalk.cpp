@@ -22,14 +22,10 @@ public:
     Walk(NetworkState& state, const ComputeData* data, RunControl& control)
         : state_(state), data_(data), control_(control) {}
 
-    /// False when the target is not up to date: the run is to end, or the wiring changed.
-    bool bringUpToDate(const std::string& target) {
-        Node* node = state_.nodes != nullptr ? state_.nodes->find(target) : nullptr;
-        if (node == nullptr) {
-            return true;
-        }
+    /// False when the targets are not up to date: the run is to end, or the wiring changed, which a name does, too.
+    bool bringUpToDate(const std::vector<std::string>& names) {
         const std::uint64_t wiring = state_.wiring.load(std::memory_order_relaxed);
-        WholeOrder order = wholeOrder(*node, *state_.nodes);
+        WholeOrder order = orderOfAll(find(names));
         const RunningOrder running(state_, order.nodes, true);
         if (order.isCyclic) {
             logCycle();
@@ -41,20 +37,32 @@ public:
     }
 
 private:
+    std::vector<Node*> find(const std::vector<std::string>& names) const {
+        std::vector<Node*> found;
+        for (const std::string& name : names) {
+            Node* node = state_.nodes != nullptr ? state_.nodes->find(name) : nullptr;
+            if (node != nullptr) {
+                found.push_back(node);
+            }
+        }
+        return found;
+    }
+
     bool compute(const std::vector<Node*>& order, const RunningOrder& running, std::uint64_t wiring) {
+        const auto isDue = [&](const Node* upstream) {
+            return running.isAlive(upstream) && upstream->isDirty() && computed_.count(upstream) == 0;
+        };
         if (control_.wantsProgress()) {
-            const auto dirty = std::count_if(order.begin(), order.end(), [&running](const Node* upstream) {
-                return running.isAlive(upstream) && upstream->isDirty();
-            });
-            control_.setTotal(control_.computed() + static_cast<std::uint64_t>(dirty));
+            control_.setRemaining(static_cast<std::uint64_t>(std::count_if(order.begin(), order.end(), isDue)));
         }
         for (Node* upstream : order) {
-            if (!running.isAlive(upstream) || !upstream->isDirty() || !computed_.insert(upstream).second) {
+            if (!isDue(upstream)) {
                 continue;
             }
             if (!control_.mayGoOn()) {
                 return false;
             }
+            computed_.insert(upstream);
             computeOrLeaveDirty(*upstream, data_);
             upstream->setDirty(false);
             control_.addComputed(1);
@@ -77,11 +85,9 @@ private:
 void walkAfresh(NetworkState& state, const std::vector<std::string>& targets, const ComputeData* data,
                 RunControl& control) {
     Walk walk(state, data, control);
-    for (const std::string& target : targets) {
-        while (!walk.bringUpToDate(target)) {
-            if (!control.mayGoOn()) {
-                return;
-            }
+    while (!walk.bringUpToDate(targets)) {
+        if (!control.mayGoOn()) {
+            return;
         }
     }
 }

@@ -174,12 +174,14 @@ bool Run::mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
         return false;
     }
     std::uint32_t kernelsDone = 0;
+    std::uint32_t leftAsTheyAre = 0;
     while (todo != 0) {
         const std::uint32_t place = lowestBit(todo);
         const Slot slot = group * slotsPerGroup + place;
         todo &= todo - 1;
         if (how_.cutOff && !mustRun(slot)) {
             setClean(slot);
+            ++leftAsTheyAre;
         } else if (!form_.hasKernel(slot)) {
             if (!node(slot, turn)) {
                 turn.computed += kernelsDone;
@@ -198,7 +200,7 @@ bool Run::mixed(std::uint32_t group, Bits todo, Bits allowed, Turn& turn) {
     }
     turn.computed += kernelsDone;
     turn.allowance.nanoseconds -= static_cast<float>(kernelsDone) * turn.allowance.kernelCost;
-    return goesOn(kernelsDone) && turn.allowance.nanoseconds > 0.0F;
+    return goesOn(kernelsDone + leftAsTheyAre) && turn.allowance.nanoseconds > 0.0F;
 }
 
 /// Asks the node itself. False when the run is to end.

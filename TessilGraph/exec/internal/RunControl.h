@@ -17,6 +17,8 @@ public:
     bool isAsked() const { return options_.cancel != nullptr || wantsProgress(); }
     bool wantsProgress() const { return static_cast<bool>(options_.progress); }
     void setTotal(std::uint64_t total) { total_ = total; }
+    /// So many are left to do.
+    void setRemaining(std::uint64_t count) { total_ = done_.load(std::memory_order_relaxed) + count; }
 
     bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
     bool isStopped() const { return stopped_.load(std::memory_order_relaxed); }
@@ -28,7 +30,7 @@ public:
 
     /// Between two nodes, of which `count` are done since the last call. False when the run is to end.
     bool goesOn(std::uint64_t count) {
-        if (wantsProgress()) {
+        if (count != 0 && wantsProgress()) {
             const std::uint64_t done = done_.fetch_add(count, std::memory_order_relaxed) + count;
             if (std::this_thread::get_id() == caller_) {
                 tell(done);

@@ -8,6 +8,7 @@
 
 #include <TessilUtils/Logger.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -34,7 +35,8 @@ public:
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
     bool isClosed(Node& node) const { return isDone(node); }
-    static bool areAlike(Node& a, Node& b) { return &a == &b; }
+    using Key = const Node*;
+    static Key keyOf(const Node& node) { return &node; }
 
 private:
     const NetworkState* home_;
@@ -54,7 +56,8 @@ public:
     bool isOpen(Node& node) const { return Access::mark(node) == open_; }
     void setOpen(Node& node) { Access::mark(node) = open_; }
     bool isClosed(Node& node) const { return Access::mark(node) == closed_; }
-    static bool areAlike(Node& a, Node& b) { return Access::name(a) == Access::name(b); }
+    using Key = std::string_view;
+    static Key keyOf(const Node& node) { return Access::name(node); }
 
 private:
     const std::uint64_t open_ = nextStamp();
@@ -73,7 +76,7 @@ public:
             return isAmongMany(node);
         }
         for (std::size_t i = first_; i < stack_.size(); ++i) {
-            if (Visits::areAlike(*stack_[i], node)) {
+            if (Visits::keyOf(*stack_[i]) == Visits::keyOf(node)) {
                 return true;
             }
         }
@@ -86,30 +89,28 @@ private:
     static constexpr std::size_t few = 8;
 
     bool isAmongMany(Node& node) {
-        if (!names_) {
-            names_.emplace();
+        if (!keys_) {
+            keys_.emplace();
             for (std::size_t i = first_; i < stack_.size(); ++i) {
-                names_->insert(Access::name(*stack_[i]));
+                keys_->insert(Visits::keyOf(*stack_[i]));
             }
         }
-        return !names_->insert(Access::name(node)).second;
+        return !keys_->insert(Visits::keyOf(node)).second;
     }
 
     const std::vector<Node*>& stack_;
     const std::size_t first_;
-    std::optional<std::unordered_set<std::string_view>> names_;  ///< For nodes with very many inputs.
+    std::optional<std::unordered_set<typename Visits::Key>> keys_;  ///< For nodes with very many inputs.
 };
 
 enum class Outcome { Acyclic, Cyclic, MetUnknown };
 
-/// Fills `scratch.order`. Stops when `visits` meets a node that it doesn't know.
+/// Adds to `scratch.order`. Stops when `visits` meets a node that it doesn't know.
 template <class Visits>
-Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& scratch) {
+Outcome addUpstream(Node& target, Gather gather, Visits& visits, WalkScratch& scratch) {
     std::vector<Node*>& stack = scratch.stack;
     std::vector<Node*>& order = scratch.order;
     stack.assign(1, &target);
-    order.clear();
-    scratch.metClean = false;
     Outcome outcome = Outcome::Acyclic;
     const auto finish = [&](Node& node) {
         if (gather == Gather::All || node.isDirty()) {
@@ -160,6 +161,14 @@ Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& sc
         }
     }
     return outcome;
+}
+
+/// Fills `scratch.order`.
+template <class Visits>
+Outcome walkUpstream(Node& target, Gather gather, Visits visits, WalkScratch& scratch) {
+    scratch.order.clear();
+    scratch.metClean = false;
+    return addUpstream(target, gather, visits, scratch);
 }
 
 struct Gathered {
@@ -320,6 +329,22 @@ WholeOrder wholeOrder(Node& target, const NodeSet& home) {
     const ScratchLease scratch(*home.state());
     const bool isCyclic = gatherUpstream(target, Gather::All, home, *scratch).isCyclic;
     return {(*scratch).order, isCyclic};
+}
+
+WholeOrder orderOfAll(const std::vector<Node*>& targets) {
+    WalkScratch scratch;
+    ByMarks visits(nullptr);
+    bool isCyclic = false;
+    for (Node* target : targets) {
+        if (!visits.isDone(*target)) {
+            isCyclic = addUpstream(*target, Gather::All, visits, scratch) == Outcome::Cyclic || isCyclic;
+        }
+    }
+    std::vector<Node*>& order = scratch.order;
+    const std::uint64_t once = nextStamp();
+    const auto isThere = [once](Node* node) { return std::exchange(Access::mark(*node), once) == once; };
+    order.erase(std::remove_if(order.begin(), order.end(), isThere), order.end());
+    return {std::move(order), isCyclic};
 }
 
 void logCycle() {

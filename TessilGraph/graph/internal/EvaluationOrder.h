@@ -27,6 +27,10 @@ struct WholeOrder {
 };
 WholeOrder wholeOrder(Node& target, const NodeSet& home);
 
+/// All nodes upstream of several ones, and these, each once and after all that feed it. Nodes of different networks may
+/// bear one name.
+WholeOrder orderOfAll(const std::vector<Node*>& targets);
+
 /// Says in the log that links run in a circle.
 void logCycle();
 
