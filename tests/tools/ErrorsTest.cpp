@@ -74,6 +74,15 @@ TEST(NetworkFileErrors, NameThePlaceOfBrokenUtf8) {
     expectStart(complaintAbout(std::string("{\0}", 3)), "net.json:1:2: ");
 }
 
+TEST(NetworkFileErrors, NameThePlaceOfAZeroByte) {
+    const std::string zero(1, '\0');
+    const std::string network = R"({"nodes": [{"name": "a", "type": "AddDouble"}]})";
+    for (const std::string& rest : {zero + "garbage {]", zero, zero + network}) {
+        EXPECT_EQ(complaintAbout(network + "\n" + rest), "net.json:2:1: a zero byte: this is no JSON text");
+    }
+    EXPECT_EQ(complaintAbout("{\"description\": \"" + zero), "net.json:1:18: a zero byte: this is no JSON text");
+}
+
 TEST(NetworkFileErrors, NameADuplicateKey) {
     EXPECT_EQ(complaintAbout("{\"nodes\": [],\n \"nodes\": []}"),
               "net.json:2:8: the key \"nodes\" stands twice in one object");

@@ -163,6 +163,7 @@ TEST(PortValues, TakeStringsAndNumbersFromArgumentsAsTheyStand) {
     setPortValueFromText(vector, "[1, -0, 3]", geometry);
     EXPECT_EQ(portJson(vector), "[1, -0.0, 3]");
     EXPECT_THROW(setPortValueFromText(vector, "[1, 2", geometry), ValueError);
+    EXPECT_THROW(setPortValueFromText(vector, std::string("[1, 2, 3]\0]", 11), geometry), ValueError);
 
     PortTemplate<Mesh*> mesh("mesh");
     setPortValueFromText(mesh, R"({"mesh": "ground"})", geometry);

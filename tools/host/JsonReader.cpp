@@ -157,6 +157,10 @@ std::string lineAndColumn(std::string_view text, std::size_t taken) {
 /// The value that `text` spells. Where it spells none, `failed(place, reason)` is called, which throws.
 template <class Failed>
 json parse(const std::string& text, const Failed& failed) {
+    // To the parser it is the end, whatever follows.
+    if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
+        failed(lineAndColumn(text, zero + 1), "a zero byte: this is no JSON text");
+    }
     std::size_t taken = 0;
     TreeBuilder builder(&taken);
     const CountingIterator begin(text.data(), &taken);
