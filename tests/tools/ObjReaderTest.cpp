@@ -52,6 +52,15 @@ TEST(ObjReader, PassesOverLinesOfOtherKinds) {
     }
 }
 
+TEST(ObjReader, PassesOverAByteOrderMark) {
+    const std::string mark = "\xef\xbb\xbf";
+    for (const std::string& start : {mark, mark + "\n", mark + "# comment\n"}) {
+        const Mesh mesh = meshOf(start + triangle + "f 1 2 3\n");
+        EXPECT_EQ(mesh.points(), (std::vector<V3f>{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}})) << start.size();
+    }
+    EXPECT_EQ(refusal(mark + triangle + "f 1 2\n"), "mesh.obj:4: a face needs at least three corners");
+}
+
 TEST(ObjReader, PassesOverWhatFollowsTheCoordinates) {
     const Mesh mesh = meshOf("v 0 0 0 1 x\nv 1 0 0 0.5 0.5 0.5\nv 0 1 0 nan\nvt\nvt x\nvn 0 0 1 x\nf 1/-2/1 2/2 3\n");
     EXPECT_EQ(mesh.points(), (std::vector<V3f>{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));

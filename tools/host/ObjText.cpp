@@ -31,6 +31,10 @@ public:
     explicit ObjCheck(const std::string& path) : path_(path) {}
 
     std::string run(std::string_view text) {
+        constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+        if (text.substr(0, byteOrderMark.size()) == byteOrderMark) {
+            text.remove_prefix(byteOrderMark.size());
+        }
         while (!text.empty()) {
             const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
             ++line_;
