@@ -134,6 +134,20 @@ TEST(Output, NoticesAReaderThatHasGone) {
     EXPECT_TRUE(isOneLine(outcome.err)) << outcome.err;
 }
 
+TEST(Output, AddsToWhatStandardOutputAndErrorAddTo) {
+    const Scratch scratch;
+    const std::string file = scratch.write("all.csv", "old\n");
+    Surroundings adding;
+    adding.outputTo = file;
+    EXPECT_EQ(run(evalTo("/dev/stdout", scratch), adding).status, 0);
+    EXPECT_EQ(readFile(file), "old\n" + result);
+
+    adding = {};
+    adding.errorsTo = file;
+    EXPECT_EQ(run(evalTo("/dev/stderr", scratch), adding).status, 0);
+    EXPECT_EQ(readFile(file), "old\n" + result + result);
+}
+
 TEST(Output, WritesToDevicesDirectly) {
     const Scratch scratch;
     const Outcome outcome = run(evalTo("/dev/stdout", scratch));

@@ -18,7 +18,7 @@ namespace {
 
 int openFor(const std::string& path) {
     constexpr mode_t permissions = 0600;
-    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, permissions);
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, permissions);
 }
 
 /// In the child: takes up the surroundings and becomes the program.
@@ -53,7 +53,7 @@ Outcome run(const std::vector<std::string>& arguments, const Surroundings& surro
     } else {
         out = openFor(surroundings.outputTo.empty() ? outPath : surroundings.outputTo);
     }
-    const int err = openFor(errPath);
+    const int err = openFor(surroundings.errorsTo.empty() ? errPath : surroundings.errorsTo);
 
     std::vector<std::string> words = {TESSILGRAPH_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -74,7 +74,9 @@ Outcome run(const std::vector<std::string>& arguments, const Surroundings& surro
 
     Outcome outcome;
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    outcome.err = readFile(errPath);
+    if (surroundings.errorsTo.empty()) {
+        outcome.err = readFile(errPath);
+    }
     if (surroundings.outputTo.empty() && !surroundings.outputIsClosedPipe) {
         outcome.out = readFile(outPath);
     }

@@ -15,7 +15,8 @@ struct Outcome {
 
 /// What a program finds when it starts.
 struct Surroundings {
-    std::string outputTo;             ///< Standard output goes to this file and is not collected; empty: collected.
+    std::string outputTo;             ///< Standard output is added to this file and not collected; empty: collected.
+    std::string errorsTo;             ///< The same for standard error.
     bool outputIsClosedPipe = false;  ///< Standard output is a pipe that nobody reads.
     unsigned long fileSizeLimit = 0;  ///< The largest file that the program may write, in bytes; 0: no limit.
 };

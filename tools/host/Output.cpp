@@ -105,6 +105,27 @@ private:
     bool kept_ = false;
 };
 
+/// The standard output or error where `path` leads to what it is; -1 where it does not.
+int standardStreamAt(const std::string& path) {
+    struct stat there {};
+    if (::stat(path.c_str(), &there) != 0) {
+        return -1;
+    }
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat open {};
+        if (::fstat(stream, &open) == 0 && open.st_dev == there.st_dev && open.st_ino == there.st_ino) {
+            return stream;
+        }
+    }
+    return -1;
+}
+
+/// Whether `path` is of something whose name no new file may take: a device, a pipe.
+bool isSpecial(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored) && !fs::is_regular_file(path, ignored);
+}
+
 void writeDirectly(const std::string& path, std::string_view text) {
     const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (file < 0) {
@@ -140,21 +161,21 @@ Output::Output(const std::string& path, const std::string& source) : path_(path)
     if (const fs::path target = fs::canonical(path, ignored); !target.empty()) {
         path_ = target.string();
     }
-    const bool isSpecial = fs::exists(path_, ignored) && !fs::is_regular_file(path_, ignored);
-    if (!isSpecial && ::access(folderOf(path_).c_str(), W_OK | X_OK) != 0) {
+    const bool isReplaced = standardStreamAt(path_) < 0 && !isSpecial(path_);
+    if (isReplaced && ::access(folderOf(path_).c_str(), W_OK | X_OK) != 0) {
         refuseArgument(path, systemReason());
     }
 }
 
 void Output::write(const std::string& text) const {
-    if (path_.empty()) {
-        if (!writeAll(STDOUT_FILENO, text)) {
-            failWriting("standard output", systemReason());
+    if (const int stream = path_.empty() ? STDOUT_FILENO : standardStreamAt(path_); stream >= 0) {
+        if (!writeAll(stream, text)) {
+            const std::string reason = systemReason();
+            failWriting(path_.empty() ? "standard output" : path_, reason);
         }
         return;
     }
-    std::error_code ignored;
-    if (fs::exists(path_, ignored) && !fs::is_regular_file(path_, ignored)) {
+    if (isSpecial(path_)) {
         writeDirectly(path_, text);
         return;
     }
