@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -59,6 +61,40 @@ TEST(Output, FollowsALinkInsteadOfReplacingIt) {
     EXPECT_EQ(run(evalTo(scratch.path("link.csv"), scratch)).status, 0);
     EXPECT_TRUE(fs::is_symlink(scratch.path("link.csv")));
     EXPECT_EQ(readFile(scratch.path("target.csv")), result);
+}
+
+TEST(Output, FollowsLinksToAFileThatIsNotThereYet) {
+    const Scratch scratch;
+    fs::create_directory(scratch.path("folder"));
+    fs::create_symlink("../target.csv", scratch.path("folder/second.csv"));
+    fs::create_symlink(scratch.path("folder/second.csv"), scratch.path("first.csv"));
+    EXPECT_EQ(run(evalTo(scratch.path("first.csv"), scratch)).status, 0);
+    EXPECT_TRUE(fs::is_symlink(scratch.path("first.csv")));
+    EXPECT_TRUE(fs::is_symlink(scratch.path("folder/second.csv")));
+    EXPECT_EQ(readFile(scratch.path("target.csv")), result);
+}
+
+TEST(Output, RefusesLinksThatLeadNowhere) {
+    const Scratch scratch;
+    fs::create_symlink("no/such/folder.csv", scratch.path("astray.csv"));
+    fs::create_symlink("circle.csv", scratch.path("circle.csv"));
+    for (const char* bad : {"astray.csv", "circle.csv"}) {
+        const Outcome outcome = run(evalTo(scratch.path(bad), scratch));
+        EXPECT_EQ(outcome.status, 2) << bad;
+        EXPECT_TRUE(isOneLine(outcome.err)) << outcome.err;
+        EXPECT_TRUE(fs::is_symlink(scratch.path(bad))) << bad;
+    }
+}
+
+TEST(Output, ReplacesTheTextOfAFileThatHasNoName) {
+    const Scratch scratch;
+    const int file = ::memfd_create("nameless", 0);
+    ASSERT_GE(file, 0);
+    const std::string path = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(file);
+    std::ofstream(path) << "what is old and longer than the result";
+    EXPECT_EQ(run(evalTo(path, scratch)).status, 0);
+    EXPECT_EQ(readFile(path), result);
+    ::close(file);
 }
 
 TEST(Output, LeavesAnOldFileAloneWhenSomethingIsWrong) {

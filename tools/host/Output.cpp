@@ -51,6 +51,20 @@ fs::path folderOf(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
+/// What `path` leads to, also where that is not there yet. A link to what has no name, a pipe or a deleted file, stays.
+fs::path followed(const fs::path& path) {
+    std::error_code ignored;
+    if (fs::exists(path, ignored)) {
+        const fs::path target = fs::canonical(path, ignored);
+        return target.empty() ? path : target;
+    }
+    fs::path target = path;
+    while (fs::is_symlink(target, ignored)) {
+        target = folderOf(target) / fs::read_symlink(target, ignored);
+    }
+    return target;
+}
+
 /// The permissions that the file at `path` has, or else those that a new file gets.
 mode_t permissionsFor(const std::string& path) {
     struct stat present {};
@@ -120,14 +134,14 @@ int standardStreamAt(const std::string& path) {
     return -1;
 }
 
-/// Whether `path` is of something whose name no new file may take: a device, a pipe.
+/// Whether no new file may take the place of what `path`, a followed one, leads to: a device, a pipe, a deleted file.
 bool isSpecial(const std::string& path) {
     std::error_code ignored;
-    return fs::exists(path, ignored) && !fs::is_regular_file(path, ignored);
+    return fs::exists(path, ignored) && (!fs::is_regular_file(path, ignored) || fs::is_symlink(path, ignored));
 }
 
 void writeDirectly(const std::string& path, std::string_view text) {
-    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    const int file = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     if (file < 0) {
         failWriting(path, systemReason());
     }
@@ -157,10 +171,12 @@ Output::Output(const std::string& path, const std::string& source) : path_(path)
         refuseArgument(path, "this is a folder");
     }
     requireOtherFile(path, source, "the network file itself");
-    // A link stays, and what it points to is replaced.
-    if (const fs::path target = fs::canonical(path, ignored); !target.empty()) {
-        path_ = target.string();
+    struct stat present {};
+    if (::stat(path.c_str(), &present) != 0 && errno != ENOENT) {
+        refuseArgument(path, systemReason());
     }
+    // A link stays, and what it points to is replaced.
+    path_ = followed(path).string();
     const bool isReplaced = standardStreamAt(path_) < 0 && !isSpecial(path_);
     if (isReplaced && ::access(folderOf(path_).c_str(), W_OK | X_OK) != 0) {
         refuseArgument(path, systemReason());

@@ -12,7 +12,8 @@ void requireOtherFile(const std::string& path, const std::string& source, const 
 ///
 /// A file appears whole or not at all: the text goes to a new file beside it, which takes the name
 /// once everything is on the disk. What stood there before stays until then. Devices, pipes and
-/// the file that standard output or error goes to are written to directly, behind what stands there.
+/// the file that standard output or error goes to are written to directly, behind what stands there,
+/// and a file that has no name any more in place of it.
 class Output {
 public:
     /// An empty path means standard output. Throws `UserError` when no file can be made at `path`, or
