@@ -37,6 +37,14 @@ TEST(Output, GoesToTheFileAndNothingElse) {
     EXPECT_EQ(scratch.names(), (std::vector<std::string>{"net.json", "out.csv"}));
 }
 
+TEST(Output, MayHaveAnyNameThatTheSystemAllows) {
+    const Scratch scratch;
+    const std::string longest(255, 'n');
+    EXPECT_EQ(run(evalTo(scratch.path(longest), scratch)).status, 0);
+    EXPECT_EQ(readFile(scratch.path(longest)), result);
+    EXPECT_EQ(scratch.names(), (std::vector<std::string>{"net.json", longest}));
+}
+
 TEST(Output, GivesANewFileTheUsualPermissionsAndKeepsThoseOfAnOldOne) {
     const Scratch scratch;
     const mode_t mask = ::umask(022);

@@ -76,10 +76,12 @@ mode_t permissionsFor(const std::string& path) {
     return 0666 & ~mask;
 }
 
-/// A file beside its later self, gone again unless it is kept.
+/// A file in the folder of its later self, gone again unless it is kept. Its name owes nothing to the
+/// later one, which may be as long as any.
 class PartialFile {
 public:
-    explicit PartialFile(const std::string& path) : path_(path), name_(path + ".part-XXXXXX") {
+    explicit PartialFile(const std::string& path)
+        : path_(path), name_((folderOf(path) / "tessilgraph.part-XXXXXX").string()) {
         file_ = ::mkstemp(name_.data());
         if (file_ < 0) {
             failWriting(path_, systemReason());
