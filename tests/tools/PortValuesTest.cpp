@@ -144,6 +144,14 @@ TEST(PortValues, KeepTheSignOfZero) {
     EXPECT_EQ(portParts(port), std::vector<std::string>{"-0"});
 }
 
+TEST(PortValues, WriteCoordinatesInSinglePrecisionLikeOtherNumbers) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    PortTemplate<Curve> port("port");
+    port.set(Curve({{-0.0F, 0.1F, -infinity}, {std::numeric_limits<float>::quiet_NaN(), infinity, 2}}, 1));
+    EXPECT_EQ(portJson(port), R"({"degree": 1, "cvs": [[-0.0, 0.1, "-inf"], ["nan", "inf", 2]]})");
+    EXPECT_EQ(portText(port), R"({"degree": 1, "cvs": [[-0, 0.1000000015, -inf], [nan, inf, 2]]})");
+}
+
 TEST(PortValues, TakeStringsAndNumbersFromArgumentsAsTheyStand) {
     Geometry geometry = oneOfEach();
     PortTemplate<std::string> text("text");

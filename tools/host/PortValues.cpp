@@ -16,6 +16,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -197,18 +198,8 @@ public:
 
     void write(bool value) { text_ += value ? "true" : "false"; }
     void write(Long value) { text_ += std::to_string(value); }
-    void write(double value) {
-        if (digits_ == Digits::Readable) {
-            text_ += readableText(value);
-        } else if (!(value - value == 0.0)) {
-            text_ += '"' + exactText(value) + '"';  // JSON has no word for it
-        } else {
-            // An integer to JSON readers, to whom "-0" would be a plain 0.
-            const std::string digits = exactText(value);
-            text_ += digits == "-0" ? "-0.0" : digits;
-        }
-    }
-    void write(float value) { text_ += digits_ == Digits::Readable ? readableText(value) : exactText(value); }
+    void write(double value) { writeNumber(value); }
+    void write(float value) { writeNumber(value); }
     void write(const std::string& value) {
         constexpr int noIndent = -1;
         constexpr bool onlyAscii = false;
@@ -265,6 +256,19 @@ public:
 
 private:
     static const char* separator() { return ", "; }
+
+    template <class Real>
+    void writeNumber(Real value) {
+        if (digits_ == Digits::Readable) {
+            text_ += readableText(value);
+        } else if (!std::isfinite(value)) {
+            text_ += '"' + exactText(value) + '"';  // JSON has no word for it
+        } else {
+            // An integer to JSON readers, to whom "-0" would be a plain 0.
+            const std::string digits = exactText(value);
+            text_ += digits == "-0" ? "-0.0" : digits;
+        }
+    }
 
     template <class First, class... Rest>
     void writeArray(const First& first, const Rest&... rest) {
