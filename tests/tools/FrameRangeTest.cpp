@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -78,6 +79,16 @@ TEST(FrameRange, RefusesMoreFramesThanAnybodyWaitsFor) {
     }
     EXPECT_EQ(FrameRange::parse("1:10000000").count(), FrameRange::maxCount);
     EXPECT_EQ(framesOf("-1e308:1e308:1e308"), (std::vector<double>{-1e308, 0, 1e308}));
+}
+
+TEST(FrameRange, MayBeWiderThanADoubleCanSay) {
+    EXPECT_EQ(framesOf("8.98846567431157954e307:-8.98846567431157954e307:-4.49423283715578977e307"),
+              (std::vector<double>{0x1p1023, 0x1p1022, 0, -0x1p1022, -0x1p1023}));
+    const std::vector<double> frames = framesOf("-1e308:1e308:1e307");
+    ASSERT_EQ(frames.size(), 21U);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        EXPECT_NEAR(frames[i], 1e307 * (static_cast<double>(i) - 10), 1e293) << i;
+    }
 }
 
 TEST(FrameRange, RefusesAStepThatIsLostInTheFrames) {

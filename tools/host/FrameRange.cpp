@@ -76,7 +76,10 @@ FrameRange FrameRange::parse(const std::string& text) {
 }
 
 double FrameRange::frame(std::uint64_t index) const {
-    const double frame = first_ + static_cast<double>(index) * step_;
+    const auto steps = static_cast<double>(index);
+    const double way = steps * step_;
+    // A way longer than a double can say leads to a frame nonetheless: halves of such numbers are exact.
+    const double frame = std::isfinite(way) ? first_ + way : 2.0 * (first_ / 2.0 + steps * (step_ / 2.0));
     const bool meetsLast = index > 0 && std::abs(frame - last_) <= hair * std::abs(step_);
     const bool beyondLast = step_ > 0.0 ? frame > last_ : frame < last_;
     // Adding 0.0 makes a plain 0 of the -0 that a range through zero can meet.
