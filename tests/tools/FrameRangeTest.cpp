@@ -92,7 +92,14 @@ TEST(FrameRange, MayBeWiderThanADoubleCanSay) {
 }
 
 TEST(FrameRange, RefusesAStepThatIsLostInTheFrames) {
-    EXPECT_THROW(FrameRange::parse("1e16:10000000000000004:0.5"), UserError);
+    for (const char* bad : {"1e16:10000000000000004:0.5", "9007199254740990:9007199254741010",
+                            "9007199254741010:9007199254740990:-1", "-9007199254741010:-9007199254740990"}) {
+        EXPECT_THROW(FrameRange::parse(bad), UserError) << bad;
+    }
+    EXPECT_EQ(framesOf("9007199254740989:9007199254740992"),
+              (std::vector<double>{9007199254740989, 9007199254740990, 9007199254740991, 9007199254740992}));
+    EXPECT_EQ(framesOf("9007199254740992:9007199254740998:2").size(), 4U);
+    EXPECT_EQ(framesOf("0:3e-323:5e-324").size(), 7U);
 }
 
 TEST(FrameRange, KnowsWhetherItsFramesAreIntegers) {

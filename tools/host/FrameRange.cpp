@@ -4,6 +4,7 @@
 #include <tools/host/Numbers.h>
 #include <tools/host/Text.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -12,6 +13,10 @@
 namespace TessilHost {
 
 namespace {
+
+/// A part of the largest frame. Steps of at least that part are more than three times as wide as the gaps between
+/// doubles there, so that no two frames round to the same one.
+constexpr double safeStep = 0x1p-50;
 
 /// A step such as 0.1 is no exact double: a last frame that is missed by this part of a step counts.
 constexpr double hair = 1e-9;
@@ -68,11 +73,22 @@ FrameRange FrameRange::parse(const std::string& text) {
     if (range.count_ > maxCount) {
         refuse("more than " + std::to_string(maxCount) + " frames");
     }
-    const std::uint64_t end = range.count_ - 1;
-    if (end > 0 && (range.frame(0) == range.frame(1) || range.frame(end - 1) == range.frame(end))) {
+    if (!range.tellsFramesApart()) {
         refuse("the step is too small to tell one frame from the next");
     }
     return range;
+}
+
+bool FrameRange::tellsFramesApart() const {
+    if (std::abs(step_) >= safeStep * std::max(std::abs(first_), std::abs(last_))) {
+        return true;
+    }
+    for (std::uint64_t i = 1; i < count_; ++i) {
+        if (frame(i - 1) == frame(i)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 double FrameRange::frame(std::uint64_t index) const {

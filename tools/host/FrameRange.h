@@ -25,6 +25,9 @@ public:
     bool isIntegral() const;
 
 private:
+    /// Whether no two frames round to the same number.
+    bool tellsFramesApart() const;
+
     double first_ = 0.0;
     double last_ = 0.0;
     double step_ = 1.0;
