@@ -27,8 +27,9 @@ TEST(Arguments, AskForHelp) {
     }
     const Outcome eval = run({"eval", "--help"});
     EXPECT_EQ(eval.status, 0);
-    for (const char* word : {"NETWORK", "--get", "--set", "--frames", "FIRST:LAST[:STEP]", "--drive", "--parallel",
-                             "--cache", "--format", "table", "csv", "json", "-o"}) {
+    for (const char* word :
+         {"NETWORK", "--get NODE.PORT ...", "--set NODE.PORT=VALUE ...", "--frames", "FIRST:LAST[:STEP]", "--drive",
+          "--parallel", "--cache", "--format", "table", "csv", "json", "-o"}) {
         EXPECT_NE(eval.out.find(word), std::string::npos) << word;
     }
 }
@@ -67,6 +68,9 @@ TEST(Arguments, GetOneLineAndStatus2WhenTheyMakeNoSense) {
         {"eval", network},
         {"eval", "--get", "a.out"},
         {"eval", network, "--get"},
+        {"eval", network, "--get", "[a.out]"},
+        {"eval", network, "--get=[a.out,a.in1]"},
+        {"eval", network, "--get", "a.out", "--set", "[a.in1=1,a.in2=2]"},
         {"eval", network, "--get", "a.out", "--format", "xml"},
         {"eval", network, "--get", "a.out", "--format", ""},
         {"eval", network, "--get", "a.out", "--format", "0"},

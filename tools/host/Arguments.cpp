@@ -10,6 +10,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace TessilHost {
 
@@ -26,11 +27,22 @@ CLI::Validator notEmpty() {
     return {[](const std::string& word) { return word.empty() ? "wants a value, not \"\"" : ""; }, ""};
 }
 
+/// An option of one or more words, each as it stands: where CLI11 takes any number, it takes "[a,b]" for two. `word`
+/// says what they are.
+CLI::Option* addWords(CLI::App& command, const std::string& name, std::vector<std::string>& words,
+                      const std::string& word, const std::string& description) {
+    constexpr int most = 1 << 24;  // not yet any number
+    return command.add_option(name, words, description)
+        ->expected(1, most)
+        ->allow_extra_args(false)
+        ->type_name(word + " ...");
+}
+
 CLI::App* addEval(CLI::App& app, EvalArguments& eval) {
     CLI::App* const command = app.add_subcommand("eval", "Evaluate a network and write what its ports hold");
     command->add_option("NETWORK", eval.network, "The network file, JSON")->required();
-    command->add_option("--get", eval.gets, "Ports to read, a column each")->required()->type_name("NODE.PORT");
-    command->add_option("--set", eval.sets, "Input ports to set before the evaluation")->type_name("NODE.PORT=VALUE");
+    addWords(*command, "--get", eval.gets, "NODE.PORT", "Ports to read, a column each")->required();
+    addWords(*command, "--set", eval.sets, "NODE.PORT=VALUE", "Input ports to set before the evaluation");
     CLI::Option* const frames = command->add_option("--frames", eval.frames, "Evaluate once a frame")
                                     ->check(notEmpty())
                                     ->type_name("FIRST:LAST[:STEP]");
