@@ -184,6 +184,7 @@ TEST(Eval, TakesTheLargestCoordinatesAsItPrintsThem) {
     const std::string printed = cvsOf("[[3.4028234663852886e38, -3.4028234663852886e38, 0]]");
     EXPECT_EQ(printed, "[[3.4028235e+38,-3.4028235e+38,0]]");
     EXPECT_EQ(cvsOf(printed), printed);
+    EXPECT_EQ(cvsOf("[[-0, -0.0, 0]]"), "[[-0.0,-0.0,0]]");
 }
 
 TEST(Eval, TakesNamesOfAnyLength) {

@@ -57,6 +57,7 @@ TEST(PortValues, TakeEveryTypeFromJsonAndGiveItBack) {
     EXPECT_EQ(shown<bool>("true"), "true");
     EXPECT_EQ(shown<Long>("-2147483648"), "-2147483648");
     EXPECT_EQ(shown<Long>("2147483647"), "2147483647");
+    EXPECT_EQ(shown<Long>("-0"), "0");
     EXPECT_EQ(shown<double>("0.1"), "0.1");
     EXPECT_EQ(shown<double>("7"), "7");
     EXPECT_EQ(shown<double>("18446744073709551615"), "18446744073709551616");
@@ -95,8 +96,8 @@ TEST(PortValues, RefuseValuesOfAnotherTypeAndStayAsTheyWere) {
     for (const char* bad : {"1", "\"true\"", "null", "[]"}) {
         refusal<bool>(bad);
     }
-    for (const char* bad :
-         {"1.5", "2147483648", "-2147483649", "18446744073709551615", "1e3", "\"1\"", "true", "[1]"}) {
+    for (const char* bad : {"1.5", "2147483648", "-2147483649", "18446744073709551615", "1.0", "0.0", "-0.0", "0e1",
+                            "1e3", "\"1\"", "true", "[1]"}) {
         refusal<Long>(bad);
     }
     for (const char* bad : {"\"1\"", "\"NaN\"", "true", "null", "[1]", "{}"}) {
@@ -142,6 +143,7 @@ TEST(PortValues, KeepTheSignOfZero) {
     EXPECT_TRUE(std::signbit(port.get()));
     EXPECT_EQ(portJson(port), "-0.0");
     EXPECT_EQ(portParts(port), std::vector<std::string>{"-0"});
+    EXPECT_EQ(shown<Imath::V3d>("[-0, -0.0, 0]"), "[-0.0, -0.0, 0]");
 }
 
 TEST(PortValues, WriteCoordinatesInSinglePrecisionLikeOtherNumbers) {

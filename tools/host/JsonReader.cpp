@@ -49,7 +49,7 @@ private:
 };
 
 /// Builds the value from the parser's events. Unlike the parser's own tree builder it refuses a key
-/// that stands twice, limits the depth, and keeps the sign of -0.
+/// that stands twice, and limits the depth.
 class TreeBuilder : public nlohmann::json_sax<json> {
 public:
     explicit TreeBuilder(const std::size_t* taken) : taken_(taken) {}
@@ -60,10 +60,7 @@ public:
 
     bool null() override { return add(nullptr); }
     bool boolean(bool value) override { return add(value); }
-    bool number_integer(number_integer_t value) override {
-        // Only a negative sign brings a zero here; as an integer it would be lost.
-        return value == 0 ? add(-0.0) : add(value);
-    }
+    bool number_integer(number_integer_t value) override { return add(value); }
     bool number_unsigned(number_unsigned_t value) override { return add(value); }
     bool number_float(number_float_t value, const string_t&) override { return add(value); }
     bool string(string_t& value) override { return add(std::move(value)); }
@@ -177,6 +174,12 @@ nlohmann::json readJsonFile(const std::string& path) {
     return parse(readTextFile(path), [&](const std::string& place, const std::string& reason) {
         throw UserError(oneLine(path) + ':' + place + ": " + oneLine(reason));
     });
+}
+
+double numberOf(const nlohmann::json& value) {
+    // The parser keeps integers without a sign apart, so that a zero with one is -0.
+    const bool isNegativeZero = value.is_number_integer() && !value.is_number_unsigned() && value == 0;
+    return isNegativeZero ? -0.0 : value.get<double>();
 }
 
 nlohmann::json parseJsonArgument(const std::string& text) {

@@ -11,6 +11,9 @@ namespace TessilHost {
 /// deeper than any network needs.
 nlohmann::json readJsonFile(const std::string& path);
 
+/// The number that `value` is. A "-0" keeps its sign, although it is an integer to the parser.
+double numberOf(const nlohmann::json& value);
+
 /// The JSON value that `text`, an argument, spells. Throws `ValueError` with the reason.
 nlohmann::json parseJsonArgument(const std::string& text);
 

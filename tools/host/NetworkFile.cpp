@@ -137,7 +137,7 @@ private:
         Imath::V3f point;
         for (int i = 0; i < 3; ++i) {
             const json& coordinate = value[static_cast<std::size_t>(i)];
-            const auto number = coordinate.is_number() ? toSingle(coordinate.get<double>()) : std::nullopt;
+            const auto number = coordinate.is_number() ? toSingle(numberOf(coordinate)) : std::nullopt;
             if (!number) {
                 place.refuse("wants finite numbers in single precision, not " + oneLine(coordinate.dump()));
             }

@@ -64,9 +64,7 @@ public:
 
     void read(const json& value, Long& result) const {
         constexpr const char* wanted = "an integer between -2147483648 and 2147483647";
-        if (value.is_number_float() && value.get<double>() == 0.0) {
-            result = 0;  // -0, which the reader keeps as a real number
-        } else if (value.is_number_unsigned()) {
+        if (value.is_number_unsigned()) {
             if (value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<Long>::max()}) {
                 refuse(wanted, value);
             }
@@ -82,7 +80,7 @@ public:
     void read(const json& value, double& result) const {
         constexpr const char* wanted = "a number";
         if (value.is_number()) {
-            result = value.get<double>();
+            result = numberOf(value);
         } else if (value == "nan" || value == "inf" || value == "-inf") {
             result = *parseNumber(value.get_ref<const std::string&>());
         } else {
