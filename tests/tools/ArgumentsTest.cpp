@@ -108,5 +108,23 @@ TEST(Arguments, GetOneLineAndStatus2WhenTheyMakeNoSense) {
     }
 }
 
+TEST(Arguments, AreNamedWhereTheyAreWrong) {
+    const auto complaint = [](const std::vector<std::string>& words) {
+        const Outcome outcome = run(words);
+        EXPECT_EQ(outcome.status, 2);
+        return outcome.err;
+    };
+    const std::string unknown = "tessilgraph: the argument \"--frob\" was not expected (--help shows what there is)\n";
+    EXPECT_EQ(complaint({"--frob"}), unknown);
+    EXPECT_EQ(complaint({"--frob", "b"}), unknown);
+    EXPECT_EQ(complaint({"types", "--frob", "b"}), unknown);
+    EXPECT_EQ(complaint({"describe", "--frob"}), unknown);
+    EXPECT_EQ(complaint({"eval", "net.json", "--frob"}), unknown);
+    EXPECT_NE(complaint({"frob"}).find("\"frob\""), std::string::npos);
+    EXPECT_NE(complaint({""}).find("\"\""), std::string::npos);
+    EXPECT_NE(complaint({}).find("A subcommand is required"), std::string::npos);
+    EXPECT_EQ(complaint({"eval", "", "--get", "a.out"}), "tessilgraph: \"\": No such file or directory\n");
+}
+
 }  // namespace
 }  // namespace TessilTest

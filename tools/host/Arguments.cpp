@@ -90,7 +90,11 @@ Arguments parseArguments(int argc, const char* const* argv) {
     } catch (const CLI::Success& request) {
         return InfoArguments{said(app, request)};
     } catch (const CLI::ParseError& error) {
-        throw UserError(oneLine(error.what()) + " (--help shows what there is)");
+        // What is missing comes first to CLI11, and unknown words from the last to the first.
+        const std::vector<std::string> unknown = app.remaining(true);
+        const std::string reason =
+            unknown.empty() ? oneLine(error.what()) : "the argument " + inQuotes(unknown.front()) + " was not expected";
+        throw UserError(reason + " (--help shows what there is)");
     }
     if (evalCommand->parsed()) {
         return eval;

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t maxBytes = std::size_t{1} << 30;
 
 [[noreturn]] void refuseFile(const std::string& path, const std::string& reason) {
-    throw UserError(oneLine(path) + ": " + reason);
+    throw UserError((path.empty() ? inQuotes(path) : oneLine(path)) + ": " + reason);
 }
 
 struct Descriptor {
