@@ -46,7 +46,7 @@ constexpr double farAway = 2;
 constexpr std::size_t mostGaps = 16;
 constexpr double widestGap = 0x1p-8;
 
-// Every grown triangle lies within this distance of the centre.
+// Every triangle lies within this distance of the centre.
 constexpr double radius = 1.75;
 
 // From beyond, doubles do not tell any more where in the scene a ray goes.
@@ -190,7 +190,7 @@ void setWeights(Pair weights, float& u, float& v) {
 // over: one that the ray grazes has hardly any margin in the ray's eyes.
 struct RayTree::Gap {
     double parameter;  // of the ray, counted from where it starts
-    double radius;     // within which a side or corner of such a neighbour lies
+    double reach;      // within which a side or corner of such a neighbour lies
 };
 
 // A ray under way in the scene that looks at every candidate. Embree hands the context on to
@@ -227,13 +227,13 @@ void RayTree::Cast::considerCandidate(const RTCFilterFunctionNArguments* argumen
 void RayTree::Cast::notePassedBy(const Triangle& triangle, double parameter) {
     const double sine =
         std::fabs(dot(ray.direction, triangle.normal)) / std::sqrt(ray.direction2 * length2(triangle.normal));
-    const double radius = rounding + rounding / std::max(sine, rounding / widestGap);
+    const double reach = rounding + rounding / std::max(sine, rounding / widestGap);
     const double length = std::sqrt(length2(sceneRay.direction));
     const bool isKnown = std::any_of(gaps.begin(), gaps.begin() + gapCount, [&](const Gap& gap) {
-        return std::fabs(gap.parameter - parameter) * length + radius <= gap.radius;
+        return std::fabs(gap.parameter - parameter) * length + reach <= gap.reach;
     });
     if (!isKnown && gapCount < mostGaps) {
-        gaps[gapCount++] = {parameter, 2 * radius};
+        gaps[gapCount++] = {parameter, 2 * reach};
     }
 }
 
@@ -432,15 +432,15 @@ void RayTree::castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double star
     rtcIntersect1(scene_, &cast.context, &query);
     std::for_each(cast.gaps.begin(), cast.gaps.begin() + cast.gapCount, [&](const Gap& gap) {
         const double length = std::sqrt(length2(sceneRay.direction));
-        if (!cast.best.found || gap.parameter <= sceneRay.parameter(cast.best, start) + slack + gap.radius / length) {
-            search(sceneRay.origin + sceneRay.direction * (start + gap.parameter), gap.radius, ray, cast.best);
+        if (!cast.best.found || gap.parameter <= sceneRay.parameter(cast.best, start) + slack + gap.reach / length) {
+            search(sceneRay.origin + sceneRay.direction * (start + gap.parameter), gap.reach, ray, cast.best);
         }
     });
     best = cast.best;
 }
 
 // Improves the best hit by those with triangles near a place.
-void RayTree::search(const PairedVector& place, double radius, const Ray& ray, Hit& best) const {
+void RayTree::search(const PairedVector& place, double reach, const Ray& ray, Hit& best) const {
     struct Search {
         const Corners* corners;
         const Ray& ray;
@@ -451,15 +451,12 @@ void RayTree::search(const PairedVector& place, double radius, const Ray& ray, H
     query.y = static_cast<float>(place.y());
     query.z = static_cast<float>(place.z);
     query.time = 0;
-    query.radius = static_cast<float>(radius);
+    query.radius = static_cast<float>(reach);
     RTCPointQueryContext context;
     rtcInitPointQueryContext(&context);
     const auto consider = [](RTCPointQueryFunctionArguments* arguments) {
         const Search& mine = *static_cast<Search*>(arguments->userPtr);
-        const Triangle triangle = makeTriangle(mine.corners[arguments->primID]);
-        if (isSound(triangle)) {
-            improveHit(mine.ray, triangle, arguments->primID, mine.best);
-        }
+        improveHit(mine.ray, makeTriangle(mine.corners[arguments->primID]), arguments->primID, mine.best);
         return false;  // The radius has not changed.
     };
     rtcPointQuery(scene_, &query, &context, consider, &search);

@@ -64,7 +64,7 @@ private:
     Hit nearestHitFromAfar(const Ray& ray, const SceneRay& ahead) const;
     void castRay(const Ray& ray, const SceneRay& sceneRay, double start, Hit& best) const;
     void castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double start, float end, Hit& best) const;
-    void search(const PairedVector& place, double radius, const Ray& ray, Hit& best) const;
+    void search(const PairedVector& place, double reach, const Ray& ray, Hit& best) const;
     Hit scan(const Ray& ray) const;
 
     const std::vector<Imath::V3f>& points_;

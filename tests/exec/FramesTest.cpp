@@ -47,6 +47,19 @@ protected:
     TessilGraph::PortTemplate<double>* out_ = TessilGraph::addOutput<double>(*this, "out");
 };
 
+/// Cancels at numbers from 100 on.
+class Canceller : public Pass<Canceller> {
+public:
+    static inline TessilGraph::CancelToken* token = nullptr;
+
+    bool compute(const TessilGraph::ComputeData* data) override {
+        if (in_->get() >= 100.0) {
+            token->cancel();
+        }
+        return Pass::compute(data);
+    }
+};
+
 /// Cannot bear numbers from 100 on.
 class Fragile : public Pass<Fragile> {
 public:
@@ -191,6 +204,8 @@ template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Forgetful>{"Forgetful", 9243};
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Impatient>{"Impatient", 9244};
+template <>
+inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Canceller>{"Canceller", 9247};
 template <>
 inline constexpr TessilGraph::TypeInfo TessilGraph::typeInfo<tests::Namesakes>{"Namesakes", 9246};
 template <>
@@ -591,6 +606,22 @@ TEST_P(FramesOf, CanBeCancelled) {
     options_.progress = nullptr;
     EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Done);
     expectFigures(frames);
+}
+
+TEST_P(FramesOf, CanBeCancelledByANode) {
+    CancelToken token;
+    tests::Canceller::token = &token;
+    network_.addNode(new tests::Canceller, "canceller");
+    ASSERT_TRUE(network_.disconnectAttr("first", "out", "slow0", "in1"));
+    ASSERT_TRUE(network_.connectAttr("first", "out", "canceller", "in"));
+    ASSERT_TRUE(network_.connectAttr("canceller", "out", "slow0", "in1"));
+    Frames frames(network_, frameCount);
+    prepare(frames);
+    options_.cancel = &token;
+    EXPECT_EQ(frames.run(nullptr, options_), RunStatus::Cancelled);
+    EXPECT_EQ(frames.column<double>("slow3", "out").front(), 4.0);
+    EXPECT_EQ(frames.column<double>("slow3", "out").back(), 0.0);
+    tests::Canceller::token = nullptr;
 }
 
 TEST_P(FramesOf, TellTheirProgressOnTheCallersThread) {

@@ -583,6 +583,21 @@ TEST(Mesh, LetsNoRayOutWhereAGrazedTriangleMeetsAnother) {
     }
 }
 
+TEST(Mesh, IsHitBehindManyTrianglesThatARayPassesByNarrowly) {
+    std::vector<V3f> corners = {V3f(-1, -1, 0), V3f(1, -1, 0), V3f(0, 1, 0)};
+    std::vector<unsigned int> triangles = {0, 1, 2};
+    for (int step = 1; step <= 40; ++step) {
+        const float height = static_cast<float>(step) / 40.0f;
+        for (const V3f& corner : {V3f(1e-7f, -1, height), V3f(1, 0, height), V3f(1e-7f, 1, height)}) {
+            triangles.push_back(static_cast<unsigned int>(corners.size()));
+            corners.push_back(corner);
+        }
+    }
+    const Record record = cast(Mesh(corners, triangles), V3f(0, 0, 2), V3f(0, 0, -1));
+    EXPECT_TRUE(record.hit);
+    EXPECT_EQ(record.faceId, 0U);
+}
+
 TEST(Mesh, IsMetOnTheNearSideByRaysAimedAtItsCornersFromOutside) {
     Random random(3);
     const Mesh mesh = sphere(40, 61);
