@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -93,6 +94,7 @@ TEST_F(SeveralNetworks, NodesOfWhichDeleteOthersFarUpAreComputedByAPreparedRun) 
 TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
     constexpr int many = 16;
     constexpr std::chrono::microseconds longEnough(200);  // For other threads to help.
+    constexpr std::chrono::milliseconds tooLong(5);       // For a machine that has better things to do.
     Node& target = add(first, "t");
     Node* last = &target;
     for (int reader = 0; reader < many; ++reader) {
@@ -104,14 +106,34 @@ TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
     for (int idle = 0; idle < 80; ++idle) {
         add(second, "idle" + std::to_string(idle));
     }
-    deed = [longEnough](Node& node) {
-        const auto end = std::chrono::steady_clock::now() + longEnough;
-        for (int time = 0; node.name()[0] == 'a' && (time < 100 || std::chrono::steady_clock::now() < end); ++time) {
-            node.setDirty(false);
-            node.setDirty(true);
+    // Nothing else is to bring the threads in step.
+    std::atomic<int> atWork{0};
+    std::atomic<bool> sideBySide{false};
+    deed = [&](Node& node) {
+        if (node.name()[0] != 'a') {
+            return;
         }
+        if (atWork.fetch_add(1, std::memory_order_relaxed) != 0) {
+            sideBySide.store(true, std::memory_order_relaxed);
+        }
+        const auto begin = std::chrono::steady_clock::now();
+        const auto goesOn = [&] {
+            const auto passed = std::chrono::steady_clock::now() - begin;
+            return passed < longEnough || (passed < tooLong && !sideBySide.load(std::memory_order_relaxed));
+        };
+        do {
+            for (int time = 0; time < 100; ++time) {
+                node.setDirty(false);
+                node.setDirty(true);
+            }
+        } while (goesOn());
+        atWork.fetch_sub(1, std::memory_order_relaxed);
     };
     for (int round = 0; round < 20; ++round) {
+        sideBySide = false;
+        // Other wiring, so that a plan for marking is due again.
+        EXPECT_TRUE(round % 2 == 0 ? second.connectAttr("idle0", "out", "idle1", "in1")
+                                   : second.disconnectAttr("idle0", "out", "idle1", "in1"));
         first.setAllNodeDirty();
         second.setAllNodeDirty();
         first.computeNode("t", nullptr, true);
@@ -120,6 +142,7 @@ TEST_F(SeveralNetworks, NodesOfWhichMarkThemselvesAreComputedInLevels) {
             EXPECT_FALSE(second.getNode("a" + std::to_string(reader))->isDirty());
         }
     }
+    deed = nullptr;
 }
 
 }  // namespace
