@@ -76,7 +76,9 @@ void makeLarge(std::vector<Words>& sequence) {
             chosen = place == nodes || place == nodes + links / 2 ? 115 : 12;
         } else if (chosen % 16 != 0) {
             chosen = frequent[chosen / 16 % frequent.size()];
-            words[kind + 1] = chosen == marks ? words[kind + 1] % 3 : words[kind + 1];
+            if (chosen == marks) {
+                words[kind + 1] %= 3;
+            }
         }
     }
 }
