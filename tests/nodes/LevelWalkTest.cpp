@@ -363,13 +363,19 @@ TEST(LevelWalk, LeavesFewBuiltInNodesAsItsLevelsWould) {
     compareWithLevels(mixture);
 }
 
-TEST(LevelWalk, ComputesACleanNodeBeforeItsSourceThatStandsNearer) {
-    NetworkManager network;
+/// So many that the network gets a plan.
+std::vector<AddDouble*> makeSums(NetworkManager& network) {
     std::vector<AddDouble*> nodes;
     for (int i = 0; i < 100; ++i) {
         nodes.push_back(new AddDouble);
         network.addNode(nodes.back(), "n" + std::to_string(i));
     }
+    return nodes;
+}
+
+TEST(LevelWalk, ComputesACleanNodeBeforeItsSourceThatStandsNearer) {
+    NetworkManager network;
+    const std::vector<AddDouble*> nodes = makeSums(network);
     AddDouble &first = *nodes[0], &source = *nodes[1], &clean = *nodes[2], &reader = *nodes[3], &target = *nodes[4];
     EXPECT_TRUE(first.outputPort()->connectTo(source.input1Port()));
     EXPECT_TRUE(source.outputPort()->connectTo(clean.input1Port()));
@@ -401,11 +407,7 @@ TEST(LevelWalk, ComputesACleanNodeBeforeItsSourceThatStandsNearer) {
 /// A source feeds a clean node, and a dirty one that stands beside it or is the target; both of these feed the target.
 void expectThatACleanNodeComesAfterItsSource(bool isFed, bool isBeside) {
     NetworkManager network;
-    std::vector<AddDouble*> nodes;
-    for (int i = 0; i < 100; ++i) {
-        nodes.push_back(new AddDouble);
-        network.addNode(nodes.back(), "n" + std::to_string(i));
-    }
+    const std::vector<AddDouble*> nodes = makeSums(network);
     AddDouble &first = *nodes[0], &source = *nodes[1], &clean = *nodes[2], &reader = *nodes[3], &target = *nodes[4];
     if (isFed) {
         EXPECT_TRUE(first.outputPort()->connectTo(source.input1Port()));
@@ -441,11 +443,7 @@ TEST(LevelWalk, ComputesACleanNodeAfterItsSourceThatNothingFeeds) {
 /// it reads. Inputs are looked through in their order or the other way round.
 void expectThatWhatNothingFeedsComesFirst(bool isMirrored) {
     NetworkManager network;
-    std::vector<AddDouble*> nodes;
-    for (int i = 0; i < 100; ++i) {
-        nodes.push_back(new AddDouble);
-        network.addNode(nodes.back(), "n" + std::to_string(i));
-    }
+    const std::vector<AddDouble*> nodes = makeSums(network);
     AddDouble &near = *nodes[0], &clean = *nodes[1], &far = *nodes[2], &late = *nodes[3], &target = *nodes[4];
     AddDouble &left = *nodes[5], &both = *nodes[6], &right = *nodes[7], &below = *nodes[8], &deep = *nodes[9];
     const auto link = [isMirrored](AddDouble& reader, AddDouble& first, AddDouble& second) {
