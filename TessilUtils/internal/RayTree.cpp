@@ -228,7 +228,7 @@ void RayTree::Cast::notePassedBy(const Triangle& triangle, double parameter) {
     const double sine =
         std::fabs(dot(ray.direction, triangle.normal)) / std::sqrt(ray.direction2 * length2(triangle.normal));
     const double reach = rounding + rounding / std::max(sine, rounding / widestGap);
-    const double length = std::sqrt(length2(sceneRay.direction));
+    const double length = sceneRay.length();
     const bool isKnown = std::any_of(gaps.begin(), gaps.begin() + gapCount, [&](const Gap& gap) {
         return std::fabs(gap.parameter - parameter) * length + reach <= gap.reach;
     });
@@ -430,8 +430,8 @@ void RayTree::castRayAtAll(const Ray& ray, const SceneRay& sceneRay, double star
     rtcInitIntersectContext(&cast.context);
     cast.context.filter = Cast::considerCandidate;
     rtcIntersect1(scene_, &cast.context, &query);
+    const double length = sceneRay.length();
     std::for_each(cast.gaps.begin(), cast.gaps.begin() + cast.gapCount, [&](const Gap& gap) {
-        const double length = std::sqrt(length2(sceneRay.direction));
         if (!cast.best.found || gap.parameter <= sceneRay.parameter(cast.best, start) + slack + gap.reach / length) {
             search(sceneRay.origin + sceneRay.direction * (start + gap.parameter), gap.reach, ray, cast.best);
         }

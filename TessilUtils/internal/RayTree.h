@@ -48,6 +48,7 @@ private:
         SceneRay reversed() const { return {origin, -direction, lengthPerT}; }
         // Where a hit lies, counted from origin + start * direction.
         double parameter(const Hit& hit, double start) const { return std::fabs(hit.t) * lengthPerT - start; }
+        double length() const { return std::sqrt(length2(direction)); }  // of a parameter of 1
 
         PairedVector origin;
         PairedVector direction;
